@@ -1,0 +1,39 @@
+// The memory that strings take: the global heap or a client's source.
+#include <nalo/memory>
+
+#include <new>
+
+namespace nalo {
+
+memory_source::~memory_source() = default;
+
+void* allocator::allocate(size_t bytes) const {
+  if (!source_) return ::operator new(bytes);
+  if (void* block = source_->allocate(bytes)) return block;
+  impl::throwBadAllocation(bytes);
+}
+
+void allocator::deallocate(void* block) const noexcept {
+  if (source_) {
+    source_->deallocate(block);
+  } else {
+    ::operator delete(block);
+  }
+}
+
+allocator& allocator::default_() noexcept {
+  static constinit allocator heap;
+  return heap;
+}
+
+allocation_error::allocation_error(const char* file, int line, size_t count)
+    : exception(file, line, "nalo::allocator out of memory"), count_(count) {}
+
+allocation_error::~allocation_error() = default;
+void allocation_error::throw_self() { throw allocation_error(*this); }
+
+void impl::throwBadAllocation(size_t count) {
+  tThrow(allocation_error("sys/src/nalo/memory", __LINE__, count));
+}
+
+}  // namespace nalo
