@@ -1,0 +1,21 @@
+# Who can compile nalo, and the warnings that its own code lives with.
+
+set(NALO_MINIMUM_GNU 12)
+set(NALO_MINIMUM_Clang 14)
+if(NOT DEFINED NALO_MINIMUM_${CMAKE_CXX_COMPILER_ID}
+   OR CMAKE_CXX_COMPILER_VERSION VERSION_LESS
+      NALO_MINIMUM_${CMAKE_CXX_COMPILER_ID})
+  message(FATAL_ERROR
+    "nalo needs GCC ${NALO_MINIMUM_GNU} or Clang ${NALO_MINIMUM_Clang}, or a "
+    "newer one, and found ${CMAKE_CXX_COMPILER_ID} "
+    "${CMAKE_CXX_COMPILER_VERSION} (${CMAKE_CXX_COMPILER}). "
+    "Choose a compiler with -DCMAKE_CXX_COMPILER=...")
+endif()
+
+# The project's own targets link this one. Whoever builds nalo as a part of
+# something else is not held to it.
+add_library(nalo_warnings INTERFACE)
+if(PROJECT_IS_TOP_LEVEL)
+  target_compile_options(nalo_warnings INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+endif()
