@@ -1,0 +1,29 @@
+# Installs the library for find_package(nalo CONFIG) and for pkg-config.
+
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/nalo")
+
+install(TARGETS nalo EXPORT nalo-targets
+  INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+# base/impl holds template code that only the library itself instantiates.
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/sys/src/nalo"
+  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
+  PATTERN base/impl EXCLUDE)
+
+install(EXPORT nalo-targets FILE nalo-config.cmake NAMESPACE nalo::
+  DESTINATION "${package_dir}")
+write_basic_package_version_file(
+  "${PROJECT_BINARY_DIR}/nalo-config-version.cmake"
+  COMPATIBILITY SameMinorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/nalo-config-version.cmake"
+  DESTINATION "${package_dir}")
+
+# Relative, so that the installed copy may be moved.
+file(RELATIVE_PATH pc_prefix
+  "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+configure_file("${PROJECT_SOURCE_DIR}/cmake/nalo.pc.in"
+  "${PROJECT_BINARY_DIR}/nalo.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/nalo.pc"
+  DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
