@@ -1,0 +1,121 @@
+// What every stream has: its words, its locale, and the errors it raises.
+#include <nalo/base/ios_base>
+
+#include <algorithm>
+#include <atomic>
+#include <limits>
+#include <new>
+
+namespace nalo {
+
+namespace {
+
+constexpr const char* kIosFile = "sys/src/nalo/ios";
+
+std::atomic<int> next_word_index{0};
+std::atomic<bool> synced_with_stdio{true};
+
+}  // namespace
+
+ios_base::ios_base() noexcept
+    : precision_(6),
+      width_(0),
+      flags_(skipws | dec),
+      exception_(goodbit),
+      buf_state_(goodbit),
+      word_size_(local_words_),
+      word_(local_word_) {}
+
+ios_base::~ios_base() { deallocate_words_(); }
+
+void ios_base::init_() noexcept {
+  deallocate_words_();
+  std::fill(std::begin(local_word_), std::end(local_word_), PIWords());
+  word_zero_ = PIWords();
+  word_size_ = local_words_;
+  word_ = local_word_;
+  precision_ = 6;
+  width_ = 0;
+  flags_ = skipws | dec;
+  ios_locale_ = locale();
+}
+
+locale ios_base::imbue(const locale& new_locale) noexcept {
+  locale old(ios_locale_);
+  ios_locale_ = new_locale;
+  return old;
+}
+
+ios_base::PIWords* ios_base::allocate_words_(int count) noexcept {
+  return new (std::nothrow) PIWords[static_cast<size_t>(count)];
+}
+
+void ios_base::deallocate_words_(PIWords* words) noexcept { delete[] words; }
+
+void ios_base::deallocate_words_() noexcept {
+  if (word_ != local_word_) deallocate_words_(word_);
+}
+
+ios_base::PIWords& ios_base::grow_words_(int index, bool iword_wanted) {
+  if (0 <= index && index < word_size_) return word_[index];
+  if (0 <= index && index < std::numeric_limits<int>::max()) {
+    const int new_size = index + 1;
+    PIWords* grown =
+        new_size <= local_words_ ? local_word_ : allocate_words_(new_size);
+    if (grown) {
+      if (grown != word_) {
+        std::copy_n(word_, word_size_, grown);
+        deallocate_words_();
+        word_ = grown;
+      }
+      std::fill(word_ + word_size_, word_ + new_size, PIWords());
+      word_size_ = new_size;
+      return word_[index];
+    }
+  }
+  if (iword_wanted) {
+    word_zero_.iword_ = 0;
+  } else {
+    word_zero_.pword_ = nullptr;
+  }
+  buf_state_ |= badbit;
+  if ((buf_state_ & exception_) != goodbit) {
+    throwIOSFailure(
+        kIosFile, __LINE__,
+        "WordAllocator: nalo::ios_base::grow_words_ allocation failed");
+  }
+  return word_zero_;
+}
+
+int ios_base::xalloc() noexcept {
+  return next_word_index.fetch_add(1, std::memory_order_relaxed);
+}
+
+ptrdiff_t& ios_base::iword(int index) {
+  return grow_words_(index, true).iword_;
+}
+
+void*& ios_base::pword(int index) { return grow_words_(index, false).pword_; }
+
+bool ios_base::sync_with_stdio(bool synced) noexcept {
+  return synced_with_stdio.exchange(synced);
+}
+
+void ios_base::throwIOSFailure(const char* file, int line,
+                               const char* message) {
+  tThrow(failure(file, line, message));
+}
+
+void ios_base::throwNullFacetPointer(const char* file, int line) {
+  tThrow(null_facet_error(file, line));
+}
+
+ios_base::failure::~failure() = default;
+void ios_base::failure::throw_self() { throw failure(*this); }
+
+null_facet_error::null_facet_error(const char* file, int line)
+    : exception(file, line, "nalo::ios_base the locale lacks a facet") {}
+null_facet_error::~null_facet_error() = default;
+void null_facet_error::throw_self() { throw null_facet_error(*this); }
+
+}  // namespace nalo

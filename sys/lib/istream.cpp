@@ -1,0 +1,14 @@
+// Instantiates the input streams and the free extractions.
+#include <nalo/base/impl/istream>
+
+namespace nalo {
+
+template struct basic_istream<char>;
+template struct basic_istream<wchar_t>;
+template struct basic_iostream<char>;
+template struct basic_iostream<wchar_t>;
+
+NALO_ISTREAM_WORK(template NALO_API, char);
+NALO_ISTREAM_WORK(template NALO_API, wchar_t);
+
+}  // namespace nalo
