@@ -1,0 +1,180 @@
+// The classes and the cases of the classic locale.
+#include <nalo/base/ctype>
+
+#include <algorithm>
+#include <array>
+
+namespace nalo {
+
+namespace {
+
+using mask = ctype_base::mask;
+
+// Two bits of the C library's table that no constant of ctype_base names: its
+// graph and alnum stand beside the classes that make them up.
+constexpr mask kTableGraph = 32768;
+constexpr mask kTableAlnum = 8;
+
+constexpr bool in(int ch, char first, char last) {
+  return first <= ch && ch <= last;
+}
+
+constexpr mask classes_of(int ch) {
+  mask classes = 0;
+  const auto add = [&](bool is_in, int bits) {
+    if (is_in) classes = static_cast<mask>(classes | bits);
+  };
+  const bool is_digit = in(ch, '0', '9');
+  const bool is_upper = in(ch, 'A', 'Z');
+  const bool is_lower = in(ch, 'a', 'z');
+  const bool is_graph = in(ch, '!', '~');
+  const bool is_alnum = is_digit || is_upper || is_lower;
+  add(is_upper, ctype_base::upper | ctype_base::alpha);
+  add(is_lower, ctype_base::lower | ctype_base::alpha);
+  add(is_digit, ctype_base::digit);
+  add(is_alnum, kTableAlnum);
+  add(is_digit || in(ch, 'A', 'F') || in(ch, 'a', 'f'), ctype_base::xdigit);
+  add(is_graph && !is_alnum, ctype_base::punct);
+  add(is_graph, kTableGraph);
+  add(is_graph || ch == ' ', ctype_base::print);
+  add(ch == ' ' || ch == '\t', ctype_base::blank);
+  add(ch == ' ' || in(ch, '\t', '\r'), ctype_base::space);
+  add(ch < ' ' || ch == 0x7F, ctype_base::cntrl);
+  return classes;
+}
+
+constexpr auto make_classic_table() {
+  std::array<mask, ctype<char>::table_size> table{};
+  for (size_t ch = 0; ch <= 0x7F; ++ch) table[ch] = classes_of(int(ch));
+  return table;
+}
+
+template <class Char>
+constexpr Char ascii_upper(Char ch) {
+  return Char('a') <= ch && ch <= Char('z') ? Char(ch - 'a' + 'A') : ch;
+}
+
+template <class Char>
+constexpr Char ascii_lower(Char ch) {
+  return Char('A') <= ch && ch <= Char('Z') ? Char(ch - 'A' + 'a') : ch;
+}
+
+}  // namespace
+
+// --- char --------------------------------------------------------------------
+
+constinit locale::id ctype<char>::id;
+constinit const std::array<mask, ctype<char>::table_size>
+    ctype<char>::classic_table_ = make_classic_table();
+
+ctype<char>::~ctype() {
+  if (del_) delete[] table_;
+}
+
+const char* ctype<char>::is(const char* lo, const char* hi,
+                            mask* classes) const noexcept {
+  std::transform(lo, hi, classes, [this](char ch) {
+    return table_[static_cast<unsigned char>(ch)];
+  });
+  return hi;
+}
+
+const char* ctype<char>::scan_is(mask msk, const char* lo,
+                                 const char* hi) const noexcept {
+  return std::find_if(lo, hi, [=, this](char ch) { return is(msk, ch); });
+}
+
+const char* ctype<char>::scan_not(mask msk, const char* lo,
+                                  const char* hi) const noexcept {
+  return std::find_if_not(lo, hi, [=, this](char ch) { return is(msk, ch); });
+}
+
+const char* ctype<char>::widen(const char* lo, const char* hi,
+                               char* to) const noexcept {
+  std::copy(lo, hi, to);
+  return hi;
+}
+
+const char* ctype<char>::narrow(const char* lo, const char* hi, char,
+                                char* to) const noexcept {
+  std::copy(lo, hi, to);
+  return hi;
+}
+
+char ctype<char>::do_toupper(char ch) const { return ascii_upper(ch); }
+
+const char* ctype<char>::do_toupper(char* lo, const char* hi) const {
+  for (; lo != hi; ++lo) *lo = do_toupper(*lo);
+  return hi;
+}
+
+char ctype<char>::do_tolower(char ch) const { return ascii_lower(ch); }
+
+const char* ctype<char>::do_tolower(char* lo, const char* hi) const {
+  for (; lo != hi; ++lo) *lo = do_tolower(*lo);
+  return hi;
+}
+
+// --- wchar_t -----------------------------------------------------------------
+
+constinit locale::id ctype<wchar_t>::id;
+
+ctype<wchar_t>::~ctype() = default;
+
+const char* ctype<wchar_t>::widen(const char* lo, const char* hi,
+                                  wchar_t* to) const noexcept {
+  std::transform(lo, hi, to, [this](char ch) { return widen(ch); });
+  return hi;
+}
+
+const wchar_t* ctype<wchar_t>::narrow(const wchar_t* lo, const wchar_t* hi,
+                                      char dfault, char* to) const noexcept {
+  std::transform(lo, hi, to,
+                 [=, this](wchar_t ch) { return narrow(ch, dfault); });
+  return hi;
+}
+
+bool ctype<wchar_t>::do_is(mask msk, wchar_t ch) const {
+  return 0 <= ch && ch <= 0x7F && (ctype<char>::classic_table()[ch] & msk) != 0;
+}
+
+const wchar_t* ctype<wchar_t>::do_is(const wchar_t* lo, const wchar_t* hi,
+                                     mask* classes) const {
+  for (; lo != hi; ++lo, ++classes) {
+    *classes = 0;
+    for (unsigned bit = 1; bit <= 0x8000; bit <<= 1) {
+      const mask one = static_cast<mask>(bit);
+      if (do_is(one, *lo)) *classes = static_cast<mask>(*classes | one);
+    }
+  }
+  return hi;
+}
+
+const wchar_t* ctype<wchar_t>::do_scan_is(mask msk, const wchar_t* lo,
+                                          const wchar_t* hi) const {
+  return std::find_if(lo, hi, [=, this](wchar_t ch) { return do_is(msk, ch); });
+}
+
+const wchar_t* ctype<wchar_t>::do_scan_not(mask msk, const wchar_t* lo,
+                                           const wchar_t* hi) const {
+  return std::find_if_not(lo, hi,
+                          [=, this](wchar_t ch) { return do_is(msk, ch); });
+}
+
+wchar_t ctype<wchar_t>::do_toupper(wchar_t ch) const { return ascii_upper(ch); }
+
+const wchar_t* ctype<wchar_t>::do_toupper(wchar_t* lo,
+                                          const wchar_t* hi) const {
+  for (; lo != hi; ++lo) *lo = do_toupper(*lo);
+  return hi;
+}
+
+wchar_t ctype<wchar_t>::do_tolower(wchar_t ch) const { return ascii_lower(ch); }
+
+const wchar_t* ctype<wchar_t>::do_tolower(wchar_t* lo,
+                                          const wchar_t* hi) const {
+  for (; lo != hi; ++lo) *lo = do_tolower(*lo);
+  return hi;
+}
+
+}  // namespace nalo
