@@ -1,0 +1,224 @@
+// A stream buffer that plays a script: input in get areas of given sizes,
+// output into put areas of given sizes, and a failure at a given virtual call.
+// It logs and counts every virtual call.
+#ifndef NALO_TESTS_SCRIPTED_STREAMBUF_H
+#define NALO_TESTS_SCRIPTED_STREAMBUF_H
+
+#include <nalo/exception>
+#include <nalo/streambuf>
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace nalo_test {
+
+// How a call fails: by raising a library error, a std::exception or an int, by
+// its own refusal (eof, -1, the invalid position, a count of 0), or because its
+// thread is cancelled inside it.
+enum class fault { none, library, standard, other, refusal, cancel };
+
+inline void raise(fault kind) {
+  if (kind == fault::library) throw nalo::exception("script", 1, "library");
+  if (kind == fault::standard) throw std::runtime_error("standard");
+  if (kind == fault::other) throw 42;
+  if (kind == fault::cancel) {
+    pthread_cancel(pthread_self());
+    pthread_testcancel();
+  }
+}
+
+template <class Char>
+struct script {
+  std::basic_string<Char> input = {};
+  // The sizes of the areas, used over and over. A get area of size 0 is a
+  // character that is there, but in no area; a put area of size 0 is none.
+  std::vector<size_t> get_areas = {64};
+  std::vector<size_t> put_areas = {64};
+  size_t accepts = std::basic_string<Char>::npos;  // characters of output
+  bool seekable = false;
+  size_t fail_at = 0;  // the virtual call that fails, 1 for the first
+  fault kind = fault::none;
+};
+
+template <class Char>
+class scripted_streambuf : public nalo::basic_streambuf<Char> {
+  using base = nalo::basic_streambuf<Char>;
+  using traits = nalo::char_traits<Char>;
+  using int_type = typename traits::int_type;
+  using text = std::basic_string<Char>;
+  using ios_base = nalo::ios_base;
+
+ public:
+  explicit scripted_streambuf(script<Char> play) : play_(std::move(play)) {}
+
+  // How many characters of the input were taken, and those that were not.
+  size_t position() const {
+    return area_at_ + static_cast<size_t>(this->gptr() - this->eback());
+  }
+  text rest() const { return play_.input.substr(position()); }
+  // All that was written, whether in the put area or out of it.
+  text output() const { return drained_ + text(this->pbase(), this->pptr()); }
+
+  // Lets the k-th call from now on fail.
+  void fail_in(size_t k, fault kind) {
+    play_.fail_at = calls_ + k;
+    play_.kind = kind;
+  }
+  // Writes the log to another place, each call with a prefix.
+  void log_to(std::string& log, std::string prefix) {
+    log_ = &log;
+    prefix_ = std::move(prefix);
+  }
+
+  script<Char> play_;
+  size_t calls_ = 0;
+  std::string own_log_;  // as in "underflow overflow(97) pbackfail(eof) "
+  nalo::streampos sought_ = -1;  // the argument of the last seekpos()
+
+ protected:
+  void imbue(const nalo::locale&) override { fails("imbue"); }
+
+  int_type underflow() override {
+    if (fails("underflow") || position() == play_.input.size()) {
+      return traits::eof();
+    }
+    if (next_size(play_.get_areas, get_at_) == 0) {
+      leave_area(position());
+      return traits::to_int_type(play_.input[position()]);
+    }
+    area_at_ = position();
+    get_area_ =
+        text_vector(rest().substr(0, next_size(play_.get_areas, get_at_++)));
+    this->setg(get_area_.data(), get_area_.data(),
+               get_area_.data() + get_area_.size());
+    return traits::to_int_type(*this->gptr());
+  }
+  int_type uflow() override {
+    if (next_size(play_.get_areas, get_at_) != 0) return base::uflow();
+    if (fails("uflow") || position() == play_.input.size()) {
+      return traits::eof();
+    }
+    ++get_at_;
+    leave_area(position() + 1);
+    return traits::to_int_type(play_.input[position() - 1]);
+  }
+  int_type pbackfail(int_type ch) override {
+    if (fails("pbackfail", shown(ch)) || position() == 0) return traits::eof();
+    const int_type last = traits::to_int_type(play_.input[position() - 1]);
+    if (ch != traits::eof() && ch != last) return traits::eof();
+    leave_area(position() - 1);
+    return last;
+  }
+  nalo::streamsize xsgetn(Char* s, nalo::streamsize n) override {
+    return fails("xsgetn") ? 0 : base::xsgetn(s, n);
+  }
+  nalo::streamsize showmanyc() override {
+    if (fails("showmanyc") || position() == play_.input.size()) return -1;
+    return static_cast<nalo::streamsize>(play_.input.size() - position());
+  }
+
+  int_type overflow(int_type ch) override {
+    if (fails("overflow", shown(ch))) return traits::eof();
+    drain();
+    if (drained_.size() >= play_.accepts) return traits::eof();
+    if (ch != traits::eof()) drained_ += traits::to_char_type(ch);
+    put_area_ =
+        std::vector<Char>(std::min(next_size(play_.put_areas, put_at_++),
+                                   play_.accepts - drained_.size()));
+    this->setp(put_area_.data(), put_area_.data() + put_area_.size());
+    return traits::not_eof(ch);
+  }
+  nalo::streamsize xsputn(const Char* s, nalo::streamsize n) override {
+    return fails("xsputn") ? 0 : base::xsputn(s, n);
+  }
+
+  int sync() override {
+    if (fails("sync")) return -1;
+    drain();
+    return 0;
+  }
+  nalo::streampos seekoff(nalo::streamoff off, ios_base::seekdir way,
+                          ios_base::openmode mode) override {
+    const bool failed =
+        fails("seekoff", std::to_string(off) + ',' + std::to_string(way) + ',' +
+                             std::to_string(mode));
+    return failed ? nalo::streampos(-1) : seek(off, way, mode);
+  }
+  nalo::streampos seekpos(nalo::streampos pos,
+                          ios_base::openmode mode) override {
+    sought_ = pos;
+    const bool failed =
+        fails("seekpos", std::to_string(pos - 0) + ',' + std::to_string(mode));
+    return failed ? nalo::streampos(-1) : seek(pos, ios_base::beg, mode);
+  }
+
+ private:
+  // Logs and counts a call, and lets it fail when it is its turn.
+  bool fails(const char* call, const std::string& arguments = {}) {
+    *log_ += prefix_ + call;
+    if (!arguments.empty()) *log_ += '(' + arguments + ')';
+    *log_ += ' ';
+    if (++calls_ != play_.fail_at) return false;
+    raise(play_.kind);
+    return play_.kind == fault::refusal;
+  }
+  static std::string shown(int_type ch) {
+    return ch == traits::eof() ? "eof" : std::to_string(ch);
+  }
+  static size_t next_size(const std::vector<size_t>& sizes, size_t at) {
+    return sizes[at % sizes.size()];
+  }
+  static std::vector<Char> text_vector(const text& s) {
+    return {s.begin(), s.end()};
+  }
+  void leave_area(size_t pos) {
+    area_at_ = pos;
+    this->setg(nullptr, nullptr, nullptr);
+  }
+  void drain() {
+    drained_ = output();
+    this->setp(nullptr, nullptr);
+  }
+  // The input and the output have positions of their own. Moving the output
+  // back drops what stands behind.
+  nalo::streampos seek(nalo::streamoff off, ios_base::seekdir way,
+                       ios_base::openmode mode) {
+    const bool in = (mode & ios_base::in) != 0;
+    const size_t size = in ? play_.input.size() : output().size();
+    const size_t from = way == ios_base::beg         ? 0
+                        : way == ios_base::cur && in ? position()
+                                                     : size;
+    const nalo::streamoff to = static_cast<nalo::streamoff>(from) + off;
+    if (!play_.seekable || to < 0 || to > static_cast<nalo::streamoff>(size)) {
+      return -1;
+    }
+    if (in) {
+      leave_area(static_cast<size_t>(to));
+    } else {
+      drain();
+      drained_.resize(static_cast<size_t>(to));
+    }
+    return to;
+  }
+
+  std::vector<Char> get_area_;
+  size_t area_at_ = 0;  // where in the input the get area begins
+  size_t get_at_ = 0;
+  std::vector<Char> put_area_;
+  text drained_;  // what was written before the put area
+  size_t put_at_ = 0;
+  std::string* log_ = &own_log_;
+  std::string prefix_;
+};
+
+}  // namespace nalo_test
+
+#endif
