@@ -1,0 +1,57 @@
+// What becomes of the items that a reader has read.
+#ifndef NALO_BENCH_CONSUME_H
+#define NALO_BENCH_CONSUME_H
+
+#include <cstring>
+
+#include "workload.h"
+
+namespace bench {
+
+// Makes the compiler believe that the value, and all memory, is looked at.
+template <class T>
+void keep(const T& value) {
+  asm volatile("" : : "r,m"(value) : "memory");
+}
+
+// For the clock: nothing is done with them.
+struct Consume {
+  explicit Consume(Area&) {}
+  template <class Char>
+  void text(const Char* s, size_t n) {
+    keep(s);
+    keep(n);
+  }
+  template <class T>
+  void value(T value) {
+    keep(value);
+  }
+};
+
+// For the check: their bytes are recorded.
+class Record {
+ public:
+  explicit Record(Area& area) : area_(area) { area_.used = 0; }
+  template <class Char>
+  void text(const Char* s, size_t n) {
+    value(n);
+    bytes(s, n * sizeof(Char));
+  }
+  template <class T>
+  void value(T value) {
+    bytes(&value, sizeof value);
+  }
+
+ private:
+  void bytes(const void* from, size_t n) {
+    if (n > area_.size - area_.used) __builtin_trap();
+    std::memcpy(area_.begin + area_.used, from, n);
+    area_.used += n;
+  }
+
+  Area& area_;
+};
+
+}  // namespace bench
+
+#endif

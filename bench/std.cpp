@@ -1,0 +1,34 @@
+// The workloads with the standard streams, those of libc++ when compiled for
+// it.
+#include <istream>
+#include <ostream>
+#include <streambuf>
+#include <string>
+
+#include "stream_passes.h"
+
+namespace {
+
+struct Std {
+  using ios_base = std::ios_base;
+  template <class Char>
+  using streambuf = std::basic_streambuf<Char>;
+  template <class Char>
+  using istream = std::basic_istream<Char>;
+  template <class Char>
+  using ostream = std::basic_ostream<Char>;
+  template <class Char>
+  using string = std::basic_string<Char>;
+};
+
+}  // namespace
+
+#ifdef _LIBCPP_VERSION
+#define NALO_BENCH_STD_PASSES libcxx_passes
+#else
+#define NALO_BENCH_STD_PASSES std_passes
+#endif
+
+bench::Passes bench::NALO_BENCH_STD_PASSES(Workload workload) {
+  return stream_passes<Std>(workload);
+}
