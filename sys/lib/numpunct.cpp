@@ -1,6 +1,5 @@
 // The punctuation of numbers in the classic locale.
 #include <nalo/base/numpunct>
-#include <nalo/string>
 
 namespace nalo {
 
@@ -20,11 +19,6 @@ constinit locale::id numpunct<Char>::id;
 
 template <class Char>
 numpunct<Char>::~numpunct() = default;
-
-template <class Char>
-basic_string<char> numpunct<Char>::grouping() const {
-  return do_grouping();
-}
 
 template <class Char>
 Char numpunct<Char>::do_decimal_point() const {
