@@ -90,13 +90,11 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
     if (fails("underflow") || position() == play_.input.size()) {
       return traits::eof();
     }
-    if (next_size(play_.get_areas, get_at_) == 0) {
-      leave_area(position());
-      return traits::to_int_type(play_.input[position()]);
-    }
-    area_at_ = position();
-    get_area_ =
-        text_vector(rest().substr(0, next_size(play_.get_areas, get_at_++)));
+    leave_area(position());
+    const text area = rest().substr(0, next_size(play_.get_areas, get_at_));
+    if (area.empty()) return traits::to_int_type(rest().front());
+    ++get_at_;
+    get_area_ = std::vector<Char>(area.begin(), area.end());
     this->setg(get_area_.data(), get_area_.data(),
                get_area_.data() + get_area_.size());
     return traits::to_int_type(*this->gptr());
@@ -175,9 +173,6 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
   }
   static size_t next_size(const std::vector<size_t>& sizes, size_t at) {
     return sizes[at % sizes.size()];
-  }
-  static std::vector<Char> text_vector(const text& s) {
-    return {s.begin(), s.end()};
   }
   void leave_area(size_t pos) {
     area_at_ = pos;
