@@ -1,0 +1,278 @@
+// Changes records of the form "key: value" and prints the result.
+//
+// The text lives in memory, behind a stream that both reads and writes. The
+// program reads records at the front of the text and writes the new text behind
+// its end. What lies between two changed records is copied as it stands, so
+// that comments, blank lines and lines that make no sense are kept.
+
+#include <nalo/istream>
+#include <nalo/ostream>
+#include <nalo/string>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <limits>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "fd_streambuf.h"
+
+namespace {
+
+constexpr const char usage[] =
+    "usage: key_value FILE [KEY=VALUE | KEY=]...\n"
+    "\n"
+    "Prints FILE, or standard input for -, with each KEY set to its VALUE. A\n"
+    "KEY that is not there is added at the end; KEY= removes it. A record is "
+    "a\n"
+    "line 'key: value'; comments, which begin with #, and blank lines stay.\n";
+
+// The text.
+
+// A text in memory that grows as it is written. Reading and writing have each
+// a position of their own, from 0 to the size of the text.
+class text_streambuf final : public nalo::streambuf {
+  int_type underflow() override {
+    place(gptr() - eback(), pptr() - pbase());
+    return gptr() == egptr() ? traits_type::eof() : sgetc();
+  }
+
+  int_type overflow(int_type ch) override {
+    if (traits_type::eq_int_type(ch, traits_type::eof())) {
+      return traits_type::not_eof(ch);
+    }
+    const std::ptrdiff_t get = gptr() - eback();
+    const std::ptrdiff_t put = pptr() - pbase();
+    text_.resize(std::max<std::size_t>(2 * text_.size(), 1024));
+    place(get, put);
+    return sputc(traits_type::to_char_type(ch));
+  }
+
+  nalo::streampos seekoff(nalo::streamoff off, nalo::ios_base::seekdir way,
+                          nalo::ios_base::openmode mode) override {
+    const bool moves_get = (mode & nalo::ios_base::in) != 0;
+    const bool moves_put = (mode & nalo::ios_base::out) != 0;
+    const std::ptrdiff_t get = gptr() - eback();
+    const std::ptrdiff_t put = pptr() - pbase();
+    const std::ptrdiff_t size = std::max(size_, put);
+    std::ptrdiff_t from = 0;
+    if (way == nalo::ios_base::end) from = size;
+    if (way == nalo::ios_base::cur) {
+      if (moves_get && moves_put) return -1;
+      from = moves_get ? get : put;
+    }
+    if (off < -from || off > size - from) return -1;
+    place(moves_get ? from + off : get, moves_put ? from + off : put);
+    return from + off;
+  }
+
+  nalo::streampos seekpos(nalo::streampos pos,
+                          nalo::ios_base::openmode mode) override {
+    return seekoff(pos, nalo::ios_base::beg, mode);
+  }
+
+  // Lays the areas over the text, with their positions there.
+  void place(std::ptrdiff_t get, std::ptrdiff_t put) {
+    size_ = std::max(size_, pptr() - pbase());
+    char* const begin = text_.data();
+    setg(begin, begin + get, begin + size_);
+    setp(begin, begin + text_.size());
+    pbump(put);
+  }
+
+  std::string text_;         // as large as the put area
+  std::ptrdiff_t size_ = 0;  // of the text, but for what was just written
+};
+
+// Takes the input, and ends its last line if it has no end.
+void load(nalo::iostream& text, nalo::streambuf& input) {
+  using traits = nalo::streambuf::traits_type;
+  if (input.sgetc() == traits::eof()) return;
+  text << &input;
+  text.seekg(-1, nalo::ios_base::end);
+  if (text.get() != '\n') text.put('\n');
+  text.seekg(0);
+}
+
+// Copies a part of the text to the put position. Leaves the get position behind
+// that part.
+void copy(nalo::iostream& text, nalo::streampos from, nalo::streampos to) {
+  text.seekg(from);
+  for (nalo::streamoff left = to - from; left > 0; --left) {
+    text.put(static_cast<char>(text.get()));
+  }
+}
+
+// Records.
+
+constexpr bool is_blank(int ch) { return ch == ' ' || ch == '\t'; }
+
+void skip_blanks(nalo::istream& in) {
+  while (is_blank(in.peek())) in.ignore();
+}
+
+void skip_line(nalo::istream& in) {
+  in.ignore(std::numeric_limits<nalo::streamsize>::max(), '\n');
+}
+
+struct record {
+  static constexpr std::size_t key_size = 64;  // with its null character
+
+  std::string_view key;  // empty for a comment and a blank line
+  nalo::string value;
+
+  // Reads one line. What is wrong with it, or null.
+  const char* read(nalo::istream& in);
+
+ private:
+  char key_area_[key_size];
+};
+
+const char* record::read(nalo::istream& in) {
+  key = {};
+  const nalo::streampos start = in.tellg();
+  skip_blanks(in);
+  if (in.peek() == '#' || in.peek() == '\n') {
+    skip_line(in);
+    return nullptr;
+  }
+  in.getline(key_area_, key_size, ':');
+  if (in.good()) key = {key_area_, static_cast<std::size_t>(in.gcount()) - 1};
+  if (key.empty() || key.find('\n') != key.npos) {
+    // The ':' may have been looked for in the lines behind this one.
+    key = {};
+    in.clear();
+    in.seekg(start);
+    getline(in, value);
+    const std::size_t colon = std::string_view(value).find(':');
+    return colon == std::string_view::npos ? "there is no ':'"
+           : colon < key_size              ? "there is no key before the ':'"
+                                           : "the key is too long";
+  }
+  key = key.substr(0, key.find_last_not_of(" \t") + 1);
+  skip_blanks(in);
+  getline(in, value);
+  return nullptr;
+}
+
+// Changes.
+
+struct change {
+  std::string_view value;  // empty: remove the record
+  bool is_applied = false;
+};
+using changes = std::map<std::string_view, change>;
+
+struct usage_error : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+changes parse(int argc, char** argv) {
+  changes wanted;
+  for (int i = 2; i < argc; ++i) {
+    const std::string_view text = argv[i];
+    const std::size_t equals = text.find('=');
+    const auto refuse = [&](const char* why) {
+      throw usage_error("'" + std::string(text) + "': " + why);
+    };
+    if (equals == text.npos) refuse("there is no '='");
+    if (text.find('\n') != text.npos) refuse("a record is a single line");
+    const std::string_view key = text.substr(0, equals);
+    if (key.empty()) refuse("there is no key");
+    if (key.size() >= record::key_size) refuse("the key is too long");
+    if (key.find(':') != key.npos || key.front() == '#' ||
+        is_blank(key.front()) || is_blank(key.back())) {
+      refuse("no record can have this key");
+    }
+    wanted[key] = {text.substr(equals + 1)};
+  }
+  return wanted;
+}
+
+void complain(std::string_view text) {
+  fd_streambuf buffer(STDERR_FILENO);
+  nalo::ostream err(&buffer);
+  err << "key_value: " << text << nalo::endl;
+}
+
+void write_record(nalo::ostream& out, std::string_view key,
+                  std::string_view value) {
+  if (!value.empty()) out << key << ": " << value << '\n';
+}
+
+// Writes the changed text behind the old one. Answers whether every line made
+// sense.
+bool apply(changes& wanted, nalo::iostream& text, const std::string& file) {
+  bool is_sound = true;
+  const nalo::streampos end = text.tellp();
+  nalo::streampos done = 0;  // what is before it has been written
+  record current;
+  for (int line = 1; text.tellg() < end; ++line) {
+    const nalo::streampos start = text.tellg();
+    if (const char* problem = current.read(text)) {
+      complain(file + ":" + std::to_string(line) + ": " + problem);
+      is_sound = false;
+      continue;
+    }
+    const auto found = wanted.find(current.key);
+    if (found == wanted.end()) continue;
+    auto& [key, wish] = *found;
+    wish.is_applied = true;
+    if (!wish.value.empty() && wish.value == current.value) continue;
+    const nalo::streampos next = text.tellg();
+    copy(text, done, start);
+    write_record(text, key, wish.value);
+    text.seekg(next);
+    done = next;
+  }
+  copy(text, done, end);
+  for (const auto& [key, wish] : wanted) {
+    if (!wish.is_applied) write_record(text, key, wish.value);
+  }
+  text.seekg(end);
+  return is_sound;
+}
+
+bool run(int argc, char** argv) {
+  if (argc < 2) throw usage_error("there is no file");
+  changes wanted = parse(argc, argv);
+  const bool is_stdin = argv[1] == std::string_view("-");
+
+  text_streambuf text_buffer;
+  nalo::iostream text(&text_buffer, nalo::ios_base::badbit);
+  fd_streambuf input =
+      is_stdin ? fd_streambuf(STDIN_FILENO) : fd_streambuf(argv[1]);
+  load(text, input);
+  const bool is_sound =
+      apply(wanted, text, is_stdin ? "(standard input)" : argv[1]);
+
+  fd_streambuf output(STDOUT_FILENO);
+  nalo::ostream out(&output, nalo::ios_base::badbit);
+  if (text.peek() != nalo::iostream::traits_type::eof()) out << text.rdbuf();
+  out.flush();
+  return is_sound;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv) ? 0 : 1;
+  } catch (const usage_error& error) {
+    complain(std::string(error.what()) + "\n\n" + usage);
+    return 2;
+  } catch (const fd_output_error& error) {
+    // Whoever closed the pipe has read enough.
+    if (error.code() == EPIPE) return 128 + SIGPIPE;
+    complain(std::string("(standard output): ") + error.what());
+  } catch (const fd_input_error& error) {
+    complain(std::string(argv[1]) + ": " + error.what());
+  } catch (const std::exception& error) {
+    complain(error.what());
+  }
+  return 1;
+}
