@@ -1,0 +1,488 @@
+// The formatting of numbers against snprintf and against the compiler's own
+// streams, on random values and formats, and what happens when the buffer or
+// the memory refuses.
+#include <nalo/base/num_put>
+#include <nalo/base/numpunct>
+#include <nalo/memory>
+#include <nalo/ostream>
+#include <nalo/string>
+
+#include <gtest/gtest.h>
+#include <scripted_streambuf.h>
+
+#include <algorithm>
+#include <bit>
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <random>
+#include <sstream>
+#include <string>
+#include <type_traits>
+
+namespace {
+
+using fmtflags = nalo::ios_base::fmtflags;
+using nalo::ios_base;
+using nalo::streamsize;
+
+// Accepts limit characters, through put areas of that many at a time.
+template <class Char>
+class limited_buf : public nalo_test::scripted_streambuf<Char> {
+ public:
+  limited_buf(size_t limit, size_t window)
+      : nalo_test::scripted_streambuf<Char>(
+            {.put_areas = {window}, .accepts = limit}) {
+    this->overflow(nalo::char_traits<Char>::eof());  // the first area
+  }
+
+  // Whether nothing was written behind the output.
+  bool is_tidy() const {
+    return std::all_of(this->pptr(), this->epptr(),
+                       [](Char ch) { return ch == 0; });
+  }
+  // Whether no second block followed.
+  bool is_one_block() const {
+    return this->own_log_.find("xsputn") == this->own_log_.rfind("xsputn");
+  }
+};
+
+// Refuses the request of that number, from 0.
+class scarce_memory : public nalo::memory_source {
+ public:
+  explicit scarce_memory(int refused = -1) : refused_(refused) {}
+
+  void* allocate(size_t bytes) override {
+    if (requests++ == refused_) return nullptr;
+    ++held;
+    most_bytes = std::max(most_bytes, bytes);
+    return std::malloc(bytes);
+  }
+  void deallocate(void* block) noexcept override {
+    --held;
+    std::free(block);
+  }
+
+  int requests = 0;
+  int held = 0;
+  size_t most_bytes = 0;
+
+ private:
+  int refused_;
+};
+
+template <class Char>
+struct facet : nalo::num_put<Char> {
+  using nalo::num_put<Char>::num_put;
+  ~facet() override = default;
+};
+
+struct format : ios_base {
+  explicit format(fmtflags set = {}, streamsize precision_set = 6,
+                  streamsize width_set = 0) {
+    flags(set);
+    precision(precision_set);
+    width(width_set);
+  }
+};
+
+template <class Char, class T>
+bool put(nalo::basic_streambuf<Char>& to, ios_base& io, Char fill, T val,
+         nalo::allocator ma = nalo::allocator()) {
+  return !facet<Char>(1, ma).put(&to, io, fill, val).failed();
+}
+
+template <class Char>
+std::basic_string<Char> widen(const std::string& s) {
+  return {s.begin(), s.end()};
+}
+
+template <class T>
+std::string describe(const ios_base& io, T val) {
+  std::ostringstream out;
+  out.precision(20);
+  out << val << " flags " << io.flags() << " precision " << io.precision()
+      << " width " << io.width();
+  return out.str();
+}
+
+template <class... Args>
+std::string print(const std::string& spec, Args... args) {
+  const int size = std::snprintf(nullptr, 0, spec.c_str(), args...);
+  std::string result(static_cast<size_t>(size), '\0');
+  std::snprintf(result.data(), result.size() + 1, spec.c_str(), args...);
+  return result;
+}
+
+// What the value is printed as, before padding.
+template <class T>
+std::string printf_digits(const ios_base& io, T val) {
+  const auto has = [&](fmtflags flag) { return (io.flags() & flag) != 0; };
+  const auto basefield = io.flags() & ios_base::basefield;
+  const auto floatfield = io.flags() & ios_base::floatfield;
+  const bool uppercase = has(ios_base::uppercase);
+  std::string spec = has(ios_base::showpos) ? "%+" : "%";
+  if constexpr (std::is_same_v<T, bool>) {
+    if (has(ios_base::boolalpha)) return val ? "true" : "false";
+    return printf_digits(io, static_cast<long>(val));
+  } else if constexpr (std::is_pointer_v<T>) {
+    return val ? print("%p", val) : "0";
+  } else if constexpr (std::is_floating_point_v<T>) {
+    const size_t form = floatfield == ios_base::fixed        ? 0
+                        : floatfield == ios_base::scientific ? 1
+                        : floatfield == ios_base::floatfield ? 2
+                                                             : 3;
+    const char conversion = (uppercase ? "FEAG" : "feag")[form];
+    const char* size = std::is_same_v<T, long double> ? "L" : "";
+    if (has(ios_base::showpoint)) spec += '#';
+    if (form == 2) return print(spec + size + conversion, val);
+    return print(spec + ".*" + size + conversion,
+                 static_cast<int>(io.precision()), val);
+  } else {
+    const char conversion = basefield == ios_base::oct   ? 'o'
+                            : basefield == ios_base::hex ? "xX"[uppercase]
+                            : std::is_signed_v<T>        ? 'd'
+                                                         : 'u';
+    if (has(ios_base::showbase)) spec += '#';
+    return print(spec + "ll" + conversion, val);
+  }
+}
+
+// What put() is to write in the classic locale.
+template <class Char, class T>
+std::basic_string<Char> printf_text(const ios_base& io, Char fill, T val) {
+  std::basic_string<Char> text = widen<Char>(printf_digits(io, val));
+  const auto adjust = io.flags() & ios_base::adjustfield;
+  size_t at = 0;
+  if (adjust == ios_base::left) at = text.size();
+  if (adjust == ios_base::internal) {
+    if (text[0] == '+' || text[0] == '-') {
+      at = 1;
+    } else if (text.size() > 1 && (text[1] == 'x' || text[1] == 'X')) {
+      at = 2;
+    }
+  }
+  const auto width = static_cast<size_t>(std::max<streamsize>(io.width(), 0));
+  if (width > text.size()) text.insert(at, width - text.size(), fill);
+  return text;
+}
+
+using random_bits = std::mt19937_64;
+
+template <class T>
+T random_value(random_bits& bits) {
+  const std::uint64_t magnitude = bits() >> bits() % 64;
+  if constexpr (std::is_pointer_v<T>) {
+    return reinterpret_cast<T>(bits() % 8 ? magnitude : 0);
+  } else if constexpr (!std::is_floating_point_v<T>) {
+    return static_cast<T>(bits() % 2 ? magnitude : 0 - magnitude);
+  } else {
+    using limits = std::numeric_limits<T>;
+    const T sign = bits() % 2 ? T(-1) : T(1);
+    const int exponent = static_cast<int>(
+        bits() % (limits::max_exponent - limits::min_exponent + 128));
+    const T special[] = {0,
+                         limits::infinity(),
+                         limits::quiet_NaN(),
+                         limits::max(),
+                         limits::denorm_min(),
+                         limits::min()};
+    switch (bits() % 6) {
+      case 0:
+        return static_cast<T>(std::bit_cast<double>(bits()));
+      case 1:  // any exponent, denormals included
+        return sign * std::ldexp(static_cast<T>(bits()),
+                                 limits::min_exponent - 128 + exponent);
+      case 2:  // where %g changes its form
+        return sign * std::pow(T(10), static_cast<T>(bits() % 60) - 30);
+      case 3:  // halves, which round to even
+        return sign * static_cast<T>(bits() % 100000) / 2;
+      case 4:
+        return sign * static_cast<T>(magnitude) / 1000;
+      default:
+        return std::copysign(special[bits() % std::size(special)], sign);
+    }
+  }
+}
+
+void randomize(ios_base& io, random_bits& bits) {
+  io.flags(static_cast<fmtflags>(bits() % 0x8000));
+  const auto precision = static_cast<streamsize>(bits() % 40);
+  io.precision(bits() % 64 == 0  ? precision * 100
+               : bits() % 8 == 0 ? precision - 40
+                                 : precision);
+  io.width(bits() % 2 ? static_cast<streamsize>(bits() % 50) - 5 : 0);
+}
+
+// Formats random values of every type and compares each with what
+// reference(io, fill, val) says.
+template <class Char, class Reference>
+void compare(ios_base& io, int rounds, Reference reference) {
+  random_bits bits(20240229);
+  const auto compare_one = [&](auto type) {
+    using T = decltype(type);
+    const T val = random_value<T>(bits);
+    randomize(io, bits);
+    const std::string trace = describe(io, val);
+    const std::basic_string<Char> expected = reference(io, Char('*'), val);
+    const size_t windows[] = {0, 5, 10000};
+    limited_buf<Char> buf(expected.size() + 30, windows[bits() % 3]);
+    EXPECT_TRUE(put(buf, io, Char('*'), val));
+    ASSERT_EQ(buf.output(), expected) << trace;
+    ASSERT_TRUE(buf.is_tidy()) << trace;
+    ASSERT_TRUE(buf.is_one_block()) << trace;
+    ASSERT_EQ(io.width(), 0);
+  };
+  for (int i = 0; i < rounds && !testing::Test::HasFailure(); ++i) {
+    compare_one(bool());
+    compare_one(0L);
+    compare_one(0UL);
+    compare_one(0LL);
+    compare_one(0ULL);
+    compare_one(static_cast<const void*>(nullptr));
+    compare_one(0.0);
+    compare_one(0.0L);
+  }
+}
+
+template <class Char>
+struct num_put_test : testing::Test {};
+using chars = testing::Types<char, wchar_t>;
+TYPED_TEST_SUITE(num_put_test, chars);
+
+TYPED_TEST(num_put_test, writes_what_printf_does) {
+  using Char = TypeParam;
+  format io;
+  compare<Char>(io, 2000, [](const ios_base& form, Char fill, auto val) {
+    return printf_text<Char>(form, fill, val);
+  });
+}
+
+template <class Char, template <class> class Numpunct>
+struct german : Numpunct<Char> {
+  using grouping_type =
+      decltype(std::declval<const Numpunct<Char>&>().grouping());
+  using name = typename Numpunct<Char>::string_type;
+
+  explicit german(const char* groups) : groups_(groups) {}
+  Char do_decimal_point() const override { return ','; }
+  Char do_thousands_sep() const override { return '.'; }
+  grouping_type do_grouping() const override { return groups_; }
+  name do_truename() const override {
+    const Char ja[] = {'-', 'j', 'a'};  // a name has no sign
+    return name(ja, 3);
+  }
+  const char* groups_;
+};
+
+// The compiler's streams group pointers and the 0x of hexadecimal fractions,
+// and write an infinity in lower case when it is fixed.
+template <class T>
+bool standard_streams_differ(const ios_base& io, T val) {
+  if constexpr (std::is_floating_point_v<T>) {
+    const auto floatfield = io.flags() & ios_base::floatfield;
+    return floatfield == ios_base::floatfield ||
+           (floatfield == ios_base::fixed && !std::isfinite(val));
+  }
+  return std::is_pointer_v<T>;
+}
+
+static_assert(+std::ios_base::showbase == +ios_base::showbase &&
+              +std::ios_base::uppercase == +ios_base::uppercase);
+
+TYPED_TEST(num_put_test, follows_numpunct_as_standard_streams_do) {
+  using Char = TypeParam;
+  for (const char* groups : {"", "\3", "\1\2\3", "\3\x7f", "\2\xff", "\x7f"}) {
+    SCOPED_TRACE(testing::PrintToString(groups));
+    format io;
+    io.imbue(nalo::locale(nalo::locale::classic(),
+                          new german<Char, nalo::numpunct>(groups)));
+    std::basic_ostringstream<Char> out;
+    out.imbue(std::locale(std::locale::classic(),
+                          new german<Char, std::numpunct>(groups)));
+    compare<Char>(io, 400, [&](const ios_base& form, Char fill, auto val) {
+      if (standard_streams_differ(form, val)) {
+        auto text = printf_text<Char>(form, fill, val);
+        std::replace(text.begin(), text.end(), Char('.'), Char(','));
+        return text;
+      }
+      out.str({});
+      out.flags(static_cast<std::ios_base::fmtflags>(+form.flags()));
+      out.precision(form.precision());
+      out.width(form.width());
+      out.fill(fill);
+      out << val;
+      return out.str();
+    });
+  }
+}
+
+TYPED_TEST(num_put_test, stops_at_the_first_refused_character) {
+  using Char = TypeParam;
+  const auto check = [](auto val, fmtflags flags, streamsize width) {
+    const auto whole =
+        printf_text<Char>(format(flags, 6, width), Char('*'), val);
+    for (size_t limit = 0; limit <= whole.size(); ++limit) {
+      for (size_t window : {0U, 1U, 4U, 1000U}) {
+        limited_buf<Char> buf(limit, window);
+        format io(flags, 6, width);
+        ASSERT_EQ(put(buf, io, Char('*'), val), limit == whole.size())
+            << whole.c_str() << " limit " << limit << " window " << window;
+        ASSERT_EQ(buf.output(), whole.substr(0, limit)) << window;
+        ASSERT_EQ(io.width(), 0);
+      }
+    }
+  };
+  check(-12L, ios_base::dec, 0);
+  check(0.25, ios_base::dec, 0);
+  check(2.5, ios_base::internal | ios_base::showpos, 9);
+  check(-1L, ios_base::left, 300);
+}
+
+TYPED_TEST(num_put_test, writes_nothing_through_a_failed_iterator) {
+  using Char = TypeParam;
+  limited_buf<Char> buf(3, 3);
+  nalo::ostreambuf_iterator<Char> failed(&buf);
+  failed.put_(widen<Char>("1234").data(), 4);
+  ASSERT_TRUE(failed.failed());
+  for (auto out : {failed, nalo::ostreambuf_iterator<Char>(
+                               static_cast<limited_buf<Char>*>(nullptr))}) {
+    format io({}, 6, 5);
+    const facet<Char> numbers(1, nalo::allocator::default_());
+    EXPECT_TRUE(numbers.put(out, io, Char(' '), 42L).failed());
+    EXPECT_EQ(io.width(), 0);
+    EXPECT_TRUE(numbers.put(out, io, Char(' '), 42L).failed());
+  }
+  EXPECT_EQ(buf.output(), widen<Char>("123"));
+}
+
+// More digits than a value has are zeros; neither they nor padding are held in
+// memory as a whole.
+TYPED_TEST(num_put_test, takes_any_width_and_precision) {
+  using Char = TypeParam;
+  constexpr streamsize most = std::numeric_limits<streamsize>::max();
+  const size_t limit = 200000;
+  const struct {
+    fmtflags flags;
+    streamsize precision;
+    streamsize width;
+    double val;
+    const char* begin;
+    char rest;  // what all else is
+  } cases[] = {
+      {{}, 6, most, 7, "", '*'},
+      {ios_base::left, 6, most, 7, "7", '*'},
+      {ios_base::internal, 6, most, -7, "-", '*'},
+      {ios_base::fixed, INT_MAX, 0, 0.5, "0.5", '0'},
+      {ios_base::fixed, INT_MAX + 1L, 0, 0.5, "0.5", '0'},
+      {ios_base::fixed, most, most, -0.5, "-0.5", '0'},
+      {ios_base::fixed | ios_base::internal, most - 1, most, 0.5, "0.5", '0'},
+      {ios_base::fixed | ios_base::internal, 6, most, -0.5, "-", '*'},
+      {ios_base::scientific, most, 0, 1.25e9, "1.25", '0'},
+      {ios_base::showpoint, most, 0, 0.25, "0.25", '0'},
+  };
+  for (const auto& c : cases) {
+    limited_buf<Char> buf(limit, 10000);
+    scarce_memory memory;
+    format io(c.flags, c.precision, c.width);
+    const std::string trace = describe(io, c.val);
+    EXPECT_FALSE(put(buf, io, Char('*'), c.val, nalo::allocator(memory)));
+    const auto text = buf.output();
+    ASSERT_EQ(text.size(), limit) << trace;
+    const auto begin = widen<Char>(c.begin);
+    EXPECT_EQ(text.substr(0, begin.size()), begin) << trace;
+    EXPECT_EQ(text.find_first_not_of(Char(c.rest), begin.size()),
+              std::basic_string<Char>::npos)
+        << trace;
+    EXPECT_LE(memory.most_bytes, 65536 * sizeof(Char));
+    EXPECT_EQ(memory.held, 0);
+  }
+}
+
+TYPED_TEST(num_put_test, adds_zeros_where_the_digits_of_a_value_end) {
+  using Char = TypeParam;
+  const auto check = [](auto val, fmtflags flags, streamsize precision) {
+    format io(flags, precision);
+    const auto expected = widen<Char>(printf_digits(io, val));
+    const size_t room = expected.size();
+    limited_buf<Char> buf(room, precision % 2 ? room : 1000);
+    EXPECT_TRUE(put(buf, io, Char(' '), val));
+    ASSERT_EQ(buf.output(), expected) << describe(io, val);
+  };
+  for (fmtflags field : {fmtflags(), ios_base::fixed, ios_base::scientific}) {
+    for (fmtflags flags : {field, field | ios_base::showpoint}) {
+      for (streamsize precision : {1074, 1075, 16446, 70001}) {
+        for (double val : {0.0, 0.1, 1e308, 5e-324, HUGE_VAL}) {
+          check(val, flags, precision);
+        }
+        for (long double val : {0.1L, 1e4932L, 4e-4951L}) {
+          check(val, flags, precision);
+        }
+      }
+    }
+  }
+}
+
+// Three blocks of memory: digits, grouped digits, what goes to the buffer.
+TYPED_TEST(num_put_test, writes_nothing_when_memory_is_refused) {
+  using Char = TypeParam;
+  for (int refused : {0, 1, 2, -1}) {
+    scarce_memory memory(refused);
+    limited_buf<Char> buf(10000, 10);
+    format io(ios_base::fixed, 1000, 900);
+    io.imbue(nalo::locale(nalo::locale::classic(),
+                          new german<Char, nalo::numpunct>("\3")));
+    const auto write = [&] {
+      return put(buf, io, Char(' '), 0.5, nalo::allocator(memory));
+    };
+    if (refused >= 0) {
+      EXPECT_THROW(write(), nalo::allocation_error) << refused;
+      EXPECT_EQ(buf.output().size(), 0U) << refused;
+      EXPECT_EQ(io.width(), 900) << refused;
+    } else {
+      EXPECT_TRUE(write());
+      EXPECT_EQ(buf.output().size(), 1002U);
+      buf.fail_in(1, nalo_test::fault::standard);
+      EXPECT_THROW(write(), std::runtime_error);
+      EXPECT_EQ(io.width(), 0);
+    }
+    EXPECT_EQ(memory.held, 0) << refused;
+  }
+}
+
+TYPED_TEST(num_put_test, needs_numpunct_for_all_but_pointers) {
+  using Char = TypeParam;
+  limited_buf<Char> buf(10, 10);
+  format io({}, 6, 3);
+  io.imbue(io.getloc().template without_<nalo::numpunct<Char>>());
+  EXPECT_THROW(put(buf, io, Char(' '), 1L), nalo::missing_facet_error);
+  EXPECT_THROW(put(buf, io, Char(' '), 1.5), nalo::missing_facet_error);
+  EXPECT_EQ(io.width(), 3);
+  EXPECT_TRUE(put(buf, io, Char(' '), static_cast<const void*>(nullptr)));
+  EXPECT_EQ(buf.output(), widen<Char>("  0"));
+}
+
+TYPED_TEST(num_put_test, formats_bool_as_long_through_the_facet) {
+  using Char = TypeParam;
+  using iterator = nalo::ostreambuf_iterator<Char>;
+  struct doubling : nalo::num_put<Char> {
+    doubling() : nalo::num_put<Char>(1) {}
+    ~doubling() override = default;
+    using nalo::num_put<Char>::do_put;
+    iterator do_put(iterator out, ios_base& io, Char fill,
+                    long val) const override {
+      return nalo::num_put<Char>::do_put(out, io, fill, 2 * val);
+    }
+  } numbers;
+  limited_buf<Char> buf(10, 10);
+  format io;
+  numbers.put(&buf, io, Char(' '), true);
+  io.setf(ios_base::boolalpha);
+  numbers.put(&buf, io, Char(' '), true);
+  EXPECT_EQ(buf.output(), widen<Char>("2true"));
+}
+
+}  // namespace
