@@ -161,7 +161,7 @@ const Case cases[] = {
     {"ignore a line of 0 to 80", Workload::skip_lines, 1.3, lines<0, 80>},
     {"ignore a line of 0 to 80, windows", Workload::skip_lines, 1.3,
      lines<0, 80>, pieces},
-    {"ignore blocks of 1024 windows, per window", Workload::skip_blocks, 1.1,
+    {"ignore blocks of 64 windows, per window", Workload::skip_blocks, 1.1,
      to_skip, pieces},
     {">> long", Workload::read_longs, 1.5, long_words},
     {">> long, windows", Workload::read_longs, 1.5, long_words, pieces},

@@ -144,21 +144,22 @@ void skip_lines(const Input& in, Area& area) {
   for_each_line(in, [&](const char*, size_t n) { seen.value(n + 1); });
 }
 
-// What shows a text in windows, so that each has to be asked for.
+// Shows a text in windows, each of which has to be asked for. Answers the first
+// character of the window, -1 when there is none, as a stream buffer does.
 class Windows {
  public:
   virtual ~Windows() = default;
-  virtual Slice next() = 0;
+  virtual int next(Slice& window) = 0;
 };
 
 class TextWindows : public Windows {
  public:
   explicit TextWindows(const Input& in) : in_(in) {}
-  Slice next() override {
-    const char* first = in_.text + done_;
-    const size_t n = std::min(in_.window, in_.size - done_);
-    done_ += n;
-    return {first, n};
+  int next(Slice& window) override {
+    window = {in_.text + done_, std::min(in_.window, in_.size - done_)};
+    if (window.size == 0) return -1;
+    done_ += window.size;
+    return static_cast<unsigned char>(*window.begin);
   }
 
  private:
@@ -175,10 +176,7 @@ void skip_blocks(const Input& in, Area& area) {
   for (Slice window{in.text, 0};;) {
     size_t skipped = 0;
     while (skipped < skip_block) {
-      if (window.size == 0) {
-        window = source->next();
-        if (window.size == 0) return;
-      }
+      if (window.size == 0 && source->next(window) == -1) return;
       const size_t run = std::min(window.size, skip_block - skipped);
       window.begin += run;
       window.size -= run;

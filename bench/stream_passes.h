@@ -20,9 +20,9 @@ class Source : public Lib::template streambuf<Char> {
   using int_type = typename traits_type::int_type;
 
   Source(const Char* text, const Input& in)
-      : next_(const_cast<Char*>(text)),
-        end_(next_ + in.size),
-        window_(static_cast<ptrdiff_t>(in.window)) {}
+      : end_(const_cast<Char*>(text) + in.size),
+        window_(static_cast<ptrdiff_t>(in.window)),
+        next_(const_cast<Char*>(text)) {}
 
  private:
   int_type underflow() override {
@@ -33,9 +33,11 @@ class Source : public Lib::template streambuf<Char> {
     return traits_type::to_int_type(*first);
   }
 
-  Char* next_;
+  // Not next to each other: a compiler that fetches both at once waits for
+  // next_ to reach the cache.
   Char* end_;
   ptrdiff_t window_;
+  Char* next_;
 };
 
 // Writes into an area and starts again when that is full.

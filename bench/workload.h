@@ -33,7 +33,7 @@ enum class Workload {
 constexpr size_t window_size = 4096;     // of a text in pieces
 constexpr size_t put_area_size = 65536;  // begun anew when full
 constexpr size_t line_array_size = 128;  // holds any line
-constexpr size_t skip_block = 1024 * window_size;
+constexpr size_t skip_block = 64 * window_size;
 constexpr size_t write_block = 40;
 constexpr size_t text_width = 12;
 constexpr size_t string_length = 1000;
