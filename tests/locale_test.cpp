@@ -338,7 +338,8 @@ void check_ranges(const Ctype& classes) {
   for (int round = 0; round < 3000; ++round) {
     std::string source(random() % 70, 'x');
     for (char& ch : source) {
-      if (random() % 8 == 0) ch = static_cast<char>(random());
+      if (random() % 12 == 0) ch = static_cast<char>(random());
+      if (random() % 20 == 0) ch = " \t\n\v\f\r\b\x0E\x85\xA0"[random() % 10];
     }
     std::basic_string<Char> text = widened<Char>(source);
     const ctype_base::mask mask = masks[random() % std::size(masks)];

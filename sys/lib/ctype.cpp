@@ -1,8 +1,11 @@
 // The classes and the cases of the classic locale.
 #include <nalo/base/ctype>
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <array>
+#include <bit>
 
 namespace nalo {
 
@@ -63,6 +66,25 @@ constexpr Char ascii_lower(Char ch) {
 
 // --- char --------------------------------------------------------------------
 
+namespace {
+
+constexpr ptrdiff_t kBlock = 16;
+
+// A bit for each character of a block, the first one lowest: whether it is
+// white space in the classic locale.
+unsigned spaces_in_block(const char* block) {
+  const __m128i chars =
+      _mm_loadu_si128(reinterpret_cast<const __m128i*>(block));
+  const __m128i blanks = _mm_cmpeq_epi8(chars, _mm_set1_epi8(' '));
+  const __m128i from_tab = _mm_sub_epi8(chars, _mm_set1_epi8('\t'));
+  const __m128i tab_to_return = _mm_cmpeq_epi8(
+      from_tab, _mm_min_epu8(from_tab, _mm_set1_epi8('\r' - '\t')));
+  return static_cast<unsigned>(
+      _mm_movemask_epi8(_mm_or_si128(blanks, tab_to_return)));
+}
+
+}  // namespace
+
 constinit locale::id ctype<char>::id;
 constinit const std::array<mask, ctype<char>::table_size>
     ctype<char>::classic_table_ = make_classic_table();
@@ -81,6 +103,13 @@ const char* ctype<char>::is(const char* lo, const char* hi,
 
 const char* ctype<char>::scan_is(mask msk, const char* lo,
                                  const char* hi) const noexcept {
+  if (msk == space && table_ == classic_table()) [[likely]] {
+    for (; hi - lo >= kBlock; lo += kBlock) {
+      if (const unsigned found = spaces_in_block(lo)) {
+        return lo + std::countr_zero(found);
+      }
+    }
+  }
   return std::find_if(lo, hi, [=, this](char ch) { return is(msk, ch); });
 }
 

@@ -27,8 +27,8 @@ using num_put_wchar = num_put<wchar_t, ostreambuf_iterator<wchar_t>>;
 using num_get_char = num_get<char, istreambuf_iterator<char>>;
 using num_get_wchar = num_get<wchar_t, istreambuf_iterator<wchar_t>>;
 
-// What a locale of the library consists of. The index of a class is its place
-// here; index 0 stands for an id that has none yet.
+// The facet classes of the library in the order of impl::known_index. Index 0
+// stands for an id that has none yet.
 struct library_facet {
   const locale::id* id;
   locale::category category;
@@ -45,8 +45,6 @@ constexpr library_facet library_facets[] = {
     {&numpunct<char>::id, locale::numeric},
     {&numpunct<wchar_t>::id, locale::numeric},
 };
-
-constinit std::atomic<size_t> next_client_index{std::size(library_facets)};
 
 constinit std::mutex global_mutex;
 
@@ -72,6 +70,8 @@ std::string quoted(const char* name) {
 // --- ids and facets ----------------------------------------------------------
 
 size_t locale::id::assign_index() const noexcept {
+  static_assert(std::size(library_facets) == s_max_ + 1);
+  static constinit std::atomic<size_t> next_client_index{s_max_ + 1};
   const auto* known = std::find_if(
       std::begin(library_facets), std::end(library_facets),
       [this](const library_facet& facet) { return facet.id == this; });
