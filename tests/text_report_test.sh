@@ -43,7 +43,7 @@ printable() { tr '\000\200-\377' 'x'; }
 report() {
   local skipped=$1 file
   shift
-  printf '%12s%14s%12s%10s  file\n' lines characters longest mean
+  printf '%11s %13s %11s %9s  file\n' lines characters longest mean
   for file; do
     tail -n +$((skipped + 1)) "$file" >text
     printable <text | awk -v bytes="$(wc -c <text)" -v name="$file" '
@@ -51,7 +51,7 @@ report() {
       END { print NR, bytes, longest + 0, sum + 0, name }'
   done | awk '
     function row(name) {
-      printf "%12d%14d%12d%10.1f  %s\n", lines, bytes, longest,
+      printf "%11d %13d %11d %9.1f  %s\n", lines, bytes, longest,
              lines ? sum / lines : 0, name
     }
     { all_lines += $1; all_bytes += $2; all_sum += $4
@@ -90,7 +90,7 @@ printf 'a\r\nbc\r\n' >dos
 for n in 65535 65536 65537 131072; do  # around the size of a block
   { repeat y "$n"; printf '\nz\n'; } >"long_$n"
 done
-repeat x 1000000 >one_line
+repeat x 10000000 >one_line  # wider than a column of the table
 { for n in {0..255}; do printf "\\x$(printf %x "$n")"; done; cat dos; } >binary
 seq 1 60000 | awk '{ print $1 % 97, $1 % 11, "word" }' >numbers
 files=(empty line_end no_end blank_lines dos long_* one_line binary numbers)

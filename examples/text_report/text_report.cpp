@@ -78,15 +78,14 @@ text_measures measure(nalo::istream& in) {
 }
 
 void print_heading(nalo::ostream& out) {
-  out << setw(12) << "lines" << setw(14) << "characters" << setw(12)
-      << "longest" << setw(10) << "mean"
-      << "  file" << nalo::endl;
+  out << setw(11) << "lines" << setw(14) << "characters" << setw(12)
+      << "longest" << setw(10) << "mean" << setw(6) << "file" << nalo::endl;
 }
 
 void print_row(nalo::ostream& out, const text_measures& measures,
                std::string_view name) {
-  out << setw(12) << measures.lines << setw(14) << measures.characters
-      << setw(12) << measures.longest << setw(10) << nalo::fixed
+  out << setw(11) << measures.lines << ' ' << setw(13) << measures.characters
+      << ' ' << setw(11) << measures.longest << ' ' << setw(9) << nalo::fixed
       << setprecision(1) << measures.mean_length() << "  " << name
       << nalo::endl;
 }
