@@ -17,28 +17,7 @@ std::atomic<bool> synced_with_stdio{true};
 
 }  // namespace
 
-ios_base::ios_base() noexcept
-    : precision_(6),
-      width_(0),
-      flags_(skipws | dec),
-      exception_(goodbit),
-      buf_state_(goodbit),
-      word_size_(local_words_),
-      word_(local_word_) {}
-
 ios_base::~ios_base() { deallocate_words_(); }
-
-void ios_base::init_() noexcept {
-  deallocate_words_();
-  std::fill(std::begin(local_word_), std::end(local_word_), PIWords());
-  word_zero_ = PIWords();
-  word_size_ = local_words_;
-  word_ = local_word_;
-  precision_ = 6;
-  width_ = 0;
-  flags_ = skipws | dec;
-  ios_locale_ = locale();
-}
 
 locale ios_base::imbue(const locale& new_locale) noexcept {
   locale old(ios_locale_);
@@ -51,10 +30,6 @@ ios_base::PIWords* ios_base::allocate_words_(int count) noexcept {
 }
 
 void ios_base::deallocate_words_(PIWords* words) noexcept { delete[] words; }
-
-void ios_base::deallocate_words_() noexcept {
-  if (word_ != local_word_) deallocate_words_(word_);
-}
 
 ios_base::PIWords& ios_base::grow_words_(int index, bool iword_wanted) {
   if (0 <= index && index < word_size_) return word_[index];
