@@ -1,0 +1,471 @@
+// How strings store their text, what they refuse, and how they are handed on.
+#include <nalo/string>
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstddef>
+#include <functional>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "failing_source.h"
+#include "text.h"
+
+namespace {
+
+using nalo_test::failing_source;
+using nalo_test::shown;
+using nalo_test::widened;
+
+template <class Char>
+class String : public testing::Test {
+ protected:
+  using string = nalo::basic_string<Char>;
+  static constexpr size_t local = sizeof(Char) == 1 ? 39 : 9;
+  static constexpr size_t extra = sizeof(Char) == 1 ? 9 : 3;
+
+  static std::basic_string<Char> text(size_t n) {
+    std::basic_string<Char> s;
+    for (size_t i = 0; i < n; ++i) s += static_cast<Char>('a' + i % 26);
+    return s;
+  }
+  string in_source(size_t n) { return string(text(n), ma_); }
+
+  failing_source source_;
+  nalo::allocator ma_{source_};
+};
+
+// What a derived class sees of a string.
+template <class Char>
+struct Inside : nalo::string_base<Char, nalo::char_traits<Char>> {
+  using base = nalo::string_base<Char, nalo::char_traits<Char>>;
+  using base::overflowCheck_;
+  static std::vector<size_t> layout() {
+    return {sizeof(typename base::Bxty), offsetof(Inside, bx_),
+            offsetof(Inside, rsrv_),     offsetof(Inside, size_),
+            offsetof(Inside, p_ma_),     sizeof(nalo::basic_string<Char>)};
+  }
+};
+
+// The message of the error that run raises, once it is seen that the error
+// names the string and is the thread's last.
+template <class Error, class Run>
+std::string message_of(Run run) {
+  try {
+    run();
+  } catch (const Error& exc) {
+    EXPECT_STREQ(exc.file(), "sys/src/nalo/string");
+    EXPECT_EQ(exc.line(), nalo::exception::last_on_thread().line);
+    EXPECT_GT(exc.line(), 0);
+    return exc.what();
+  }
+  return "none";
+}
+const std::string kOverflow = "nalo::string integer overflow";
+const std::string kUnderflow = "nalo::string integer underflow";
+
+using Chars = testing::Types<char, wchar_t>;
+TYPED_TEST_SUITE(String, Chars);
+
+TYPED_TEST(String, HasFourFieldsInOrder) {
+  EXPECT_EQ(Inside<TypeParam>::layout(),
+            (std::vector<size_t>{40, 0, 40, 48, 56, 64}));
+  EXPECT_EQ(TestFixture::string::max_size(),
+            sizeof(TypeParam) == 1 ? 0xFFFFFFFFFFFFFFFE : 0x3FFFFFFFFFFFFFFE);
+}
+
+TYPED_TEST(String, GrowsByHalfWhenCharactersAreAppended) {
+  typename TestFixture::string s(this->ma_);
+  std::vector<size_t> capacities{s.capacity()};
+  for (size_t n = 1; n <= 140; ++n) {
+    s += TypeParam('x');
+    if (s.capacity() != capacities.back()) {
+      EXPECT_EQ(n, capacities.back() + 1);
+      EXPECT_EQ(this->source_.last_bytes(),
+                (s.capacity() + this->extra) * sizeof(TypeParam));
+      capacities.push_back(s.capacity());
+    }
+  }
+  EXPECT_EQ(capacities,
+            (sizeof(TypeParam) == 1
+                 ? std::vector<size_t>{39, 59, 89, 134, 202}
+                 : std::vector<size_t>{9, 14, 22, 34, 52, 79, 119, 179}));
+}
+
+// An append of count characters to a text of size characters that has so much
+// capacity, alone or with another string on its chunk.
+TYPED_TEST(String, TakesTheCapacityThatAnAppendNeeds) {
+  const size_t in_place = this->local;
+  const struct {
+    size_t size, capacity;
+    bool shared;
+    size_t count, after;
+  } cases[] = {
+      {0, in_place, false, in_place, in_place},
+      {0, in_place, false, in_place + 1, in_place + in_place / 2 + 1},
+      {50, 50, false, 25, 76},
+      {50, 50, false, 27, 77},                // more than half again
+      {50, 80, false, 30, 80},                // what there is suffices
+      {50, 80, true, 10, 60},                 // shared: exactly what is needed
+      {50, 80, true, 31, 121},                // shared and too small: grows
+      {2, 80, true, in_place - 2, in_place},  // shared and short: in place
+      {2, 80, true, in_place - 1, in_place + 1},
+      {50, 80, true, 0, 50},  // no characters, but writable
+  };
+  for (const auto& c : cases) {
+    for (const bool filled : {false, true}) {
+      typename TestFixture::string s(this->ma_), other(this->ma_);
+      s.reserve(c.capacity);
+      s += this->text(c.size);
+      if (c.shared) other = s;
+      const auto more = filled ? std::basic_string(c.count, TypeParam('x'))
+                               : this->text(c.count);
+      SCOPED_TRACE(testing::Message()
+                   << c.size << " of " << c.capacity << " shared " << c.shared
+                   << " + " << c.count << " filled " << filled);
+      if (filled) {
+        s.append(c.count, TypeParam('x'));
+      } else {
+        s.append(more.data(), more.size());
+      }
+      const bool nothing = !filled && c.count == 0;
+      EXPECT_EQ(s.capacity(), nothing ? c.capacity : c.after);
+      EXPECT_EQ(s, this->text(c.size) + more);
+      EXPECT_EQ(s.shared(), nothing);
+      EXPECT_TRUE(!c.shared || other == this->text(c.size));
+    }
+  }
+}
+
+TYPED_TEST(String, ClearKeepsAChunkOfItsOwnOnly) {
+  auto s = this->in_source(50);
+  s.clear();
+  EXPECT_EQ(s.capacity(), 50u);
+  s.append(45, TypeParam('x'));
+  typename TestFixture::string other(s, this->ma_);
+  EXPECT_TRUE(s.shared());
+  s.clear();
+  EXPECT_EQ(s.capacity(), this->local);
+  EXPECT_EQ(other, std::basic_string(45, TypeParam('x')));
+  other.clear(true);
+  EXPECT_EQ(this->source_.live(), 0u);
+}
+
+// The source begins at a position of the text itself.
+TYPED_TEST(String, AppendsItsOwnText) {
+  const struct {
+    size_t capacity, from, count, appended;
+  } cases[] = {
+      {60, 0, 60, 60}, {120, 0, 60, 60}, {60, 50, 100, 10}, {200, 50, 100, 10},
+      {60, 3, 0, 0},   {60, 60, 1, 1},  // the terminating zero
+      {70, 60, 1, 1},
+  };
+  for (const auto& c : cases) {
+    auto s = this->in_source(60);
+    s.reserve(c.capacity);
+    const auto whole = this->text(60) + TypeParam();
+    s.append(s.c_str() + c.from, c.count);
+    EXPECT_EQ(s, this->text(60) + whole.substr(c.from, c.appended))
+        << c.capacity << " from " << c.from;
+  }
+}
+
+TYPED_TEST(String, RefusesLengthsThatDoNotFit) {
+  const size_t most = ~size_t{0} - this->extra;
+  const struct {
+    size_t size;
+    long change;
+    std::string under, over;
+  } cases[] = {
+      {5, -5, "none", "none"},         {5, -6, kUnderflow, "none"},
+      {most, 0, "none", "none"},       {most, 1, "none", kOverflow},
+      {most - 1, 1, "none", "none"},   {0, LONG_MAX, "none", "none"},
+      {~size_t{0}, 0, "none", "none"},
+  };
+  for (const auto& c : cases) {
+    const auto check = [&] {
+      Inside<TypeParam>::overflowCheck_(7, c.size, c.change);
+    };
+    const bool under = c.under != "none";
+    EXPECT_EQ(under ? message_of<nalo::underflow_error>(check)
+                    : message_of<nalo::overflow_error>(check),
+              under ? c.under : c.over)
+        << c.size << " by " << c.change;
+  }
+}
+
+// Calls on a text of 60 characters that raise and leave it alone.
+template <class S>
+using Calls = std::vector<std::function<void(S&)>>;
+
+template <class Error, class S>
+void expect_refused(const S& original, const Calls<S>& calls,
+                    const std::string& message) {
+  for (size_t i = 0; i < calls.size(); ++i) {
+    S s(original, original.get_allocator());
+    EXPECT_EQ(message_of<Error>([&] { calls[i](s); }), message) << "call " << i;
+    EXPECT_TRUE(s == original && s.shared()) << "call " << i;
+  }
+}
+
+TYPED_TEST(String, RefusesCountsThatNoArrayHas) {
+  using S = typename TestFixture::string;
+  const auto s60 = this->in_source(60);
+  for (const size_t n : {size_t{1} << 63, ~size_t{0} - 59, ~size_t{0}}) {
+    static const TypeParam some[1] = {};
+    const Calls<S> calls = {
+        [=](S& s) { s.append(some, n); },
+        [=](S& s) { s.append(n, TypeParam()); },
+        [=](S& s) { s.assign(some, n); },
+        [=](S& s) { s.assign(n, TypeParam()); },
+        [=](S& s) { s.insert(1, some, n); },
+        [=](S& s) { s.insert(1, n, TypeParam()); },
+        [=](S& s) { s.resize(n); },
+        [=](S& s) { s.raw_resize(n); },
+        [=](S& s) { s.reserve(n); },
+        [=](S&) { S t(some, n); },
+        [=](S&) { S t(n, TypeParam()); },
+        [=](S&) { (void)S::c_str(some, n); },
+    };
+    expect_refused<nalo::underflow_error>(s60, calls, kUnderflow);
+  }
+}
+
+TYPED_TEST(String, RefusesPositionsBehindTheEnd) {
+  using S = typename TestFixture::string;
+  using V = std::basic_string_view<TypeParam>;
+  // The model covers the others.
+  const Calls<S> calls = {
+      [](S& s) { s.compare(61, 0, V()); },
+      [](S& s) { s.compare(0, 0, V(s), 61); },
+      [](S& s) { S t(s, 61); },
+      [](S& s) { s.erase(std::as_const(s).end() + 1); },
+  };
+  expect_refused<nalo::out_of_range>(this->in_source(60), calls,
+                                     "nalo::string position 61, size 60");
+  S empty;
+  EXPECT_NE(message_of<nalo::out_of_range>([&] { empty.pop_back(); }), "none");
+}
+
+TYPED_TEST(String, RefusesNullCStrings) {
+  using S = typename TestFixture::string;
+  const TypeParam* const null = nullptr;
+  const Calls<S> calls = {
+      [=](S&) { S t(null); },       [=](S&) { (void)S::c_str(null); },
+      [=](S& s) { s = null; },      [=](S& s) { s += null; },
+      [=](S& s) { s.find(null); },  [=](S& s) { (void)(s == null); },
+      [=](S& s) { S t(s + null); }, [=](S& s) { s.insert(0, null); },
+  };
+  expect_refused<nalo::invalid_argument>(this->in_source(60), calls,
+                                         "nalo::string null pointer");
+  S empty(null, 0, this->ma_);
+  EXPECT_EQ(empty.append(null, 0).assign(null, 0).insert(0, null, 0), S());
+}
+
+TYPED_TEST(String, RefusesAChunkOfTooManyCharacters) {
+  typename TestFixture::string s(this->ma_);
+  const size_t most =
+      nalo::allocate_raw_chunk<TypeParam>::max_size - this->extra;
+  try {
+    s.reserve(most + 1);
+    ADD_FAILURE() << "reserved";
+  } catch (const nalo::allocation_error& exc) {
+    EXPECT_EQ(exc.count(), most + 1 + this->extra);
+  } catch (const nalo::underflow_error&) {
+    EXPECT_EQ(sizeof(TypeParam), 1u);
+  }
+  EXPECT_EQ(this->source_.requests(), 0);
+}
+
+TYPED_TEST(String, ReadOnlyErrorTellsTheText) {
+  using S = typename TestFixture::string;
+  using T = std::basic_string<TypeParam>;
+  const bool wide = sizeof(TypeParam) > 1;
+  const T odd = {TypeParam('a'), static_cast<TypeParam>(0xE9),
+                 static_cast<TypeParam>(wide ? 0x100 : '?'),
+                 static_cast<TypeParam>(wide ? -1 : '?')};
+  const struct {
+    T text;
+    size_t length;
+    std::string message;
+  } cases[] = {
+      {T(127, 'x'), 127, std::string(127, 'x')},
+      {T(128, 'x'), 128, std::string(127, 'x')},
+      {odd, 4, "a\xE9??"},
+      {T(1, TypeParam()) + TypeParam('x'), 2, ""},
+      {T(5, 'x'), 3, "xxx"},  // no zero behind it
+  };
+  const Calls<S> calls = {
+      [](S& s) { s.append(s.c_str(), 0); },
+      [](S& s) { s.clear(); },
+      [](S& s) { s.clear(true); },
+      [](S& s) { s.raw_resize(0); },
+      [](S& s) { s.data(); },
+      [](S& s) { s += TypeParam(); },
+      [](S& s) { s = S(s); },
+  };
+  for (const auto& c : cases) {
+    S s = S::c_str(c.text.data(), c.length);
+    for (const auto& call : calls) {
+      EXPECT_EQ(message_of<nalo::rvalue_error>([&] { call(s); }), c.message);
+      EXPECT_TRUE(s.rvalue());
+    }
+    EXPECT_EQ(std::as_const(s).data(), c.text.data());
+    EXPECT_EQ(s.buffer_size(), 0u);
+    EXPECT_EQ(s.capacity(), c.length);
+  }
+  S null = S::c_str(nullptr, 0);
+  EXPECT_EQ(message_of<nalo::rvalue_error>([&] { null.clear(); }), "");
+}
+
+// Handing strings on.
+
+TYPED_TEST(String, CopiesShareAndMovesSteal) {
+  using S = typename TestFixture::string;
+  failing_source other_source;
+  nalo::allocator other_ma(other_source), same_ma(this->source_);
+  auto s = this->in_source(50);
+  const S shares(s, same_ma), whole(s, 0, 50, same_ma), part(s, 0, 49, same_ma);
+  EXPECT_TRUE(shares.shared() && whole.shared() && !part.shared());
+  EXPECT_EQ(this->source_.requests(), 2);
+  S copy(s, other_ma);
+  EXPECT_TRUE(copy == s && !copy.shared());
+  S taken(std::move(s));
+  EXPECT_EQ(std::as_const(taken).c_str(), shares.c_str());
+  EXPECT_TRUE(s.empty() && &taken.get_allocator() == &this->ma_);
+  copy = std::move(taken);  // other memory: copied, and left empty
+  EXPECT_TRUE(copy == shares && taken.empty() && !copy.shared());
+  EXPECT_EQ(&S(copy).get_allocator(), &nalo::allocator::default_());
+}
+
+TYPED_TEST(String, WhatIsHandedOutForWritingStaysPrivate) {
+  using S = typename TestFixture::string;
+  const std::function<TypeParam*(S&)> ways[] = {
+      [](S& s) { return &s[0]; },        [](S& s) { return &s.at(0); },
+      [](S& s) { return &s.front(); },   [](S& s) { return &s.back() - 49; },
+      [](S& s) { return s.data(); },     [](S& s) { return s.begin(); },
+      [](S& s) { return s.end() - 50; }, [](S& s) { return &s.rend()[-1]; },
+  };
+  for (const auto& hand_out : ways) {
+    auto s = this->in_source(50);
+    const S before(s, this->ma_);
+    TypeParam* const first = hand_out(s);
+    const S after(s, this->ma_);
+    S assigned(this->ma_);
+    assigned = s;
+    EXPECT_EQ(hand_out(s), first);
+    *first = TypeParam('Z');
+    EXPECT_EQ(s, TypeParam('Z') + this->text(50).substr(1));
+    EXPECT_TRUE(before == after && assigned == after &&
+                after == this->text(50));
+    s.append(51, TypeParam('x'));  // in a new chunk
+    const S shares(s, this->ma_);
+    EXPECT_TRUE(s.shared());
+  }
+}
+
+TYPED_TEST(String, FunctionsReturnAndTakeStringsWithoutCopies) {
+  using S = typename TestFixture::string;
+  const auto returned = [this]() -> nalo::basic_string_retval<TypeParam> {
+    S s = this->in_source(50);
+    return s;
+  };
+  S s = returned();
+  s = returned();
+  EXPECT_EQ(this->source_.requests(), 2);
+  EXPECT_EQ(s, this->text(50));
+  using Arg = nalo::basic_string_funcarg<TypeParam>;
+  const auto text_of = [](const Arg& arg) { return Arg(arg).c_str(); };
+  const auto text = this->text(50);
+  EXPECT_EQ(text_of(text.c_str()), text.c_str());
+  EXPECT_EQ(text_of(std::basic_string_view<TypeParam>(text)), text.c_str());
+  EXPECT_EQ(text_of(text), text.c_str());
+  EXPECT_EQ(text_of(s), s.c_str());
+  const auto keep = [&s](Arg arg) { s = arg; };
+  keep(text);
+  EXPECT_TRUE(s == text && !s.rvalue());
+  const auto other = this->in_source(50);
+  keep(other);
+  EXPECT_TRUE(s.shared() && S(Arg(other), this->ma_).shared());
+  keep(other + TypeParam('+'));
+  EXPECT_EQ(s, text + TypeParam('+'));
+}
+
+TYPED_TEST(String, SumsAllocateOnce) {
+  using S = typename TestFixture::string;
+  const auto a = this->in_source(30);
+  const auto text = this->text(30);
+  const S sum(a + text + TypeParam('+') + text.c_str() +
+                  (std::basic_string_view<TypeParam>(text) + a),
+              this->ma_);
+  EXPECT_EQ(this->source_.requests(), (sizeof(TypeParam) == 1 ? 0 : 1) + 1);
+  EXPECT_EQ(sum, text + text + TypeParam('+') + text + text + text);
+  EXPECT_EQ(sum.capacity(), sum.size());
+  EXPECT_TRUE(TypeParam('+') + a == (TypeParam('+') + text).c_str());
+  EXPECT_EQ((text.c_str() + a).str().size(), 60u);
+}
+
+// The rest.
+
+TYPED_TEST(String, TellsAndChangesItsSizes) {
+  auto s = this->in_source(50);
+  EXPECT_EQ(s.byte_size(), 50 * sizeof(TypeParam));
+  EXPECT_EQ(s.buffer_size(), 51u);
+  EXPECT_EQ(s.elem(49), this->text(50)[49]);
+  s.reserve(70);
+  const long before = this->source_.requests();
+  s.raw_resize(70);
+  EXPECT_EQ(s.substr(0, 50), this->text(50));
+  EXPECT_EQ(this->source_.requests(), before);
+  s.raw_resize(60);
+  s.shrink_to_fit();
+  EXPECT_EQ(s.capacity(), 60u);
+  const typename TestFixture::string other(s, this->ma_);
+  s.shrink_to_fit();
+  EXPECT_TRUE(s.shared());
+  s.reserve(20);  // room of its own, for what it has
+  EXPECT_TRUE(!s.shared() && s.capacity() == 60);
+  s.resize(4);
+  s.shrink_to_fit();
+  EXPECT_EQ(s.buffer_size(), this->local + 1);
+  EXPECT_EQ(this->source_.live(), 1u);
+}
+
+TYPED_TEST(String, CountsWhatItReplaces) {
+  const struct {
+    const char *text, *from, *to;
+    size_t count;
+    const char* after;
+  } cases[] = {
+      {"aXbXc", "X", "--", 2, "a--b--c"}, {"aaaa", "aa", "a", 2, "aa"},
+      {"aaa", "aa", "", 1, "a"},          {"abc", "x", "y", 0, "abc"},
+      {"abc", "", "y", 0, "abc"},
+  };
+  for (const auto& c : cases) {
+    typename TestFixture::string s(widened<TypeParam>(c.text), this->ma_);
+    const auto to = widened<TypeParam>(c.to);
+    EXPECT_EQ(s.replace_all(widened<TypeParam>(c.from), to), c.count);
+    EXPECT_EQ(s, widened<TypeParam>(c.after)) << c.text << " " << c.from;
+  }
+  typename TestFixture::string s(widened<TypeParam>("a-b-c"));
+  EXPECT_EQ(s.replace_all(TypeParam('-'), TypeParam('+')), 2u);
+  EXPECT_EQ(s.erase_all(TypeParam('+')), 2u);
+  EXPECT_EQ(s.erase_all(widened<TypeParam>("bc")), 1u);
+  EXPECT_EQ(s, widened<TypeParam>("a"));
+}
+
+TYPED_TEST(String, TakesSinglePassIterators) {
+  using In = std::istreambuf_iterator<TypeParam>;
+  std::basic_istringstream<TypeParam> in(this->text(50));
+  typename TestFixture::string s(In(in), In(), this->ma_);
+  EXPECT_EQ(s, this->text(50));
+  in.str(this->text(3));
+  s.insert(s.begin() + 1, In(in), In());
+  EXPECT_EQ(s, this->text(1) + this->text(3) + this->text(50).substr(1));
+}
+
+}  // namespace
