@@ -22,6 +22,7 @@
 #include <sstream>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 namespace {
 
@@ -44,9 +45,14 @@ class limited_buf : public nalo_test::scripted_streambuf<Char> {
     return std::all_of(this->pptr(), this->epptr(),
                        [](Char ch) { return ch == 0; });
   }
-  // Whether no second block followed.
-  bool is_one_block() const {
-    return this->own_log_.find("xsputn") == this->own_log_.rfind("xsputn");
+  // How many blocks came that were not written in place.
+  int blocks() const {
+    int count = 0;
+    for (size_t at = 0;
+         (at = this->own_log_.find("xsputn", at)) != std::string::npos; ++at) {
+      ++count;
+    }
+    return count;
   }
 };
 
@@ -233,7 +239,7 @@ void compare(ios_base& io, int rounds, Reference reference) {
     EXPECT_TRUE(put(buf, io, Char('*'), val));
     ASSERT_EQ(buf.output(), expected) << trace;
     ASSERT_TRUE(buf.is_tidy()) << trace;
-    ASSERT_TRUE(buf.is_one_block()) << trace;
+    ASSERT_LE(buf.blocks(), 1) << trace;
     ASSERT_EQ(io.width(), 0);
   };
   for (int i = 0; i < rounds && !testing::Test::HasFailure(); ++i) {
@@ -267,15 +273,17 @@ struct german : Numpunct<Char> {
       decltype(std::declval<const Numpunct<Char>&>().grouping());
   using name = typename Numpunct<Char>::string_type;
 
-  explicit german(const char* groups) : groups_(groups) {}
+  explicit german(std::string groups) : groups_(std::move(groups)) {}
   Char do_decimal_point() const override { return ','; }
   Char do_thousands_sep() const override { return '.'; }
-  grouping_type do_grouping() const override { return groups_; }
+  grouping_type do_grouping() const override {
+    return grouping_type(groups_.data(), groups_.size());
+  }
   name do_truename() const override {
     const Char ja[] = {'-', 'j', 'a'};  // a name has no sign
     return name(ja, 3);
   }
-  const char* groups_;
+  std::string groups_;
 };
 
 // The compiler's streams group pointers and the 0x of hexadecimal fractions,
@@ -295,7 +303,9 @@ static_assert(+std::ios_base::showbase == +ios_base::showbase &&
 
 TYPED_TEST(num_put_test, follows_numpunct_as_standard_streams_do) {
   using Char = TypeParam;
-  for (const char* groups : {"", "\3", "\1\2\3", "\3\x7f", "\2\xff", "\x7f"}) {
+  using namespace std::string_literals;
+  for (const std::string& groups :
+       {""s, "\3"s, "\1\2\3"s, "\3\x7f"s, "\2\xff"s, "\0\3"s, "\x7f"s}) {
     SCOPED_TRACE(testing::PrintToString(groups));
     format io;
     io.imbue(nalo::locale(nalo::locale::classic(),
@@ -332,6 +342,8 @@ TYPED_TEST(num_put_test, stops_at_the_first_refused_character) {
         ASSERT_EQ(put(buf, io, Char('*'), val), limit == whole.size())
             << whole.c_str() << " limit " << limit << " window " << window;
         ASSERT_EQ(buf.output(), whole.substr(0, limit)) << window;
+        ASSERT_EQ(buf.blocks(), window < whole.size() || limit < whole.size())
+            << whole.c_str() << " limit " << limit << " window " << window;
         ASSERT_EQ(io.width(), 0);
       }
     }
@@ -339,7 +351,7 @@ TYPED_TEST(num_put_test, stops_at_the_first_refused_character) {
   check(-12L, ios_base::dec, 0);
   check(0.25, ios_base::dec, 0);
   check(2.5, ios_base::internal | ios_base::showpos, 9);
-  check(-1L, ios_base::left, 300);
+  check(-1L, ios_base::left, 257);
 }
 
 TYPED_TEST(num_put_test, writes_nothing_through_a_failed_iterator) {
@@ -414,11 +426,11 @@ TYPED_TEST(num_put_test, adds_zeros_where_the_digits_of_a_value_end) {
   };
   for (fmtflags field : {fmtflags(), ios_base::fixed, ios_base::scientific}) {
     for (fmtflags flags : {field, field | ios_base::showpoint}) {
-      for (streamsize precision : {1074, 1075, 16446, 70001}) {
+      for (streamsize precision : {0, 1074, 1075, 16446, 70001}) {
         for (double val : {0.0, 0.1, 1e308, 5e-324, HUGE_VAL}) {
           check(val, flags, precision);
         }
-        for (long double val : {0.1L, 1e4932L, 4e-4951L}) {
+        for (long double val : {0.1L, 1e508L, 1e4932L, 4e-4951L}) {
           check(val, flags, precision);
         }
       }
