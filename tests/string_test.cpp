@@ -318,6 +318,12 @@ TYPED_TEST(String, ReadOnlyErrorTellsTheText) {
     EXPECT_EQ(s.buffer_size(), 0u);
     EXPECT_EQ(s.capacity(), c.length);
   }
+  const auto raise = [text = this->text(300)] {
+    using Raise = nalo::impl::StringRvalueException<sizeof(TypeParam) == 1>;
+    Raise::doThrow(7, text.c_str());
+  };
+  EXPECT_EQ(message_of<nalo::rvalue_error>(raise),
+            shown<TypeParam>(this->text(127)));
   S null = S::c_str(nullptr, 0);
   EXPECT_EQ(message_of<nalo::rvalue_error>([&] { null.clear(); }), "");
 }
