@@ -1,0 +1,544 @@
+// Random sequences of extractions over random get areas, with a failure at a
+// random virtual call, against a model that takes one character at a time. The
+// model works on a buffer of its own with the same script, so that the virtual
+// calls must agree too, in number and order. Where nothing fails, the
+// compiler's own streams are a second reference.
+#include <nalo/istream>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <initializer_list>
+#include <iterator>
+#include <limits>
+#include <random>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "dump_counter.h"
+#include "scripted_streambuf.h"
+#include "text.h"
+
+namespace {
+
+using nalo::ios_base;
+using nalo::streamsize;
+using nalo_test::dump_counter;
+using nalo_test::fault;
+using nalo_test::raised_by;
+using nalo_test::script;
+using nalo_test::scripted_streambuf;
+using nalo_test::shown;
+using nalo_test::widened;
+
+constexpr auto goodbit = ios_base::goodbit;
+constexpr auto badbit = ios_base::badbit;
+constexpr auto eofbit = ios_base::eofbit;
+constexpr auto failbit = ios_base::failbit;
+constexpr streamsize no_limit = std::numeric_limits<streamsize>::max();
+
+template <class Char>
+class model : public nalo::basic_ios<Char> {
+  using traits = nalo::char_traits<Char>;
+  using int_type = typename traits::int_type;
+  using text = std::basic_string<Char>;
+  using buffer = nalo::basic_streambuf<Char>;
+  using iostate = ios_base::iostate;
+
+ public:
+  model(buffer* sb, iostate mask) : nalo::basic_ios<Char>(sb, mask), sb_(*sb) {}
+
+  streamsize gcount() const { return gcount_; }
+
+  void ignore() {
+    counted([&] {
+      if (sb_.sbumpc() == traits::eof()) {
+        this->setstate(eofbit);
+      } else {
+        gcount_ = 1;
+      }
+      return goodbit;
+    });
+  }
+  void ignore(streamsize n, int_type delim = traits::eof()) {
+    if (n <= 0) return;
+    if (n == 1 && delim == traits::eof()) return ignore();
+    counted([&] {
+      const int_type ch = take(gcount_, n, at(delim), [](Char) {});
+      if (ch == traits::eof()) this->setstate(eofbit);
+      if (ch == delim && ch != traits::eof()) toss(gcount_);
+      return goodbit;
+    });
+  }
+  void getline(Char* s, streamsize n, Char delim) {
+    to_array(s, n, delim, [&](int_type ch) {
+      return ch == traits::to_int_type(delim) ? toss(gcount_) : failbit;
+    });
+  }
+  void get(Char* s, streamsize n, Char delim) {
+    to_array(s, n, delim, [](int_type) { return goodbit; });
+  }
+  int_type get() {
+    int_type ch = traits::eof();
+    counted([&] {
+      if ((ch = sb_.sbumpc()) == traits::eof()) return eofbit | failbit;
+      gcount_ = 1;
+      return goodbit;
+    });
+    return ch;
+  }
+  void get(buffer& target, Char delim) {
+    copy(target, traits::to_int_type(delim));
+  }
+  void operator>>(buffer* target) { copy(*target, traits::eof()); }
+  int_type peek() {
+    int_type ch = traits::eof();
+    counted(
+        [&] { return (ch = sb_.sgetc()) == traits::eof() ? eofbit : goodbit; });
+    return ch;
+  }
+  void read(Char* s, streamsize n) {
+    counted([&] {
+      gcount_ = sb_.sgetn(s, n);
+      return gcount_ == n ? goodbit : eofbit | failbit;
+    });
+  }
+  void putback(Char ch) {
+    put_back([&] { return sb_.sputbackc(ch); });
+  }
+  void unget() {
+    put_back([&] { return sb_.sungetc(); });
+  }
+
+  void operator>>(Char& ch) {
+    extract(false, [&] {
+      const int_type got = sb_.sbumpc();
+      if (got == traits::eof()) return eofbit | failbit;
+      ch = traits::to_char_type(got);
+      return goodbit;
+    });
+  }
+  void ws() {
+    extract(true, [&] { return skip(); });
+  }
+  void word(Char* s, streamsize size = no_limit) {
+    streamsize taken = 0;
+    const auto work = [&] {
+      if (this->width() > 0) size = std::min(size, this->width());
+      const int_type ch =
+          take(taken, size - 1, space, [&](Char c) { *s++ = c; });
+      *s = Char();
+      this->width(0);
+      return ch == traits::eof() ? eofbit : goodbit;
+    };
+    extract(false, work, [&] { return taken == 0; });
+  }
+  void word(text& str) {
+    streamsize taken = 0;
+    const auto work = [&] {
+      str.clear();
+      const streamsize n = this->width() > 0 ? this->width() : no_limit;
+      const int_type ch = take(taken, n, space, [&](Char c) { str += c; });
+      this->width(0);
+      return ch == traits::eof() ? eofbit : goodbit;
+    };
+    extract(false, work, [&] { return taken == 0; });
+  }
+  void line(text& str, Char delim, streamsize n = no_limit) {
+    streamsize taken = 0;
+    const auto work = [&] {
+      str.clear();
+      const int_type stop = traits::to_int_type(delim);
+      const int_type ch = take(taken, n, at(stop), [&](Char c) { str += c; });
+      return ch == traits::eof() ? eofbit : ch == stop ? toss(taken) : failbit;
+    };
+    extract(true, work, [&] { return taken == 0; });
+  }
+
+ private:
+  static bool space(int_type ch) {
+    return ch == ' ' || (ch >= '\t' && ch <= '\r');
+  }
+  static auto at(int_type delim) {
+    return [delim](int_type ch) { return ch == delim; };
+  }
+  static constexpr auto never = [] { return false; };
+
+  bool sentry(bool noskip) {
+    iostate err = goodbit;
+    if (this->good()) {
+      if (this->tie()) this->tie()->flush();
+      if (!noskip && (this->flags() & ios_base::skipws) != 0) err = skip();
+    }
+    if (this->good() && err == goodbit) return true;
+    this->setstate(err | failbit);
+    return false;
+  }
+  // Every extraction: the gate, then the guarded work, then its bits.
+  template <class Work, class Failed = decltype(never)>
+  void extract(bool noskip, Work work, Failed failed = never) {
+    iostate err = goodbit;
+    if (sentry(noskip)) {
+      try {
+        err = work();
+      } catch (const std::exception& error) {
+        if (this->set_badbit()) throw;
+        const auto* ours = dynamic_cast<const nalo::exception*>(&error);
+        if (ours) ours->dump();
+      }
+    }
+    if (failed()) err |= failbit;
+    if (err != goodbit) this->setstate(err);
+  }
+  template <class Work, class Failed = decltype(never)>
+  void counted(Work work, Failed failed = never) {
+    gcount_ = 0;
+    extract(true, work, failed);
+  }
+  template <class Finish>
+  void to_array(Char* s, streamsize n, Char delim, Finish finish) {
+    Char* to = s;
+    const auto work = [&] {
+      const auto stop = at(traits::to_int_type(delim));
+      const int_type ch =
+          take(gcount_, n - (n > 0), stop, [&](Char c) { *to++ = c; });
+      return ch == traits::eof() ? eofbit : finish(ch);
+    };
+    counted(work, [&] {
+      if (n > 0) *to = Char();
+      return gcount_ == 0;
+    });
+  }
+  void copy(buffer& target, int_type delim) {
+    const auto work = [&] {
+      int_type ch = sb_.sgetc();
+      while (ch != traits::eof() && ch != delim) {
+        if (target.sputc(traits::to_char_type(ch)) == traits::eof()) break;
+        ++gcount_;
+        ch = sb_.snextc();
+      }
+      return ch == traits::eof() ? eofbit : goodbit;
+    };
+    counted(work, [&] { return gcount_ == 0; });
+  }
+  template <class Work>
+  void put_back(Work work) {
+    gcount_ = 0;
+    this->clear(this->rdstate() & ~eofbit);
+    counted([&] { return work() == traits::eof() ? badbit : goodbit; });
+  }
+
+  template <class Stop, class Store>
+  int_type take(streamsize& taken, streamsize n, Stop stop, Store store) {
+    int_type ch = sb_.sgetc();
+    while (taken < n && ch != traits::eof() && !stop(ch)) {
+      store(traits::to_char_type(ch));
+      ++taken;
+      ch = sb_.snextc();
+    }
+    return ch;
+  }
+  iostate skip() {
+    int_type ch = sb_.sgetc();
+    while (ch != traits::eof() && space(ch)) ch = sb_.snextc();
+    return ch == traits::eof() ? eofbit : goodbit;
+  }
+  iostate toss(streamsize& taken) {
+    ++taken;
+    sb_.sbumpc();
+    return goodbit;
+  }
+
+  buffer& sb_;
+  streamsize gcount_ = 0;
+};
+
+template <class Char, class... Limit>
+void getline(model<Char>& in, std::basic_string<Char>& str, Char delim,
+             Limit... n) {
+  in.line(str, delim, static_cast<streamsize>(n)...);
+}
+template <class Char, class Target>
+void getstring(model<Char>& in, Target& target) {
+  in.word(target);
+}
+template <class Char>
+void operator>>(model<Char>& in, Char (&s)[4]) {
+  in.word(s, 4);
+}
+template <class Char>
+void operator>>(model<Char>& in, std::basic_string<Char>& str) {
+  in.word(str);
+}
+template <class Char>
+void ws(model<Char>& in) {
+  in.ws();
+}
+
+// The same for the compiler's streams.
+template <class Char, class Target>
+void getstring(std::basic_istream<Char>& in, Target& target) {
+  in >> target;
+}
+template <class Char>
+void getline(std::basic_istream<Char>&, std::basic_string<Char>&, Char,
+             size_t) {}  // differs()
+
+template <class Char>
+struct arguments {
+  streamsize n = 0;
+  Char ch = 0;
+  long delim = 0;
+};
+
+// What an operation works on and leaves.
+template <class Char, class String, class Target>
+struct bench : arguments<Char> {
+  Char array[64] = {};
+  Char small[4] = {};
+  String str = {};
+  Char got = 0;
+  long value = 0;
+  Target target;
+};
+
+template <class World>
+struct operation {
+  const char* name;
+  void (*run)(typename World::stream&, typename World::bench_type&);
+};
+
+#define OP(...)                                                 \
+  {                                                             \
+#__VA_ARGS__, []([[maybe_unused]] auto& in,                 \
+                     [[maybe_unused]] auto& b) { __VA_ARGS__; } \
+  }
+
+template <class World>
+const operation<World> operations[] = {
+    OP(in.ignore()),
+    OP(in.ignore(b.n)),
+    OP(in.ignore(b.n, static_cast<decltype(in.peek())>(b.delim))),
+    OP(in.getline(b.array, b.n, b.ch)),
+    OP(in.get(b.array, b.n, b.ch)),
+    OP(in.get(b.target, b.ch)),
+    OP(in >> &b.target),
+    OP(b.value = static_cast<long>(in.get())),
+    OP(b.value = static_cast<long>(in.peek())),
+    OP(in.read(b.array, b.n)),
+    OP(in.putback(b.ch)),
+    OP(in.unget()),
+    OP(in >> b.got),
+    OP(in >> b.small),
+    OP(in >> b.str),
+    OP(getstring(in, b.array)),
+    OP(getstring(in, b.str)),
+    OP(getline(in, b.str, b.ch)),
+    OP(getline(in, b.str, b.ch, static_cast<size_t>(b.n < 0 ? 0 : b.n))),
+    OP(ws(in)),
+    OP(in.width(b.n)),
+    OP(in.flags(in.flags() ^ in.skipws)),
+};
+
+// Where the library means to differ from the compiler's streams.
+template <class Char>
+bool differs(std::string_view call, const arguments<Char>& b,
+             const auto& rest) {
+  if (call.starts_with("in.ignore(b.n")) {
+    // No count, no change: gcount() stays, a closed gate gives no failbit.
+    if (b.n <= 0) return true;
+    // A delimiter right after the n-th character is discarded too. One that is
+    // the value of no character is never found.
+    return call.find("b.delim") != call.npos && b.delim != -1 &&
+           (b.delim != nalo::char_traits<Char>::to_int_type(b.ch) ||
+            rest.find(b.ch) == static_cast<size_t>(b.n));
+  }
+  // An array without any room: the input is looked at all the same.
+  if (call.ends_with("get(b.array, b.n, b.ch)") ||
+      call.ends_with("getline(b.array, b.n, b.ch)")) {
+    return b.n <= 0;
+  }
+  // Copying into a buffer skips no white space, and counts.
+  return call == "in >> &b.target" || call.find("size_t") != call.npos;
+}
+
+// A stream with everything around it: its buffer, a buffer to copy into, a tied
+// stream, and one log of all their virtual calls.
+template <class Char, class Stream, class String>
+struct world {
+  using stream = Stream;
+  using bench_type = bench<Char, String, scripted_streambuf<Char>>;
+
+  world(const script<Char>& play, const script<Char>& target,
+        const script<Char>& tie, ios_base::iostate mask)
+      : input(play),
+        tie_buffer(tie),
+        in(&input, mask),
+        b{{}, {}, {}, {}, 0, 0, scripted_streambuf<Char>(target)} {
+    input.log_to(log, "");
+    tie_buffer.log_to(log, "tie:");
+    b.target.log_to(log, "target:");
+  }
+
+  std::string log;
+  scripted_streambuf<Char> input, tie_buffer;
+  nalo::basic_ostream<Char> tied{&tie_buffer};
+  Stream in;
+  bench_type b;
+};
+
+template <class Char>
+struct std_world {
+  struct buffer : std::basic_stringbuf<Char> {
+    using std::basic_stringbuf<Char>::basic_stringbuf;
+    std::basic_string<Char> rest() { return {this->gptr(), this->egptr()}; }
+    std::basic_string<Char> output() { return this->str(); }
+  };
+  using stream = std::basic_istream<Char>;
+  using bench_type = bench<Char, std::basic_string<Char>, buffer>;
+
+  explicit std_world(const std::basic_string<Char>& text)
+      : input(text, std::ios_base::in) {}
+
+  buffer input;
+  stream in{&input};
+  bench_type b;
+};
+
+// All that can be seen of a stream after an operation.
+template <class World>
+std::string seen(World& w) {
+  using view = std::basic_string_view<typename World::stream::char_type>;
+  std::ostringstream out;
+  const auto bit = [&](const char* name, auto mask) {
+    if ((w.in.rdstate() & mask) != w.in.goodbit) out << name << ' ';
+  };
+  const auto text = [&](const char* name, view s) {
+    out << name << " \"" << shown(s) << "\" ";
+  };
+  bit("bad", w.in.badbit);
+  bit("eof", w.in.eofbit);
+  bit("fail", w.in.failbit);
+  out << "gcount " << w.in.gcount() << " width " << w.in.width() << " value "
+      << w.b.value << ' ';
+  text("array", view(w.b.array, std::size(w.b.array)));
+  text("small", view(w.b.small, std::size(w.b.small)));
+  text("str", w.b.str);
+  text("got", view(&w.b.got, 1));
+  text("target", w.b.target.output());
+  text("rest", w.input.rest());
+  return out.str();
+}
+
+template <class Char>
+class IstreamModel : public testing::Test {
+ protected:
+  size_t below(size_t n) { return random_() % n; }
+  template <class T>
+  T one_of(std::initializer_list<T> values) {
+    return values.begin()[below(values.size())];
+  }
+  std::vector<size_t> sizes() {
+    return {one_of<size_t>({0, 1, 2, 3}), one_of<size_t>({0, 1, 5, 64}),
+            one_of<size_t>({1, 2, 8, 64})};
+  }
+  script<Char> text() {
+    constexpr std::string_view alphabet = "aab  \n\t:\xE9";
+    std::string chosen(below(30), ' ');
+    for (char& ch : chosen) ch = alphabet[below(alphabet.size())];
+    return {.input = widened<Char>(chosen), .get_areas = sizes()};
+  }
+  // Lets one of the first calls fail as often as none.
+  script<Char> with_failure(script<Char> play, size_t calls) {
+    play.put_areas = sizes();
+    play.accepts = one_of<size_t>({0, 3, 10, 100});
+    play.fail_at = below(2) * (1 + below(calls));
+    play.kind =
+        one_of({fault::library, fault::standard, fault::other, fault::refusal});
+    return play;
+  }
+  arguments<Char> choose_arguments() {
+    constexpr auto least = std::numeric_limits<streamsize>::min();
+    const auto n =
+        one_of<streamsize>({least, -1, 0, 1, 2, 3, 5, 8, 40, no_limit});
+    const Char ch = widened<Char>("\n: a\xE9")[below(5)];
+    const long value = nalo::char_traits<Char>::to_int_type(ch);
+    // The second is the same character but for its unused upper bits.
+    return {n, ch, one_of<long>({value, value + 0x100, -1, -23})};
+  }
+
+  std::mt19937 random_{20240229};
+  dump_counter dumps_;
+};
+
+using Chars = testing::Types<char, wchar_t>;
+TYPED_TEST_SUITE(IstreamModel, Chars);
+
+TYPED_TEST(IstreamModel, AgreesAboutEveryOperationAndFailure) {
+  using nalo_world = world<TypeParam, nalo::basic_istream<TypeParam>,
+                           nalo::basic_string<TypeParam>>;
+  using model_world =
+      world<TypeParam, model<TypeParam>, std::basic_string<TypeParam>>;
+
+  for (int round = 0; round < 12000; ++round) {
+    const bool beside_std = round % 4 == 0;
+    script<TypeParam> input = this->text(), target, tie;
+    auto mask = goodbit;
+    if (!beside_std) {
+      input = this->with_failure(input, 30);
+      target = this->with_failure(target, 6);
+      tie = this->with_failure(tie, 6);
+      mask = static_cast<ios_base::iostate>(this->below(8));
+    }
+    nalo_world real(input, target, tie, mask);
+    model_world expected(input, target, tie, mask);
+    std_world<TypeParam> standard(input.input);
+    if (this->below(3) == 0) {
+      real.in.tie(&real.tied);
+      expected.in.tie(&expected.tied);
+    }
+    std::string trace = "mask " + std::to_string(mask) + " input " +
+                        shown<TypeParam>(input.input);
+    for (int step = 0; step < 12; ++step) {
+      if (this->below(2) == 0) {
+        real.in.clear();
+        expected.in.clear();
+        standard.in.clear();
+      }
+      const size_t which = this->below(std::size(operations<nalo_world>));
+      const std::string_view call = operations<nalo_world>[which].name;
+      const auto chosen = this->choose_arguments();
+      const auto run = [&]<class World>(World& w) {
+        static_cast<arguments<TypeParam>&>(w.b) = chosen;
+        return raised_by([&] { operations<World>[which].run(w.in, w.b); });
+      };
+      if (beside_std && differs(call, chosen, real.input.rest())) continue;
+      trace += "\n  " + std::string(call) + " n " + std::to_string(chosen.n) +
+               " ch " + std::to_string(static_cast<long>(chosen.ch)) +
+               " delim " + std::to_string(chosen.delim);
+
+      const int before = this->dumps_.count();
+      const std::string raised = run(real);
+      const int between = this->dumps_.count();
+      ASSERT_EQ(raised, run(expected)) << trace;
+      ASSERT_EQ(between - before, this->dumps_.count() - between) << trace;
+      ASSERT_EQ(seen(real), seen(expected)) << trace;
+      ASSERT_EQ(real.log, expected.log) << trace;
+      if (!beside_std) continue;
+      run(standard);
+      // A bounded extraction also looks at what follows: that may be the end.
+      const bool bounded = call.starts_with("in.ignore(b.n") ||
+                           call.starts_with("in >> b.s") ||
+                           call.starts_with("getstring");
+      if (bounded && real.in.eof() && real.input.rest().empty()) {
+        standard.in.setstate(std::ios_base::eofbit);
+      }
+      ASSERT_EQ(seen(real), seen(standard)) << trace;
+    }
+  }
+}
+
+}  // namespace
