@@ -8,7 +8,12 @@ namespace bench {
 
 namespace {
 
-constexpr size_t text_size = 1 << 18;
+// Enough items that no branch predictor learns them by heart from the passes
+// before, as it does with some thousands.
+constexpr size_t text_size = 1 << 20;
+constexpr size_t value_count = 1 << 16;
+// What is only copied fits into the cache next to the processor.
+constexpr size_t copied_size = 1 << 18;
 
 // Uniform numbers, the same with any standard library.
 class Random {
@@ -37,11 +42,11 @@ class Random {
 };
 
 // Texts of a length between the two, each with a separator behind it.
-Data texts(size_t shortest, size_t longest, char separator) {
+Data texts(size_t size, size_t shortest, size_t longest, char separator) {
   Random random;
   Data data;
-  data.text.reserve(text_size + longest + 1);
-  while (data.text.size() < text_size) {
+  data.text.reserve(size + longest + 1);
+  while (data.text.size() < size) {
     random.append_letters(data.text, random.between(shortest, longest));
     data.text += separator;
     ++data.items;
@@ -51,7 +56,8 @@ Data texts(size_t shortest, size_t longest, char separator) {
 
 template <size_t shortest, size_t longest>
 Data lines() {
-  return texts(shortest, longest, '\n');
+  return texts(longest > 1000 ? copied_size : text_size, shortest, longest,
+               '\n');
 }
 
 Data wide_lines() {
@@ -60,7 +66,7 @@ Data wide_lines() {
   return data;
 }
 
-Data words() { return texts(1, 12, ' '); }
+Data words() { return texts(text_size, 1, 12, ' '); }
 
 Data one_text(size_t size, size_t items) {
   Random random;
@@ -70,9 +76,9 @@ Data one_text(size_t size, size_t items) {
   return data;
 }
 
-Data characters() { return one_text(text_size, text_size); }
-Data buffers() { return one_text(text_size, text_size / window_size); }
-Data blocks() { return one_text(text_size, text_size / write_block); }
+Data characters() { return one_text(copied_size, copied_size); }
+Data buffers() { return one_text(copied_size, copied_size / window_size); }
+Data blocks() { return one_text(copied_size, copied_size / write_block); }
 Data to_append() { return one_text(20 * string_length, 20 * string_length); }
 Data to_copy() { return one_text(200, 1000); }
 Data for_streams() { return one_text(1, 1000); }
@@ -86,12 +92,11 @@ Data to_skip() {
 
 // A long and a double for each item, and two texts.
 Data values() {
-  constexpr size_t count = 8192;
   Random random;
   Data data;
-  data.items = count;
-  data.text.reserve(2 * count * text_width);  // the slices point into it
-  for (size_t i = 0; i < count; ++i) {
+  data.items = value_count;
+  data.text.reserve(2 * value_count * text_width);  // the slices point into it
+  for (size_t i = 0; i < value_count; ++i) {
     data.longs.push_back(random.magnitude());
     data.doubles.push_back(random.real());
     for (int n = 0; n < 2; ++n) {
