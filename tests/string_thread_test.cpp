@@ -51,7 +51,8 @@ TYPED_TEST(ThreadString, CopyGrowClearAndEndOnManyThreads) {
   using S = typename TestFixture::string;
   std::vector<S> seeds;
   for (int i = 0; i < 4; ++i) seeds.emplace_back(this->ma_);
-  seeds[0] = this->text_;
+  seeds[0].reserve(150);
+  seeds[0] += this->text_;
   for (S& seed : seeds) seed = seeds[0];
   std::atomic<int> wrong{0};
   const auto work = [&](S mine) {
@@ -72,6 +73,21 @@ TYPED_TEST(ThreadString, CopyGrowClearAndEndOnManyThreads) {
   for (std::thread& thread : threads) thread.join();
   seeds.clear();
   EXPECT_EQ(wrong, 0);
+  EXPECT_EQ(this->source_.live(), 0);
+}
+
+// Whoever is last frees what the others have read.
+TYPED_TEST(ThreadString, EndAfterTheOthers) {
+  using S = typename TestFixture::string;
+  const auto read = [this](S copy) {
+    EXPECT_EQ(std::as_const(copy), this->text_);
+  };
+  for (int round = 0; round < 200; ++round) {
+    S first(this->text_, this->ma_), second(first, this->ma_);
+    std::thread reader(read, std::move(first));
+    read(std::move(second));
+    reader.join();
+  }
   EXPECT_EQ(this->source_.live(), 0);
 }
 
