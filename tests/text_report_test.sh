@@ -199,7 +199,7 @@ for option in --skip-lines=0 --skip-lines=1 --copy; do
     late=$(peak)
     exec 3>&-
     wait $pid || fail "$option on an $input: status $?"
-    [ $((late - early)) -lt 512 ] ||
+    [ $((late - early)) -lt 4096 ] ||
       fail "$option on an $input: peak of $early kB, later of $late kB"
   done
 done
