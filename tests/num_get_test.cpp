@@ -212,6 +212,8 @@ class random_input {
                                          "1.7976931348623157e308",
                                          "179769313486231580793e289",
                                          "000000000000000000000000000000"};
+    static const std::string separated[] = {",678", ",678", ".901", ",23",
+                                            "'4"};
     static const std::string prefixes[] = {"0x", "0X", "x", "0x1F", "0xFFFF"};
     std::string result;
     for (size_t n = 1 + below(6); n != 0; --n) {
@@ -219,6 +221,10 @@ class random_input {
         result += std::to_string(engine_() >> below(64));
       } else if (!is_float && below(12) == 0) {
         result += one_of(prefixes);
+      } else if (below(8) == 0) {
+        for (size_t groups = below(6); groups != 0; --groups) {
+          result += one_of(separated);
+        }
       } else {
         result += one_of(pieces);
       }

@@ -48,7 +48,7 @@ constexpr library_facet library_facets[] = {
 
 constinit std::mutex global_mutex;
 
-// Releases a facet unless it came into a locale.
+// Deletes a facet that the locales own unless one takes it meanwhile.
 class facet_reference : public non_copyable {
  public:
   explicit facet_reference(const locale::facet* facet) noexcept
@@ -130,8 +130,7 @@ constinit allocator heap;
 }  // namespace
 
 struct Locale::classic_parts {
-  // Owned by no locale, so that counting references deletes none.
-  static constexpr size_t refs = 1;
+  static constexpr size_t refs = 1;  // owned by no locale
 
   member_facet<ctype<char>> ctype_char_{nullptr, false, refs};
   member_facet<ctype<wchar_t>> ctype_wchar_{refs};
@@ -217,11 +216,12 @@ void Locale::remove_reference() noexcept {
 }
 
 void Locale::add_reference(const locale::facet* used) noexcept {
-  if (used) used->refs_.fetch_add(1, std::memory_order_relaxed);
+  if (is_counted(used)) used->refs_.fetch_add(1, std::memory_order_relaxed);
 }
 
 void Locale::remove_reference(const locale::facet* used) noexcept {
-  if (used && used->refs_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+  if (is_counted(used) &&
+      used->refs_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
     delete used;
   }
 }
@@ -255,7 +255,7 @@ locale::locale(const locale& base, const locale& other, category cats)
                            "unknown category");
   }
   if (cats == none || base == other) return;
-  impl::Locale::release(std::exchange(impl_, copyNameLessLocale_(impl_)));
+  adopt_(copyNameLessLocale_(impl_));
   impl_->replace(cats, *other.impl_);
 }
 
@@ -266,15 +266,13 @@ impl::Locale* locale::copyNameLessLocale_(impl::Locale* from) {
 void locale::insertFaset_(facet* new_facet, id& which) {
   const facet_reference until_inserted(new_facet);
   const size_t index = which.index();
-  impl::Locale::release(
-      std::exchange(impl_, impl::Locale::copy(*impl_, index)));
+  adopt_(impl::Locale::copy(*impl_, index));
   impl_->replace(index, new_facet);
 }
 
 void locale::remove_facet_(const id& which) {
   const size_t index = which.index();
-  impl::Locale::release(
-      std::exchange(impl_, impl::Locale::copy(*impl_, index)));
+  adopt_(impl::Locale::copy(*impl_, index));
   impl_->replace(index, nullptr);
 }
 
