@@ -464,7 +464,7 @@ TYPED_TEST(String, CountsWhatItReplaces) {
   EXPECT_EQ(s, widened<TypeParam>("a"));
 }
 
-TYPED_TEST(String, TakesSinglePassIterators) {
+TYPED_TEST(String, TakesSinglePassIteratorsAndLists) {
   using In = std::istreambuf_iterator<TypeParam>;
   std::basic_istringstream<TypeParam> in(this->text(50));
   typename TestFixture::string s(In(in), In(), this->ma_);
@@ -472,6 +472,9 @@ TYPED_TEST(String, TakesSinglePassIterators) {
   in.str(this->text(3));
   s.insert(s.begin() + 1, In(in), In());
   EXPECT_EQ(s, this->text(1) + this->text(3) + this->text(50).substr(1));
+  EXPECT_EQ((s = {TypeParam('a'), TypeParam()}),
+            (typename TestFixture::string{TypeParam('a'), TypeParam()}));
+  EXPECT_TRUE((s = {}).empty());
 }
 
 }  // namespace
