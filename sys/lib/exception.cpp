@@ -1,6 +1,8 @@
 // The bodies of the error classes and the record that each thread keeps.
 #include <nalo/exception>
 
+#include <pthread.h>
+
 #include <atomic>
 #include <cstdio>
 #include <optional>
@@ -42,8 +44,12 @@ void exception::register_on_thread() const noexcept {
   ++this_thread.count;
 }
 
+// Writing is a cancellation point, and nothing may unwind through here.
 void exception::dump() const noexcept {
+  int cancelable;
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelable);
   if (dump_handler handler = current_dump_handler.load()) handler(*this);
+  pthread_setcancelstate(cancelable, nullptr);
 }
 
 void exception::throw_self() { throw exception(*this); }
