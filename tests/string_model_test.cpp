@@ -73,7 +73,8 @@ void give_back(std::basic_string<Char>& s) {
   s.clear();
 }
 
-constexpr size_t kMove = 40, kSwap = 41, kMakeReadOnly = 42, kChanges = 48;
+constexpr size_t kWrite = 39, kMove = 40, kSwap = 41, kMakeReadOnly = 42,
+                 kCopy = 43, kChanges = 48;
 
 // Changes s, and other when it is moved or swapped. Returns what the operation
 // returned as a number.
@@ -131,11 +132,11 @@ size_t change(S& s, S& other, size_t op, const Args<Char>& a) {
     case 36: s.clear(); break;
     case 37: s.reserve(a.n); break;
     case 38: s.shrink_to_fit(); break;
-    case 39: std::replace(s.begin(), s.end(), a.ch, a.ch2); break;
+    case kWrite: std::replace(s.begin(), s.end(), a.ch, a.ch2); break;
     case kMove: move_to(s, other); break;
     case kSwap: s.swap(other); break;
     case kMakeReadOnly: make_read_only(s); break;
-    case 43: s = other; break;
+    case kCopy: s = other; break;
     case 44: s += other; break;
     case 45: s = S(other + a.ch + s); break;
     case 46: replace_all(s, a); break;
@@ -257,7 +258,9 @@ class StringModel : public testing::Test {
     if (below(8) == 0) {
       query_one(e, below(kQueries), a);
     } else {
-      change_one(e, other, below(kChanges), a, same);
+      // Copies and what is written to them lead to most of the storage.
+      const size_t ops[] = {below(kChanges), below(kChanges), kCopy, kWrite};
+      change_one(e, other, ops[below(4)], a, same);
     }
     for (auto& source : sources_) source.refuse_after(failing_source::never);
     // A read-only string comes free when it is moved away.

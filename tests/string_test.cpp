@@ -368,6 +368,10 @@ TYPED_TEST(String, WhatIsHandedOutForWritingStaysPrivate) {
     EXPECT_EQ(s, TypeParam('Z') + this->text(50).substr(1));
     EXPECT_TRUE(before == after && assigned == after &&
                 after == this->text(50));
+    assigned = before;
+    EXPECT_TRUE(assigned.shared());
+    *hand_out(assigned) = TypeParam('Z');
+    EXPECT_EQ(before, after);
     s.append(51, TypeParam('x'));  // in a new chunk
     const S shares(s, this->ma_);
     EXPECT_TRUE(s.shared());
