@@ -1,5 +1,5 @@
 // What every stream has: its words, its locale, and the errors it raises.
-#include <nalo/base/ios_base>
+#include <nalo/ios>
 
 #include <algorithm>
 #include <atomic>
@@ -9,8 +9,6 @@
 namespace nalo {
 
 namespace {
-
-constexpr const char* kIosFile = "sys/src/nalo/ios";
 
 std::atomic<int> next_word_index{0};
 std::atomic<bool> synced_with_stdio{true};
@@ -26,6 +24,7 @@ locale ios_base::imbue(const locale& new_locale) noexcept {
 }
 
 ios_base::PIWords* ios_base::allocate_words_(int count) noexcept {
+  if (count < 0) return nullptr;
   return new (std::nothrow) PIWords[static_cast<size_t>(count)];
 }
 
@@ -54,11 +53,7 @@ ios_base::PIWords& ios_base::grow_words_(int index, bool iword_wanted) {
     word_zero_.pword_ = nullptr;
   }
   buf_state_ |= badbit;
-  if ((buf_state_ & exception_) != goodbit) {
-    throwIOSFailure(
-        kIosFile, __LINE__,
-        "WordAllocator: nalo::ios_base::grow_words_ allocation failed");
-  }
+  if ((buf_state_ & exception_) != goodbit) impl::throwNoWords();
   return word_zero_;
 }
 
