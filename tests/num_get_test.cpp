@@ -281,6 +281,8 @@ void compare_with_std(random_input& random) {
   const style* const punct =
       random.below(3) == 0 ? &random.one_of(kStyles) : nullptr;
   auto buf = played<Char>(text, windows);
+  // With a get area at hand, or with the buffer to be asked first.
+  if (random.below(3) != 0) buf.sgetc();
   const auto expected = std_parse<T, Char>(text, flags, punct);
   const auto actual = parse<T>(buf, flags, nalo_locale<Char>(punct));
   EXPECT_TRUE(actual == expected ||
@@ -339,6 +341,7 @@ TYPED_TEST(NumGet, ReadsHexadecimalFloatingPointNumbersAndNoNames) {
   for (const auto& [text, expected] : cases) {
     for (const size_t window : {size_t{1}, size_t{10000}}) {
       auto buf = played<TypeParam>(text, {window});
+      buf.sgetc();
       EXPECT_EQ(parse<double>(buf, ios_base::dec, nalo::locale()), expected)
           << text << " in windows of " << window;
     }
@@ -383,8 +386,29 @@ TYPED_TEST(NumGet, RoundsNumbersOfAnyLengthCorrectly) {
   EXPECT_EQ(read(0.0L, std::string(4900, '7') + "e-4900"), 7.0L / 9);
   EXPECT_EQ(read(0.0L, "4e-4951"),
             std::numeric_limits<long double>::denorm_min());
+  EXPECT_EQ(read(0.0L, "0x1p-16445"),
+            std::numeric_limits<long double>::denorm_min());
   EXPECT_EQ(read(0L, zeros + "42"), 42);
   EXPECT_EQ(read(0UL, "1" + zeros), std::numeric_limits<unsigned long>::max());
+}
+
+TYPED_TEST(NumGet, WantsNoGroupLeftOfOneThatTakesAllDigits) {
+  const style only_one = {"\3\177"};
+  const std::string most(127, '1');
+  const struct {
+    std::string text;
+    bool fail;
+  } cases[] = {{most + ",234", false},
+               {most + most + ",234", false},
+               {"1," + most + ",234", true},
+               {"1," + most + most + ",234", true}};
+  for (const auto& [text, fail] : cases) {
+    auto buf = played<TypeParam>(text, {1000});
+    const auto result =
+        parse<double>(buf, ios_base::dec, nalo_locale<TypeParam>(&only_one));
+    EXPECT_EQ(result.fail, fail) << text;
+    EXPECT_EQ(result.taken, text.size()) << text;
+  }
 }
 
 // Collects what is written, without a put area.

@@ -164,7 +164,9 @@ const wchar_t* ctype<wchar_t>::narrow(const wchar_t* lo, const wchar_t* hi,
 }
 
 bool ctype<wchar_t>::do_is(mask msk, wchar_t ch) const {
-  return 0 <= ch && ch <= 0x7F && (ctype<char>::classic_table()[ch] & msk) != 0;
+  const auto code = static_cast<unsigned>(ch);
+  return code < ctype<char>::table_size &&
+         (ctype<char>::classic_table()[code] & msk) != 0;
 }
 
 const wchar_t* ctype<wchar_t>::do_is(const wchar_t* lo, const wchar_t* hi,
