@@ -51,7 +51,7 @@ def main():
     if options.quick:
         results = run_benchmarks(options.build_dir, options, 9, 0.02)
     else:
-        results = run_benchmarks(options.build_dir, options, 15, 0.1)
+        results = run_benchmarks(options.build_dir, options, 9, 0.1)
     rows, threads = report.read(results)
     print(report.text_table(rows))
     print(report.text_threads(threads))
