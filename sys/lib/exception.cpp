@@ -17,11 +17,16 @@ void write_to_stderr(const exception& exc) noexcept {
 
 std::atomic<exception::dump_handler> current_dump_handler{write_to_stderr};
 
+// Errors may still be raised when the record is gone, by the destructors of
+// static objects.
+thread_local constinit bool record_is_gone = false;
+
 // Empty until the first error, so that a thread's first registration need not
 // allocate.
 struct thread_record {
   std::optional<exception> last;
   unsigned long count = 0;
+  ~thread_record() { record_is_gone = true; }
 };
 
 thread_local thread_record this_thread;
@@ -40,6 +45,7 @@ exception::~exception() = default;
 const char* exception::what() const noexcept { return message_.what(); }
 
 void exception::register_on_thread() const noexcept {
+  if (record_is_gone) return;
   this_thread.last = *this;
   ++this_thread.count;
 }
@@ -55,6 +61,7 @@ void exception::dump() const noexcept {
 void exception::throw_self() { throw exception(*this); }
 
 exception::record exception::last_on_thread() {
+  if (record_is_gone) return {"", 0, "", 0};
   const auto& [last, count] = this_thread;
   if (!last) return {"", 0, "", 0};
   return {last->file(), last->line(), last->what(), count};
@@ -76,7 +83,10 @@ void rvalue_error::throw_self() { throw rvalue_error(*this); }
 
 namespace impl {
 
-void throw_check_base::throw_returned() { throw exception(*this_thread.last); }
+void throw_check_base::throw_returned() {
+  if (record_is_gone) throw exception("sys/src/nalo/exception", __LINE__, "");
+  throw exception(*this_thread.last);
+}
 
 }  // namespace impl
 

@@ -309,7 +309,7 @@ void locale::throwOnNullName(const char* file, int line) {
 void locale::throwOnCreationFailure(const char* file, int line, int cats,
                                     const char* name, const char* reason) {
   const std::string text = "nalo::locale " + quoted(name) + ", categories " +
-                           std::to_string(cats) + ": " + reason;
+                           std::to_string(cats) + ": " + (reason ? reason : "");
   tThrow(locale_error(file, line, text.c_str()));
 }
 
