@@ -91,18 +91,46 @@ const bool kEarlyUse = [] {
          nalo::has_facet<counted<0>>(locale(copy, new counted<0>));
 }();
 
-TEST(Locale, WorksBeforeMainAndHasTheLibrarysFacets) {
-  EXPECT_TRUE(kEarlyUse);
+TEST(Locale, WorksBeforeMain) { EXPECT_TRUE(kEarlyUse); }
+
+template <class Facet>
+struct LibraryFacet : testing::Test {};
+using library_facets =
+    testing::Types<nalo::ctype<char>, nalo::ctype<wchar_t>, nalo::num_put<char>,
+                   nalo::num_put<wchar_t>, nalo::num_get<char>,
+                   nalo::num_get<wchar_t>, nalo::numpunct<char>,
+                   nalo::numpunct<wchar_t>>;
+TYPED_TEST_SUITE(LibraryFacet, library_facets);
+
+TYPED_TEST(LibraryFacet, IsInTheClassicLocaleAndCanBeTakenAwayAndPutBack) {
   const locale& classic = locale::classic();
-  EXPECT_TRUE(found<nalo::ctype<char>>(classic));
-  EXPECT_TRUE(found<nalo::ctype<wchar_t>>(classic));
-  EXPECT_TRUE(found<nalo::num_put<char>>(classic));
-  EXPECT_TRUE(found<nalo::num_put<wchar_t>>(classic));
-  EXPECT_TRUE(found<nalo::num_get<char>>(classic));
-  EXPECT_TRUE(found<nalo::num_get<wchar_t>>(classic));
-  EXPECT_TRUE(found<nalo::numpunct<char>>(classic));
-  EXPECT_TRUE(found<nalo::numpunct<wchar_t>>(classic));
-  EXPECT_FALSE(found<counted<1>>(classic));
+  ASSERT_TRUE(found<TypeParam>(classic));
+  const locale lacking = classic.without_<TypeParam>();
+  EXPECT_FALSE(found<TypeParam>(lacking));
+  EXPECT_THROW(nalo::use_facet<TypeParam>(lacking), nalo::missing_facet_error);
+  const locale whole = lacking.combine<TypeParam>(classic);
+  EXPECT_EQ(found<TypeParam>(whole), found<TypeParam>(classic));
+  const locale client(lacking, new TypeParam);
+  EXPECT_TRUE(found<TypeParam>(client));
+  EXPECT_NE(found<TypeParam>(client), found<TypeParam>(classic));
+}
+
+template <class Char>
+void check_classic_punctuation(const locale& loc) {
+  const auto& punct = nalo::use_facet<nalo::numpunct<Char>>(loc);
+  EXPECT_EQ(punct.decimal_point(), Char('.'));
+  EXPECT_EQ(punct.thousands_sep(), Char(','));
+  EXPECT_TRUE(punct.grouping().empty());
+  EXPECT_EQ(punct.truename().c_str(), widened<Char>("true"));
+  EXPECT_EQ(punct.falsename().c_str(), widened<Char>("false"));
+}
+
+TEST(Locale, HasTheClassicPunctuationInTheBaseOfAClients) {
+  check_classic_punctuation<char>(locale());
+  check_classic_punctuation<wchar_t>(locale());
+  check_classic_punctuation<char>(locale(locale(), new nalo::numpunct<char>));
+  check_classic_punctuation<wchar_t>(
+      locale(locale(), new nalo::numpunct<wchar_t>));
 }
 
 TEST(Locale, HasANameWhenItIsTheClassicOne) {
