@@ -1,0 +1,391 @@
+// What the output operations write, which facet they ask and what can be
+// inserted at all; and how streams begin and end.
+#include <nalo/istream>
+#include <nalo/ostream>
+#include <nalo/string>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "scripted_streambuf.h"
+#include "text.h"
+
+namespace {
+
+using nalo::ios_base;
+using nalo::streamsize;
+using nalo_test::fault;
+using nalo_test::raised_by;
+using nalo_test::script;
+using nalo_test::scripted_streambuf;
+using nalo_test::shown;
+using nalo_test::widened;
+using iostate = ios_base::iostate;
+
+constexpr iostate goodbit = ios_base::goodbit, badbit = ios_base::badbit,
+                  eofbit = ios_base::eofbit, failbit = ios_base::failbit;
+
+template <class Char>
+class Ostream : public testing::Test {
+ protected:
+  std::string written() const { return shown<Char>(buf_.output()); }
+
+  scripted_streambuf<Char> buf_ = scripted_streambuf<Char>({});
+  nalo::basic_ostream<Char> out_{&buf_};
+};
+using characters = testing::Types<char, wchar_t>;
+TYPED_TEST_SUITE(Ostream, characters);
+
+TYPED_TEST(Ostream, InsertPadsToTheWidth) {
+  constexpr size_t all = std::string::npos;
+  const struct {
+    const char* text;
+    streamsize width;
+    unsigned adjustment;
+    size_t accepted;  // characters
+    const char* output;
+  } cases[] = {
+      {"ab", 5, 0, all, "...ab"},
+      {"ab", 5, ios_base::right, all, "...ab"},
+      {"ab", 5, ios_base::left, all, "ab..."},
+      {"ab", 5, ios_base::internal, all, "...ab"},
+      {"ab", 5, ios_base::left | ios_base::right, all, "...ab"},
+      {"ab", 2, 0, all, "ab"},
+      {"ab", -9, 0, all, "ab"},
+      {"", 3, 0, all, "..."},
+      {"", 0, 0, all, ""},
+      {"ab", 5, 0, 2, ".."},
+      {"ab", 5, 0, 4, "...a"},
+      {"ab", 5, ios_base::left, 2, "ab"},
+      {"ab", 5, ios_base::left, 1, "a"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message()
+                 << c.text << " width " << c.width << " flags " << c.adjustment
+                 << " accepted " << c.accepted);
+    scripted_streambuf<TypeParam> buf({});
+    buf.play_.accepts = c.accepted;
+    nalo::basic_ostream<TypeParam> out(&buf);
+    out.flags(static_cast<ios_base::fmtflags>(c.adjustment) |
+              ios_base::unitbuf);
+    out.fill('.');
+    out.width(c.width);
+    const auto text = widened<TypeParam>(c.text);
+    out.insert(text.data(), static_cast<streamsize>(text.size()));
+    EXPECT_EQ(shown<TypeParam>(buf.output()), c.output);
+    EXPECT_EQ(out.rdstate(), c.accepted == all ? goodbit : badbit);
+    EXPECT_EQ(out.width(), 0);
+    EXPECT_TRUE(buf.own_log_.ends_with("sync ")) << buf.own_log_;
+  }
+}
+
+// Notes which operation got which value and writes nothing.
+template <class Char>
+class recorder : public nalo::num_put<Char> {
+  using out = nalo::ostreambuf_iterator<Char>;
+
+ public:
+  mutable std::string seen_;
+  bool fails_ = false;
+
+ protected:
+#define NOTE(type, format)                                                \
+  out do_put(out to, ios_base& io, Char fill, type val) const override {  \
+    char text[64];                                                        \
+    std::snprintf(text, sizeof text, #type " " format, val);              \
+    seen_ = text;                                                         \
+    EXPECT_TRUE(io.width() == 9 && fill == '*' && !to.failed()) << #type; \
+    return fails_ ? out(nullptr) : to;                                    \
+  }
+  NOTE(bool, "%d")
+  NOTE(long, "%ld")
+  NOTE(unsigned long, "%lu")
+  NOTE(long long, "%lld")
+  NOTE(unsigned long long, "%llu")
+  NOTE(const void*, "%p")
+  NOTE(double, "%a")
+  NOTE(long double, "%La")
+#undef NOTE
+};
+
+TYPED_TEST(Ostream, NumbersReachTheFacetOperationOfTheirValueType) {
+  using out_type = nalo::basic_ostream<TypeParam>;
+  constexpr auto oct = ios_base::oct, hex = ios_base::hex, dec = ios_base::dec;
+  const struct {
+    ios_base::fmtflags base;
+    void (*insert)(out_type&);
+    const char* seen;
+  } cases[] = {
+#define INSERT(value) [](out_type& out) { out << value; }
+      {dec, INSERT(true), "bool 1"},
+      {dec, INSERT(short{-1}), "long -1"},
+      {oct, INSERT(short{-1}), "long 65535"},
+      {hex, INSERT(short{-1}), "long 65535"},
+      {hex | dec, INSERT(short{-1}), "long -1"},
+      {dec, INSERT(static_cast<unsigned short>(-1)), "unsigned long 65535"},
+      {dec, INSERT(-1), "long -1"},
+      {{}, INSERT(-1), "long -1"},
+      {oct, INSERT(-1), "long 4294967295"},
+      {hex, INSERT(-1), "long 4294967295"},
+      {hex | oct, INSERT(-1), "long -1"},
+      {hex, INSERT(7), "long 7"},
+      {dec, INSERT(4294967295U), "unsigned long 4294967295"},
+      {hex, INSERT(-1L), "long -1"},
+      {dec, INSERT(5UL), "unsigned long 5"},
+      {hex, INSERT(-1LL), "long long -1"},
+      {dec, INSERT(5ULL), "unsigned long long 5"},
+      {dec, INSERT(0.1F), "double 0x1.99999ap-4"},
+      {dec, INSERT(0.5), "double 0x1p-1"},
+      {dec, INSERT(0.5L), "long double 0x8p-4"},
+      {dec, INSERT(reinterpret_cast<int*>(0x10)), "const void* 0x10"},
+#undef INSERT
+  };
+  auto& facet = *new recorder<TypeParam>;  // the locale owns it
+  this->out_.imbue(nalo::locale(nalo::locale(), &facet));
+  EXPECT_EQ(&this->out_.get_num_type(), &facet);
+  this->out_.fill('*');
+  this->out_.width(9);
+  for (const auto& c : cases) {
+    this->out_.flags(c.base | ios_base::unitbuf);
+    this->buf_.own_log_.clear();
+    c.insert(this->out_);
+    EXPECT_EQ(facet.seen_, c.seen) << "base " << c.base;
+    EXPECT_EQ(this->buf_.own_log_, "sync ");
+  }
+  facet.fails_ = true;
+  this->out_ << 1;
+  EXPECT_EQ(this->out_.rdstate(), badbit);
+  EXPECT_EQ(this->buf_.own_log_, "sync ");
+}
+
+// What work writes to a stream of width 5, and the state it leaves.
+template <class Char, class Work>
+std::string inserted(Work work) {
+  scripted_streambuf<Char> buf({});
+  nalo::basic_ostream<Char> out(&buf);
+  out.fill('.');
+  out.width(5);
+  work(out, buf);
+  return shown<Char>(buf.output()) + ' ' + std::to_string(out.rdstate());
+}
+
+TYPED_TEST(Ostream, WritesTextsOfEveryKind) {
+  using Char = TypeParam;
+  const auto text = widened<Char>("abc");
+  const std::string far(70, '-');
+  const auto expect = [](const auto& value, const std::string& output) {
+    EXPECT_EQ(inserted<Char>([&](auto& out, auto&) { out << value; }),
+              output + " 0");
+  };
+  expect(Char('x'), "....x");
+  expect('x', "....x");
+  expect(text.c_str(), "..abc");
+  expect("abc", "..abc");
+  expect("", ".....");
+  expect(far.c_str(), far);
+  expect("\xE9", "....\\xE9");
+  expect(text, "..abc");
+  expect(std::basic_string_view<Char>(text).substr(1), "...bc");
+  expect(nalo::basic_string<Char>(text.c_str()), "..abc");
+  if constexpr (sizeof(Char) == 1) {
+    const unsigned char u[] = "abc";
+    const signed char s[] = "abc";
+    expect(u[0], "....a");
+    expect(s[0], "....a");
+    expect(u, "..abc");
+    expect(s, "..abc");
+  }
+  const auto refused = [&](auto& out, auto& buf) {
+    buf.fail_in(1, fault::refusal);
+    out.width(80);
+    out << nalo::left << far.c_str();
+  };
+  EXPECT_EQ(inserted<Char>(refused), " 1");
+}
+
+TYPED_TEST(Ostream, TakesANullPointerForAFailure) {
+  const auto expect_bad = [](auto* null) {
+    const auto insert = [null](auto& out, auto&) {
+      out << null;
+      EXPECT_EQ(out.width(), 5);
+      EXPECT_THROW(out.exceptions(badbit), ios_base::failure);
+      EXPECT_THROW(out << null, ios_base::failure);
+    };
+    EXPECT_EQ(inserted<TypeParam>(insert), " 1");
+  };
+  expect_bad(static_cast<const char*>(nullptr));
+  expect_bad(static_cast<const TypeParam*>(nullptr));
+  expect_bad(static_cast<nalo::basic_streambuf<TypeParam>*>(nullptr));
+}
+
+template <class Out, class T>
+concept insertable = requires(Out& out, const T& val) {
+  out << val;
+};
+template <class Out, class... T>
+constexpr bool none_insertable =
+    !(... || (insertable<Out, T> || insertable<Out, const T*>));
+static_assert(
+    none_insertable<nalo::ostream, wchar_t, char8_t, char16_t, char32_t>);
+static_assert(none_insertable<nalo::wostream, char8_t, char16_t, char32_t>);
+static_assert(insertable<nalo::wostream, char> &&
+              !insertable<nalo::wostream, std::string> &&
+              !insertable<nalo::ostream, nalo::istream>);
+
+// A single character takes a short way into the put area.
+TYPED_TEST(Ostream, WritesACharacterAsItWritesATextOfOne) {
+  using Char = TypeParam;
+  for (unsigned n = 0; n < 3 * 2 * 2 * 4 * 2 * 2; ++n) {
+    const auto write = [&](auto insert) {
+      scripted_streambuf<Char> buf({}), other({});
+      other.log_to(buf.own_log_, "tied:");
+      buf.play_.put_areas = {n / 96};
+      nalo::basic_ostream<Char> out(&buf), tied(&other);
+      out.put('a');  // opens the put area
+      out.tie(n / 3 % 2 == 0 ? nullptr : &tied);
+      out.flags(n / 6 % 2 == 0 ? ios_base::dec : ios_base::unitbuf);
+      out.width(std::array{-1, 0, 1, 3}[n / 12 % 4]);
+      out.clear(std::array{goodbit, eofbit, failbit}[n % 3]);
+      insert(out, n / 48 % 2 == 0 ? Char('x') : static_cast<Char>(-1));
+      std::string& calls = buf.own_log_;
+      if (const size_t at = calls.find("xsputn "); at != calls.npos) {
+        calls.erase(at, 7);  // it need not go as a block
+      }
+      return calls + shown<Char>(buf.output()) + " width " +
+             std::to_string(out.width()) + " state " +
+             std::to_string(out.rdstate());
+    };
+    EXPECT_EQ(write([](auto& out, Char ch) { out << ch; }),
+              write([](auto& out, Char ch) { out.insert(&ch, 1); }))
+        << n;
+  }
+}
+
+TYPED_TEST(Ostream, ThatIsNotNamedCanBeWrittenTo) {
+  using stream = nalo::basic_ostream<TypeParam>;
+  static_assert(std::is_same_v<decltype(stream(nullptr) << 'x'), stream&&>);
+  stream(&this->buf_) << "a" << 1 << TypeParam('b') << nalo::hex << 17;
+  EXPECT_EQ(this->written(), "a1b11");
+}
+
+TYPED_TEST(Ostream, ManipulatorsRunInAnyStateAndChooseTheResult) {
+  static nalo::basic_ostream<TypeParam>* other;
+  nalo::basic_ostream<TypeParam> second(&this->buf_);
+  other = &second;
+  this->out_.clear(failbit);
+  EXPECT_EQ(&(this->out_ << [](nalo::basic_ostream<TypeParam>&)
+                  -> nalo::basic_ostream<TypeParam>& { return *other; }),
+            other);
+  this->out_ << nalo::flush;
+  EXPECT_EQ(this->out_.rdstate(), failbit);
+  this->out_.clear();
+  this->out_.width(4);
+  this->out_ << nalo::endl << nalo::ends;
+  EXPECT_EQ(this->written(), "\\x0A\\x00");
+  EXPECT_EQ(this->buf_.own_log_, "sync overflow(10) sync overflow(0) ");
+  EXPECT_EQ(this->out_.width(), 4);
+  this->out_.imbue(nalo::locale().without_<nalo::ctype<TypeParam>>());
+  EXPECT_THROW(this->out_ << nalo::endl, nalo::null_facet_error);
+  EXPECT_EQ(this->out_.rdstate(), goodbit);
+}
+
+TYPED_TEST(Ostream, SeeksWithTheWholePosition) {
+  std::mbstate_t state;
+  std::memset(&state, 5, sizeof state);
+  nalo::streampos pos(3);
+  pos.state(state);
+  this->out_.seekp(pos);
+  const std::mbstate_t sought = this->buf_.sought_.state();
+  EXPECT_EQ(std::memcmp(&sought, &state, sizeof state), 0);
+}
+
+TYPED_TEST(Ostream, CopyTellsAnExhaustedSourceFromARefusal) {
+  for (const auto& [text, accepted] :
+       {std::pair{"abcde", 3UL}, {"abcde", 5UL}, {"abcde", 0UL}, {"", 5UL}}) {
+    for (const size_t area : {0UL, 2UL, 64UL}) {
+      const script<TypeParam> play{.input = widened<TypeParam>(text),
+                                   .get_areas = {area},
+                                   .put_areas = {area},
+                                   .accepts = accepted};
+      scripted_streambuf<TypeParam> source(play), target(play);
+      const size_t copied = std::min(accepted, play.input.size());
+      bool ineof = accepted < play.input.size();
+      EXPECT_EQ(nalo::copy_streambufs_eof<TypeParam>(&source, &target, ineof),
+                copied);
+      EXPECT_EQ(ineof, accepted >= play.input.size());
+      EXPECT_EQ(target.output() + source.rest(), play.input);
+    }
+  }
+}
+
+TYPED_TEST(Ostream, IteratorWritesNothingBehindARefusedCharacter) {
+  this->buf_.play_.accepts = 2;
+  nalo::ostreambuf_iterator<TypeParam> it(this->out_);
+  *it++ = 'a';
+  ++it = 'b';
+  EXPECT_FALSE(it.failed());
+  *it = 'c';
+  this->buf_.play_.accepts = 9;
+  *it = 'd';
+  EXPECT_TRUE(it.failed());
+  EXPECT_EQ(this->written(), "ab");
+}
+
+// Counts its ends, and has the constructor without a buffer too.
+template <class Stream>
+struct derived : Stream {
+  derived() = default;
+  derived(nalo::basic_streambuf<typename Stream::char_type>* sb, int& ended)
+      : Stream(sb), ended_(&ended) {}
+  ~derived() override {
+    if (ended_) ++*ended_;
+  }
+  int* ended_ = nullptr;
+};
+
+TYPED_TEST(Ostream, WithoutABufferIsBad) {
+  using output = nalo::basic_ostream<TypeParam>;
+  using both = nalo::basic_iostream<TypeParam>;
+  derived<output> derived_output;
+  derived<both> derived_both;
+  output given_output(nullptr);
+  both given_both(nullptr);
+  for (output* out : std::array<output*, 4>{&derived_output, &given_output,
+                                            &derived_both, &given_both}) {
+    EXPECT_EQ(out->exceptions(), goodbit);
+    EXPECT_EQ(out->flush().rdstate(), badbit);
+    EXPECT_EQ(out->put('x').rdstate(), badbit | failbit);
+  }
+  EXPECT_EQ(derived_both.gcount(), 0);
+  const auto* text = "nalo::basic_ios<Char,Traits>::init invalid buffer";
+  EXPECT_EQ(raised_by([] { both(nullptr, eofbit); }), text);
+  EXPECT_EQ(raised_by([] { output(nullptr, failbit); }), text);
+}
+
+TYPED_TEST(Ostream, EndsOnceThroughEveryBaseAndSyncsNothing) {
+  int ended = 0;
+  const auto make = [&] {
+    auto* both =
+        new derived<nalo::basic_iostream<TypeParam>>(&this->buf_, ended);
+    both->setf(ios_base::unitbuf);
+    both->tie(&this->out_);
+    return both;
+  };
+  std::unique_ptr<nalo::basic_ostream<TypeParam>>(make()).reset();
+  std::unique_ptr<nalo::basic_istream<TypeParam>>(make()).reset();
+  std::unique_ptr<nalo::basic_ios<TypeParam>>(make()).reset();
+  std::unique_ptr<ios_base>(make()).reset();
+  EXPECT_EQ(ended, 4);
+  EXPECT_EQ(this->buf_.own_log_, "");
+}
+
+}  // namespace
