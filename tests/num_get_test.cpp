@@ -15,13 +15,16 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
+#include <cstdio>
+#include <iterator>
 #include <limits>
 #include <random>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
+#include <typeinfo>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -33,19 +36,12 @@ using nalo_test::scripted_streambuf;
 using nalo_test::widened;
 
 template <class Char>
-nalo::basic_string<Char> nalo_string(const std::string& text) {
-  const std::basic_string<Char> wide = widened<Char>(text);
-  return nalo::basic_string<Char>(wide.data(), wide.size());
-}
-
-template <class Char>
 scripted_streambuf<Char> played(const std::string& text,
                                 std::vector<size_t> get_areas) {
   return scripted_streambuf<Char>(
       {.input = widened<Char>(text), .get_areas = std::move(get_areas)});
 }
 
-// The punctuation of both libraries.
 struct style {
   std::string grouping;
   char separator = ',';
@@ -54,34 +50,23 @@ struct style {
   std::string no = "false";
 };
 
-template <class Char>
-struct nalo_punct : nalo::numpunct<Char> {
-  explicit nalo_punct(style s) : style_(std::move(s)) {}
-  Char do_decimal_point() const override { return Char(style_.point); }
-  Char do_thousands_sep() const override { return Char(style_.separator); }
-  nalo::basic_string<char> do_grouping() const override {
-    return nalo_string<char>(style_.grouping);
-  }
-  nalo::basic_string<Char> do_truename() const override {
-    return nalo_string<Char>(style_.yes);
-  }
-  nalo::basic_string<Char> do_falsename() const override {
-    return nalo_string<Char>(style_.no);
-  }
-  style style_;
-};
+// A numpunct of either library with a style.
+template <class Base>
+struct styled : Base {
+  using Char = typename Base::char_type;
+  using text = typename Base::string_type;
 
-template <class Char>
-struct std_punct : std::numpunct<Char> {
-  explicit std_punct(style s) : style_(std::move(s)) {}
+  explicit styled(style s) : style_(std::move(s)) {}
   Char do_decimal_point() const override { return Char(style_.point); }
   Char do_thousands_sep() const override { return Char(style_.separator); }
-  std::string do_grouping() const override { return style_.grouping; }
-  std::basic_string<Char> do_truename() const override {
-    return widened<Char>(style_.yes);
+  decltype(std::declval<Base>().grouping()) do_grouping() const override {
+    return style_.grouping.c_str();
   }
-  std::basic_string<Char> do_falsename() const override {
-    return widened<Char>(style_.no);
+  text do_truename() const override {
+    return widened<Char>(style_.yes).c_str();
+  }
+  text do_falsename() const override {
+    return widened<Char>(style_.no).c_str();
   }
   style style_;
 };
@@ -89,7 +74,7 @@ struct std_punct : std::numpunct<Char> {
 template <class Char>
 nalo::locale nalo_locale(const style* s) {
   if (!s) return nalo::locale::classic();
-  return nalo::locale(nalo::locale::classic(), new nalo_punct<Char>(*s));
+  return {nalo::locale(), new styled<nalo::numpunct<Char>>(*s)};
 }
 
 template <class T>
@@ -131,13 +116,15 @@ outcome<T> parse(scripted_streambuf<Char>& buf, fmtflags flags,
 template <class T, class Char>
 outcome<T> std_parse(const std::string& text, fmtflags flags, const style* s) {
   std::basic_istringstream<Char> in(widened<Char>(text));
-  if (s) in.imbue(std::locale(in.getloc(), new std_punct<Char>(*s)));
-  const auto has = [&](fmtflags bit) { return (flags & bit) != fmtflags{}; };
-  in.flags(
-      (has(ios_base::dec) ? std::ios::dec : std::ios::fmtflags{}) |
-      (has(ios_base::oct) ? std::ios::oct : std::ios::fmtflags{}) |
-      (has(ios_base::hex) ? std::ios::hex : std::ios::fmtflags{}) |
-      (has(ios_base::boolalpha) ? std::ios::boolalpha : std::ios::fmtflags{}));
+  if (s)
+    in.imbue(std::locale(in.getloc(), new styled<std::numpunct<Char>>(*s)));
+  const auto both = [&](fmtflags bit, std::ios::fmtflags peer) {
+    return (flags & bit) != fmtflags{} ? peer : std::ios::fmtflags{};
+  };
+  in.flags(both(ios_base::dec, std::ios::dec) |
+           both(ios_base::oct, std::ios::oct) |
+           both(ios_base::hex, std::ios::hex) |
+           both(ios_base::boolalpha, std::ios::boolalpha));
   T value{};
   in >> value;
   const bool fail = in.fail();
@@ -165,56 +152,14 @@ class random_input {
 
   // No x in a floating-point number: the peer does not know hexadecimal ones.
   std::string text(bool is_float) {
-    static const std::string pieces[] = {"0",
-                                         "00",
-                                         "1",
-                                         "7",
-                                         "9",
-                                         "12",
-                                         "345",
-                                         "8",
-                                         "-",
-                                         "+",
-                                         ".",
-                                         ",",
-                                         ".",
-                                         ",",
-                                         ",678",
-                                         ".678",
-                                         "e",
-                                         "E-",
-                                         "e+",
-                                         "e3",
-                                         "e-320",
-                                         "e308",
-                                         "f",
-                                         "Ab",
-                                         " ",
-                                         "true",
-                                         "fal",
-                                         "a",
-                                         "ab",
-                                         "abb",
-                                         "se",
-                                         "2",
-                                         "65535",
-                                         "65536",
-                                         "4294967295",
-                                         "4294967296",
-                                         "17.5",
-                                         "p",
-                                         "inf",
-                                         "18446744073709551615",
-                                         "9223372036854775807",
-                                         "9223372036854775808",
-                                         "3.4028235e38",
-                                         "2.2250738585072011e-308",
-                                         "1.7976931348623157e308",
-                                         "179769313486231580793e289",
-                                         "000000000000000000000000000000"};
-    static const std::string separated[] = {",678", ",678", ".901", ",23",
-                                            "'4"};
-    static const std::string prefixes[] = {"0x", "0X", "x", "0x1F", "0xFFFF"};
+    static const auto pieces = words(
+        "0 00 1 7 9 12 345 8 - + . , . , ,678 .678 e E- e+ e3 e-320 e308 f Ab "
+        "_ true fal a ab abb se 2 65535 65536 4294967295 4294967296 17.5 p inf "
+        "18446744073709551615 9223372036854775807 9223372036854775808 "
+        "3.4028235e38 2.2250738585072011e-308 1.7976931348623157e308 "
+        "179769313486231580793e289 000000000000000000000000000000");
+    static const auto separated = words(",678 ,678 .901 ,23 '4");
+    static const auto prefixes = words("0x 0X x 0x1F 0xFFFF");
     std::string result;
     for (size_t n = 1 + below(6); n != 0; --n) {
       if (below(3) == 0) {
@@ -239,16 +184,21 @@ class random_input {
   }
 
  private:
+  static std::vector<std::string> words(const char* text) {
+    std::istringstream in(text);
+    return {std::istream_iterator<std::string>(in), {}};
+  }
+
   std::mt19937_64 engine_;
 };
 
-constexpr fmtflags kFlags[] = {ios_base::dec,
-                               ios_base::dec,
-                               ios_base::oct,
-                               ios_base::hex,
-                               fmtflags{},
-                               ios_base::dec | ios_base::hex,
-                               ios_base::boolalpha | ios_base::dec};
+const std::vector<fmtflags> kFlags = {ios_base::dec,
+                                      ios_base::dec,
+                                      ios_base::oct,
+                                      ios_base::hex,
+                                      fmtflags{},
+                                      ios_base::dec | ios_base::hex,
+                                      ios_base::dec | ios_base::boolalpha};
 
 const style kStyles[] = {
     {"\3"},
