@@ -147,6 +147,7 @@ TYPED_TEST(Ostream, NumbersReachTheFacetOperationOfTheirValueType) {
       {dec, INSERT(0.5), "double 0x1p-1"},
       {dec, INSERT(0.5L), "long double 0x8p-4"},
       {dec, INSERT(reinterpret_cast<int*>(0x10)), "const void* 0x10"},
+      {dec, INSERT(nullptr), "const void* (nil)"},
 #undef INSERT
   };
   auto& facet = *new recorder<TypeParam>;  // the locale owns it
