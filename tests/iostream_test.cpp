@@ -109,4 +109,16 @@ TYPED_TEST(Iostream, CopiesToABufferThatMovesTheSource) {
   EXPECT_EQ(shown<TypeParam>(target.text_), "abcdef");
 }
 
+TYPED_TEST(Iostream, CopiesOverItselfInOrder) {
+  struct shifting : nalo::basic_streambuf<TypeParam> {
+    shifting() {
+      this->setg(text_.data(), text_.data(), text_.data() + text_.size());
+      this->setp(text_.data() + 2, text_.data() + text_.size());
+    }
+    std::basic_string<TypeParam> text_ = widened<TypeParam>("abcdefg");
+  } buf;
+  EXPECT_EQ(nalo::copy_streambufs<TypeParam>(&buf, &buf), 5);
+  EXPECT_EQ(shown<TypeParam>(buf.text_), "abababa");
+}
+
 }  // namespace

@@ -276,7 +276,7 @@ const operation<World> operations[] = {
     OP(in >> &b.target),
     OP(b.value = static_cast<long>(in.get())),
     OP(b.value = static_cast<long>(in.peek())),
-    OP(in.read(b.array, b.n)),
+    OP(in.read(b.array, b.n < 0 ? 0 : b.n)),
     OP(in.putback(b.ch)),
     OP(in.unget()),
     OP(in >> b.got),

@@ -406,8 +406,7 @@ TYPED_TEST(Istream, FailsWithoutABuffer) {
     place<TypeParam> p;
     in.clear();
     row.run(in, p);
-    EXPECT_TRUE(in.rdstate() == (bad | fail) || in.rdstate() == bad)
-        << row.call << ": state " << in.rdstate();
+    EXPECT_EQ(in.rdstate(), bad | fail) << row.call;
   }
 }
 
@@ -425,7 +424,7 @@ TYPED_TEST(Istream, IsDestroyedThroughItsBases) {
   EXPECT_EQ(count, 3);
 }
 
-TEST(NarrowIstream, ReadsSignedAndUnsignedCharacters) {
+TEST(NarrowIstream, ReadsEveryKindOfCharacterWithoutAName) {
   scripted_streambuf<char> buf({.input = " \xFF b cdefg hijkl"});
   unsigned char first = 0, word[4] = {};
   signed char second = 0, other[6] = {};
@@ -434,6 +433,9 @@ TEST(NarrowIstream, ReadsSignedAndUnsignedCharacters) {
   EXPECT_EQ(second, 'b');
   EXPECT_STREQ(reinterpret_cast<char*>(word), "cde");
   EXPECT_STREQ(reinterpret_cast<char*>(other), "fg");
+  nalo::string line;
+  getline(nalo::istream(&buf), line);
+  EXPECT_STREQ(line.c_str(), " hijkl");
 }
 
 TEST(WideIstream, TakesTheLastCharacterValueForTheEnd) {
