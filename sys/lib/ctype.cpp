@@ -1,5 +1,6 @@
 // The classes and the cases of the classic locale.
 #include <nalo/base/ctype>
+#include <nalo/impl/char_traits>
 
 #include <emmintrin.h>
 
@@ -164,7 +165,7 @@ const wchar_t* ctype<wchar_t>::narrow(const wchar_t* lo, const wchar_t* hi,
 }
 
 bool ctype<wchar_t>::do_is(mask msk, wchar_t ch) const {
-  const auto code = static_cast<unsigned>(ch);
+  const auto code = char_traits<wchar_t>::to_int_type(ch);
   return code < ctype<char>::table_size &&
          (ctype<char>::classic_table()[code] & msk) != 0;
 }
