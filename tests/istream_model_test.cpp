@@ -259,10 +259,11 @@ struct operation {
   void (*run)(typename World::stream&, typename World::bench_type&);
 };
 
-#define OP(...)                                                 \
-  {                                                             \
-#__VA_ARGS__, []([[maybe_unused]] auto& in,                 \
-                     [[maybe_unused]] auto& b) { __VA_ARGS__; } \
+#define OP(...)                                                                \
+  {                                                                            \
+    "" #__VA_ARGS__, []([[maybe_unused]] auto& in, [[maybe_unused]] auto& b) { \
+      __VA_ARGS__;                                                             \
+    }                                                                          \
   }
 
 template <class World>

@@ -84,9 +84,9 @@ struct row {
   const char* rest;
 };
 
-#define CALL(...)                                   \
-#__VA_ARGS__, [](nalo::basic_istream <Char> & in, \
-                   [[maybe_unused]] place <Char> & p) { __VA_ARGS__; }
+#define CALL(...)                                    \
+  "" #__VA_ARGS__, [](nalo::basic_istream<Char>& in, \
+                      [[maybe_unused]] place<Char>& p) { __VA_ARGS__; }
 
 template <class T, class Char>
 void number(nalo::basic_istream<Char>& in, place<Char>& p) {
@@ -172,11 +172,13 @@ const row<Char> rows[] = {
     {CALL(p.n = in.readsome(p.s, 3)), "ab", good, 2, "ab2", ""},
     {CALL(p.n = in.readsome(p.s, 3)), "", eof, 0, "0", ""},
     {CALL(in.clear(eof | fail); in.unget()), "ab", fail, 0, "", "ab"},
-    {CALL(p.n = in.sync()), "a", good, 7, "0", "a"},
+    {CALL(p.n = in.sync()), " a", good, 7, "0", " a"},
     {CALL(in.get(p.ch); p.n = in.tellg()), "ab", good, 1, "a1", "b"},
+    {CALL(p.n = in.tellg()), " a", good, 7, "0", " a"},
     {CALL(in.clear(fail); p.n = in.tellg()), "ab", fail, 7, "-1", "ab"},
     {CALL(in.clear(eof); in.seekg(1)), "ab", good, 7, "", "b"},
     {CALL(in.seekg(-1, ios_base::end)), "ab", good, 7, "", "b"},
+    {CALL(in.seekg(0, ios_base::cur)), " a", good, 7, "", " a"},
     {CALL(in.seekg(3)), "ab", fail, 7, "", "ab"},
     {CALL(p.n = in.in_avail()), "abc", good, 7, "3", "abc"},
     {CALL(in.clear(fail); p.n = in.in_avail()), "", fail, 7, "-1", ""},
@@ -449,6 +451,12 @@ TEST(WideIstream, TakesTheLastCharacterValueForTheEnd) {
     EXPECT_EQ(in.gcount(), size == 1 ? 1 : 4);
     EXPECT_EQ(buf.rest(), size == 1 ? text + 1 : text + 4);
     EXPECT_EQ(in.rdstate(), eof);
+
+    scripted_streambuf<wchar_t> source({.input = text, .get_areas = {size}});
+    scripted_streambuf<wchar_t> target({.put_areas = {8}});
+    EXPECT_EQ((nalo::wistream(&source) >> &target).rdstate(), eof);
+    EXPECT_EQ(target.output(), L"a");
+    EXPECT_EQ(source.rest(), text + 1);
   }
 }
 

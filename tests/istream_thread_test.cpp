@@ -63,13 +63,14 @@ class ThreadIstream : public testing::Test {
 using Chars = testing::Types<char, wchar_t>;
 TYPED_TEST_SUITE(ThreadIstream, Chars);
 
-#define CALL(...) \
-#__VA_ARGS__, [](nalo::basic_istream<TypeParam>& in,                         \
-                   [[maybe_unused]] nalo::basic_string<TypeParam>& str,      \
-                   [[maybe_unused]] scripted_streambuf<TypeParam>& target) { \
-    [[maybe_unused]] TypeParam s[9];                                         \
-    __VA_ARGS__;                                                             \
-  }
+#define CALL(...)                                                  \
+  "" #__VA_ARGS__,                                                 \
+      [](nalo::basic_istream<TypeParam>& in,                       \
+         [[maybe_unused]] nalo::basic_string<TypeParam>& str,      \
+         [[maybe_unused]] scripted_streambuf<TypeParam>& target) { \
+        [[maybe_unused]] TypeParam s[9];                           \
+        __VA_ARGS__;                                               \
+      }
 
 TYPED_TEST(ThreadIstream, IsBadWhenCancelledInAnyVirtualCall) {
   const struct {

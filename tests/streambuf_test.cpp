@@ -98,15 +98,16 @@ struct call_row {
   const char* log;
 };
 
-#define CALL(expression)                         \
-#expression, [](scripted_streambuf <Char> & b, \
-                  [[maybe_unused]] Char *        \
-                      s) -> long { return static_cast<long>(expression); }
+#define CALL(...)                                                              \
+  "" #__VA_ARGS__, [](scripted_streambuf<Char>& b, [[maybe_unused]] Char* s) { \
+    return static_cast<long>(__VA_ARGS__);                                     \
+  }
 
 template <class Char>
 const call_row<Char> call_rows[] = {
     {CALL(b.sgetn(s, 0)), 0, "xsgetn "},
     {CALL(b.sgetn(s, -1)), 0, "xsgetn "},
+    {CALL((b.sgetc(), b.sgetn(s, 2))), 2, "underflow xsgetn "},
     {CALL(b.sgetn(s, 5)), 5, "xsgetn underflow underflow "},
     {CALL(b.sgetn(s, 7)), 7, "xsgetn underflow underflow uflow underflow "},
     {CALL(b.sgetn(s, 9)), 8,
@@ -114,6 +115,7 @@ const call_row<Char> call_rows[] = {
     {CALL(b.sputn(s, 0)), 0, "xsputn "},
     {CALL(b.sputn(s, -1)), 0, "xsputn "},
     {CALL(b.sputn(s, 5)), 5, "xsputn overflow(48) "},
+    {CALL(b.sputn(s, 6)), 6, "xsputn overflow(48) overflow(53) "},
     {CALL(b.sputn(s, 9)), 9, "xsputn overflow(48) overflow(53) overflow(54) "},
     {CALL(b.sputn(s, 13)), 11,
      "xsputn overflow(48) overflow(53) overflow(54) overflow(59) "},
@@ -130,23 +132,23 @@ const call_row<Char> call_rows[] = {
      "underflow pbackfail(eof) "},
     {CALL(b.pubsync()), 0, "sync "},
     {CALL(b.pubseekoff(-5, ios_base::end)), 3, "seekoff(-5,2,24) "},
-    {CALL(b.pubseekpos(4, ios_base::in)), 4, "seekpos(4,8) "},
+    {CALL(b.pubseekpos(4)), 4, "seekpos(4,24) "},
 };
 
 TYPED_TEST(Streambuf, CallsAVirtualOperationAtAnEdgeOnly) {
   for (const auto& row : call_rows<TypeParam>) {
-    scripted_streambuf<TypeParam> buf({.input = widened<TypeParam>("\xFF"
-                                                                   "bcdefgh"),
-                                       .get_areas = {3, 2, 0, 2},
-                                       .put_areas = {4, 0},
-                                       .accepts = 11,
-                                       .seekable = true});
+    scripted_streambuf<TypeParam> buf(
+        {.input = widened<TypeParam>("\377bcdefgh"),
+         .get_areas = {3, 2, 0, 2},
+         .put_areas = {4, 0},
+         .accepts = 11,
+         .seekable = true});
     auto s = widened<TypeParam>("0123456789:;<");
     EXPECT_EQ(row.run(buf, s.data()), row.result) << row.call;
     EXPECT_EQ(buf.own_log_, row.log) << row.call;
     // What was taken is at the front of s, what was written came from there.
     EXPECT_EQ(buf.output(), s.substr(0, buf.output().size())) << row.call;
-    if (std::string_view(row.call).starts_with("b.sgetn")) {
+    if (std::string_view(row.call).find("sgetn") != std::string_view::npos) {
       EXPECT_EQ(s.substr(0, buf.position()),
                 buf.play_.input.substr(0, buf.position()))
           << row.call;
