@@ -493,6 +493,7 @@ TYPED_TEST(String, CountsWhatItReplaces) {
       {"aXbXc", "X", "--", 2, "a--b--c"},
       {"aaaa", "aa", "a", 2, "aa"},
       {"abc", "", "y", 0, "abc"},
+      {"abc", "x", "y", 0, "abc"},
   };
   for (const auto& c : cases) {
     typename TestFixture::string s(widened<TypeParam>(c.text), this->ma_);
@@ -502,6 +503,13 @@ TYPED_TEST(String, CountsWhatItReplaces) {
   }
   typename TestFixture::string s(widened<TypeParam>("a-b-c"));
   EXPECT_EQ(s.replace_all(TypeParam('-'), TypeParam('+')), 2u);
+  s.append(2, TypeParam('+'));
+  const std::basic_string_view<TypeParam> too_long(s.c_str(), size_t{1} << 62);
+  const auto replace = [&] {
+    s.replace_all(widened<TypeParam>("+"), too_long);
+  };
+  EXPECT_EQ(message_of<nalo::overflow_error>(replace), kOverflow);
+  s.replace(5, 1, 0, TypeParam('x')).pop_back();
   EXPECT_EQ(s.erase_all(TypeParam('+')), 2u);
   EXPECT_EQ(s.erase_all(widened<TypeParam>("bc")), 1u);
   EXPECT_EQ(s, widened<TypeParam>("a"));
