@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "dump_counter.h"
+#include "failing_source.h"
 #include "scripted_streambuf.h"
 #include "text.h"
 
@@ -350,6 +351,20 @@ TYPED_TEST(Istream, RefusesReadOnlyStrings) {
   EXPECT_EQ(buf.rest(), text);
 }
 
+TYPED_TEST(Istream, LeavesWhatAStringHasNoMemoryFor) {
+  const auto text = widened<TypeParam>(std::string(99, 'x'));
+  nalo_test::failing_source memory;
+  nalo::allocator allocator(memory);
+  nalo::basic_string<TypeParam> str(allocator);
+  scripted_streambuf<TypeParam> buf({.input = text, .get_areas = {2, 97}});
+  nalo::basic_istream<TypeParam> in(&buf);
+  memory.refuse_after(0);
+  getline(in, str);
+  EXPECT_EQ(in.rdstate(), bad);
+  EXPECT_EQ(shown<TypeParam>(str), "xx");
+  EXPECT_EQ(buf.position(), 2);
+}
+
 TYPED_TEST(Istream, MissesAFacetWhenItIsNeeded) {
   using ctype = nalo::ctype<TypeParam>;
   using num_get =
@@ -441,22 +456,23 @@ TEST(NarrowIstream, ReadsEveryKindOfCharacterWithoutAName) {
 }
 
 TEST(WideIstream, TakesTheLastCharacterValueForTheEnd) {
-  const wchar_t text[] = {L'a', static_cast<wchar_t>(-1), L'b', L'c', 0};
+  const wchar_t last = static_cast<wchar_t>(-1);
+  const wchar_t text[] = {L'a', L'a', last, L'b', L'c', 0};
   for (size_t size : {1U, 8U}) {
     scripted_streambuf<wchar_t> buf({.input = text, .get_areas = {size}});
     nalo::wistream in(&buf);
     wchar_t line[9];
     in.getline(line, 9);
     // A run is searched for the delimiter alone.
-    EXPECT_EQ(in.gcount(), size == 1 ? 1 : 4);
-    EXPECT_EQ(buf.rest(), size == 1 ? text + 1 : text + 4);
+    EXPECT_EQ(in.gcount(), size == 1 ? 2 : 5);
+    EXPECT_EQ(buf.rest(), size == 1 ? text + 2 : text + 5);
     EXPECT_EQ(in.rdstate(), eof);
 
     scripted_streambuf<wchar_t> source({.input = text, .get_areas = {size}});
     scripted_streambuf<wchar_t> target({.put_areas = {8}});
     EXPECT_EQ((nalo::wistream(&source) >> &target).rdstate(), eof);
-    EXPECT_EQ(target.output(), L"a");
-    EXPECT_EQ(source.rest(), text + 1);
+    EXPECT_EQ(target.output(), L"aa");
+    EXPECT_EQ(source.rest(), text + 2);
   }
 }
 
