@@ -1,0 +1,79 @@
+# Compiles and runs what the pages show.
+#
+# A ```cpp block that begins with #include starts a program, and the blocks up
+# to the next such block, or to the end of the page, go on with it. A ```console
+# block is a session with the program, whose name there is ./program: what
+# follows each "$ " is run, and must print what the page shows below it. A
+# program without a session prints nothing.
+
+set(samples_dir "${PROJECT_BINARY_DIR}/samples")
+
+# Adds PROGRAM, and a test of the same name that compares what it prints.
+function(nalo_add_sample program source session)
+  set(dir "${samples_dir}/${program}")
+  # An unchanged file, and what was built from it, is left alone.
+  file(GENERATE OUTPUT "${dir}/program.cpp" CONTENT "${source}")
+  if(session STREQUAL "")
+    set(session "$ ./program\n")
+  endif()
+  file(GENERATE OUTPUT "${dir}/session.txt" CONTENT "${session}")
+
+  add_executable(${program} "${dir}/program.cpp")
+  target_link_libraries(${program} PRIVATE nalo::nalo nalo_warnings)
+  set_target_properties(${program} PROPERTIES
+    CXX_EXTENSIONS OFF
+    OUTPUT_NAME program
+    RUNTIME_OUTPUT_DIRECTORY "${dir}")
+  add_test(NAME ${program}
+    COMMAND sh "${PROJECT_SOURCE_DIR}/cmake/replay_session.sh" session.txt
+    WORKING_DIRECTORY "${dir}")
+  set_tests_properties(${program} PROPERTIES TIMEOUT 60)
+endfunction()
+
+# Adds the programs of a page: sample_PAGE_1 and so on.
+function(nalo_add_samples page)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${page}")
+  cmake_path(GET page STEM name)
+  string(TOLOWER "sample_${name}" name)
+  string(REPLACE "-" "_" name "${name}")
+  file(READ "${page}" rest)
+
+  set(count 0)
+  set(source "")
+  set(session "")
+  while(rest MATCHES "\n```(cpp|console)\n")
+    set(language "${CMAKE_MATCH_1}")
+    set(fence "${CMAKE_MATCH_0}")
+    string(FIND "${rest}" "${fence}" begin)
+    string(LENGTH "${fence}" length)
+    math(EXPR begin "${begin} + ${length}")
+    string(SUBSTRING "${rest}" ${begin} -1 rest)
+    string(FIND "${rest}" "\n```" length)
+    math(EXPR length "${length} + 1")
+    string(SUBSTRING "${rest}" 0 ${length} block)
+    string(SUBSTRING "${rest}" ${length} -1 rest)
+    string(SUBSTRING "${rest}" 3 -1 rest)
+
+    if(language STREQUAL "console")
+      string(APPEND session "${block}")
+      continue()
+    endif()
+    if(block MATCHES "^#include" AND NOT source STREQUAL "")
+      math(EXPR count "${count} + 1")
+      nalo_add_sample(${name}_${count} "${source}" "${session}")
+      set(source "")
+      set(session "")
+    endif()
+    string(APPEND source "${block}")
+  endwhile()
+  if(NOT source STREQUAL "")
+    math(EXPR count "${count} + 1")
+    nalo_add_sample(${name}_${count} "${source}" "${session}")
+  endif()
+endfunction()
+
+file(GLOB pages CONFIGURE_DEPENDS
+  "${PROJECT_SOURCE_DIR}/*.md" "${PROJECT_SOURCE_DIR}/docs/*.md")
+foreach(page IN LISTS pages)
+  nalo_add_samples("${page}")
+endforeach()
