@@ -1,0 +1,54 @@
+// Where the choices of a random test come from: a generator with a fixed seed,
+// or the input of a fuzzer, which learns from them what leads where.
+#ifndef NALO_TESTS_CHOICES_H
+#define NALO_TESTS_CHOICES_H
+
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <optional>
+#include <random>
+#include <span>
+#include <string>
+
+namespace nalo_test {
+
+class choices {
+ public:
+  explicit choices(std::uint64_t seed) : random_(seed) {}
+  // From bytes, and only zeros behind them.
+  explicit choices(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
+
+  // Whether there is more to choose from.
+  bool more() const { return random_ || !bytes_.empty(); }
+
+  std::uint64_t bits(size_t bytes = 8) {
+    if (random_) return (*random_)();
+    std::uint64_t value = 0;
+    for (; bytes != 0 && !bytes_.empty(); --bytes) {
+      value = value << 8 | bytes_.front();
+      bytes_ = bytes_.subspan(1);
+    }
+    return value;
+  }
+  size_t below(size_t n) { return bits(n <= 256 ? 1 : n <= 65536 ? 2 : 8) % n; }
+  template <class T>
+  T one_of(std::initializer_list<T> values) {
+    return values.begin()[below(values.size())];
+  }
+  template <class Char>
+  std::basic_string<Char> text(size_t length,
+                               std::basic_string_view<Char> alphabet) {
+    std::basic_string<Char> chosen(length, Char());
+    for (Char& ch : chosen) ch = alphabet[below(alphabet.size())];
+    return chosen;
+  }
+
+ private:
+  std::optional<std::mt19937_64> random_;
+  std::span<const std::uint8_t> bytes_;
+};
+
+}  // namespace nalo_test
+
+#endif
