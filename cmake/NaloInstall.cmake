@@ -1,4 +1,5 @@
-# Installs the library for find_package(nalo CONFIG) and for pkg-config.
+# Installs the library for find_package(nalo CONFIG) and for pkg-config, and
+# lets find_package use the build directory as it is.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -6,19 +7,23 @@ include(CMakePackageConfigHelpers)
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/nalo")
 
 install(TARGETS nalo EXPORT nalo-targets
+  LIBRARY COMPONENT nalo_runtime NAMELINK_COMPONENT nalo_development
+  ARCHIVE COMPONENT nalo_development
   INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 # base/impl holds template code that only the library itself instantiates.
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/sys/src/nalo"
-  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
+  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT nalo_development
   PATTERN base/impl EXCLUDE)
 
 install(EXPORT nalo-targets FILE nalo-config.cmake NAMESPACE nalo::
-  DESTINATION "${package_dir}")
+  DESTINATION "${package_dir}" COMPONENT nalo_development)
+export(EXPORT nalo-targets FILE "${PROJECT_BINARY_DIR}/nalo-config.cmake"
+  NAMESPACE nalo::)
 write_basic_package_version_file(
   "${PROJECT_BINARY_DIR}/nalo-config-version.cmake"
   COMPATIBILITY SameMinorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/nalo-config-version.cmake"
-  DESTINATION "${package_dir}")
+  DESTINATION "${package_dir}" COMPONENT nalo_development)
 
 # Relative, so that the installed copy may be moved.
 file(RELATIVE_PATH pc_prefix
@@ -26,4 +31,4 @@ file(RELATIVE_PATH pc_prefix
 configure_file("${PROJECT_SOURCE_DIR}/cmake/nalo.pc.in"
   "${PROJECT_BINARY_DIR}/nalo.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/nalo.pc"
-  DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+  DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT nalo_development)
