@@ -6,7 +6,7 @@ include(CMakePackageConfigHelpers)
 
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/nalo")
 
-install(TARGETS nalo EXPORT nalo-targets
+install(TARGETS nalo nalo_buffers EXPORT nalo-targets
   LIBRARY COMPONENT nalo_runtime NAMELINK_COMPONENT nalo_development
   ARCHIVE COMPONENT nalo_development
   INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
@@ -28,7 +28,9 @@ install(FILES "${PROJECT_BINARY_DIR}/nalo-config-version.cmake"
 # Relative, so that the installed copy may be moved.
 file(RELATIVE_PATH pc_prefix
   "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
-configure_file("${PROJECT_SOURCE_DIR}/cmake/nalo.pc.in"
-  "${PROJECT_BINARY_DIR}/nalo.pc" @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/nalo.pc"
-  DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT nalo_development)
+foreach(package nalo nalo-buffers)
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/${package}.pc.in"
+    "${PROJECT_BINARY_DIR}/${package}.pc" @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/${package}.pc"
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT nalo_development)
+endforeach()

@@ -5,11 +5,14 @@
 // its end. What lies between two changed records is copied as it stands, so
 // that comments, blank lines and lines that make no sense are kept.
 
+#include <nalo/buffers/fd>
+#include <nalo/buffers/string>
 #include <nalo/istream>
 #include <nalo/ostream>
 #include <nalo/string>
 
-#include <algorithm>
+#include <unistd.h>
+
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -18,8 +21,6 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-
-#include "fd_streambuf.h"
 
 namespace {
 
@@ -32,61 +33,6 @@ constexpr const char usage[] =
     "line 'key: value'; comments, which begin with #, and blank lines stay.\n";
 
 // The text.
-
-// A text in memory that grows as it is written. Reading and writing have each
-// a position of their own, from 0 to the size of the text.
-class text_streambuf final : public nalo::streambuf {
-  int_type underflow() override {
-    place(gptr() - eback(), pptr() - pbase());
-    return gptr() == egptr() ? traits_type::eof() : sgetc();
-  }
-
-  int_type overflow(int_type ch) override {
-    if (traits_type::eq_int_type(ch, traits_type::eof())) {
-      return traits_type::not_eof(ch);
-    }
-    const std::ptrdiff_t get = gptr() - eback();
-    const std::ptrdiff_t put = pptr() - pbase();
-    text_.resize(std::max<std::size_t>(2 * text_.size(), 1024));
-    place(get, put);
-    return sputc(traits_type::to_char_type(ch));
-  }
-
-  nalo::streampos seekoff(nalo::streamoff off, nalo::ios_base::seekdir way,
-                          nalo::ios_base::openmode mode) override {
-    const bool moves_get = (mode & nalo::ios_base::in) != 0;
-    const bool moves_put = (mode & nalo::ios_base::out) != 0;
-    const std::ptrdiff_t get = gptr() - eback();
-    const std::ptrdiff_t put = pptr() - pbase();
-    const std::ptrdiff_t size = std::max(size_, put);
-    std::ptrdiff_t from = 0;
-    if (way == nalo::ios_base::end) from = size;
-    if (way == nalo::ios_base::cur) {
-      if (moves_get && moves_put) return -1;
-      from = moves_get ? get : put;
-    }
-    if (off < -from || off > size - from) return -1;
-    place(moves_get ? from + off : get, moves_put ? from + off : put);
-    return from + off;
-  }
-
-  nalo::streampos seekpos(nalo::streampos pos,
-                          nalo::ios_base::openmode mode) override {
-    return seekoff(pos, nalo::ios_base::beg, mode);
-  }
-
-  // Lays the areas over the text, with their positions there.
-  void place(std::ptrdiff_t get, std::ptrdiff_t put) {
-    size_ = std::max(size_, pptr() - pbase());
-    char* const begin = text_.data();
-    setg(begin, begin + get, begin + size_);
-    setp(begin, begin + text_.size());
-    pbump(put);
-  }
-
-  std::string text_;         // as large as the put area
-  std::ptrdiff_t size_ = 0;  // of the text, but for what was just written
-};
 
 // Takes the input, and ends its last line if it has no end.
 void load(nalo::iostream& text, nalo::streambuf& input) {
@@ -194,7 +140,7 @@ changes parse(int argc, char** argv) {
 }
 
 void complain(std::string_view text) {
-  fd_streambuf buffer(STDERR_FILENO);
+  nalo::fdbuf buffer(STDERR_FILENO);
   nalo::ostream err(&buffer);
   err << "key_value: " << text << nalo::endl;
 }
@@ -242,15 +188,15 @@ bool run(int argc, char** argv) {
   changes wanted = parse(argc, argv);
   const bool is_stdin = argv[1] == std::string_view("-");
 
-  text_streambuf text_buffer;
+  nalo::stringbuf text_buffer;
   nalo::iostream text(&text_buffer, nalo::ios_base::badbit);
-  fd_streambuf input =
-      is_stdin ? fd_streambuf(STDIN_FILENO) : fd_streambuf(argv[1]);
+  nalo::fdbuf input =
+      is_stdin ? nalo::fdbuf(STDIN_FILENO) : nalo::fdbuf(argv[1]);
   load(text, input);
   const bool is_sound =
       apply(wanted, text, is_stdin ? "(standard input)" : argv[1]);
 
-  fd_streambuf output(STDOUT_FILENO);
+  nalo::fdbuf output(STDOUT_FILENO);
   nalo::ostream out(&output, nalo::ios_base::badbit);
   if (text.peek() != nalo::iostream::traits_type::eof()) out << text.rdbuf();
   out.flush();
@@ -265,11 +211,11 @@ int main(int argc, char** argv) {
   } catch (const usage_error& error) {
     complain(std::string(error.what()) + "\n\n" + usage);
     return 2;
-  } catch (const fd_output_error& error) {
+  } catch (const nalo::fd_output_error& error) {
     // Whoever closed the pipe has read enough.
     if (error.code() == EPIPE) return 128 + SIGPIPE;
     complain(std::string("(standard output): ") + error.what());
-  } catch (const fd_input_error& error) {
+  } catch (const nalo::fd_input_error& error) {
     complain(std::string(argv[1]) + ": " + error.what());
   } catch (const std::exception& error) {
     complain(error.what());

@@ -6,10 +6,13 @@
 // have badbit in their exception mask: what their buffers raise comes here,
 // while ends of input and overlong lines are told by the state alone.
 
+#include <nalo/buffers/fd>
 #include <nalo/iomanip>
 #include <nalo/istream>
 #include <nalo/ostream>
 #include <nalo/string>
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -22,7 +25,6 @@
 #include <utility>
 #include <vector>
 
-#include "fd_streambuf.h"
 #include "options.h"
 
 namespace {
@@ -141,7 +143,7 @@ void copy(nalo::istream& in, nalo::ostream& out) {
   if (in.peek() == nalo::istream::traits_type::eof()) return;
   try {
     out << in.rdbuf() << nalo::flush;
-  } catch (const fd_input_error&) {
+  } catch (const nalo::fd_input_error&) {
     out.clear();  // the other files can still be copied
     throw;
   }
@@ -150,13 +152,13 @@ void copy(nalo::istream& in, nalo::ostream& out) {
 // The program.
 
 void complain(std::string_view text) {
-  fd_streambuf buffer(STDERR_FILENO);
+  nalo::fdbuf buffer(STDERR_FILENO);
   nalo::ostream err(&buffer);
   err << text << nalo::endl;
 }
 
 // One line: who could not do it, and why.
-void complain(std::string_view name, const fd_error& error) {
+void complain(std::string_view name, const nalo::fd_error& error) {
   complain("text_report: " + std::string(name) + ": " + error.what());
 }
 
@@ -170,14 +172,14 @@ bool for_each_file(const options& opts, Work work) {
     const bool is_stdin = file == std::string_view("-");
     const std::string_view name = is_stdin ? "(standard input)" : file;
     try {
-      fd_streambuf buffer =
-          is_stdin ? fd_streambuf(STDIN_FILENO) : fd_streambuf(file);
+      nalo::fdbuf buffer =
+          is_stdin ? nalo::fdbuf(STDIN_FILENO) : nalo::fdbuf(file);
       nalo::istream in(&buffer, nalo::ios_base::badbit);
       for (count_type n = 0; n < opts.skip_lines && in.good(); ++n) {
         in.ignore(no_limit, '\n');
       }
       work(in, name);
-    } catch (const fd_input_error& error) {
+    } catch (const nalo::fd_input_error& error) {
       complain(name, error);
       all_read = false;
     }
@@ -213,7 +215,7 @@ bool copy_files(const options& opts, nalo::ostream& out) {
 }
 
 bool run(const options& opts) {
-  fd_streambuf buffer(STDOUT_FILENO);
+  nalo::fdbuf buffer(STDOUT_FILENO);
   nalo::ostream out(&buffer, nalo::ios_base::badbit);
   switch (opts.what) {
     case job::words:
@@ -236,7 +238,7 @@ int main(int argc, char** argv) {
   } catch (const usage_error& error) {
     complain(error.what());
     return 2;
-  } catch (const fd_output_error& error) {
+  } catch (const nalo::fd_output_error& error) {
     // Whoever closed the pipe has read enough.
     if (error.code() == EPIPE) return 128 + SIGPIPE;
     complain("(standard output)", error);

@@ -1,9 +1,16 @@
 // Uses what a program needs across the border of the library: virtual
-// functions of its own, numbers, strings, both character types, and errors
-// that the library raises and the program catches.
+// functions of its own, numbers, strings, both character types, errors that
+// the library raises and the program catches, and each of the buffers that come
+// with it.
+#include <nalo/buffers/fd>
+#include <nalo/buffers/span>
+#include <nalo/buffers/std>
+#include <nalo/buffers/string>
 #include <nalo/istream>
 
+#include <cerrno>
 #include <cstdio>
+#include <sstream>
 #include <string>
 
 namespace {
@@ -61,10 +68,28 @@ bool catches_failure() {
   return expect(false, "a stream without a buffer did not raise");
 }
 
+bool has_buffers() {
+  nalo::viewbuf in("text");
+  nalo::wstringbuf wide;
+  nalo::wostream(&wide) << 42 << L" words";
+  std::stringbuf target;
+  nalo::stdbuf out(&target);
+  nalo::ostream(&out) << &in << nalo::endl;
+  try {
+    nalo::fdbuf file("/nonexistent");
+  } catch (const nalo::fd_error& err) {
+    return expect(target.str() == "text\n" && wide.view() == L"42 words" &&
+                      err.code() == ENOENT,
+                  "what buffers hold");
+  }
+  return expect(false, "a missing file did not raise");
+}
+
 }  // namespace
 
 int main() {
   bool ok = copies_lines<char>("one\ntwo", "1one2two") &
-            copies_lines<wchar_t>(L"one\ntwo", L"1one2two") & catches_failure();
+            copies_lines<wchar_t>(L"one\ntwo", L"1one2two") &
+            catches_failure() & has_buffers();
   return ok ? 0 : 1;
 }

@@ -1,7 +1,5 @@
-// The buffer over a file descriptor that the examples share.
-
-#include "../examples/fd_streambuf.h"
-
+// The buffers over descriptors, memory, strings and the standard library's.
+#include <nalo/buffers/fd>
 #include <nalo/istream>
 #include <nalo/ostream>
 
@@ -9,10 +7,13 @@
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/time.h>
+#include <unistd.h>
 
-#include <cstdlib>
+#include <cerrno>
+#include <cstdio>
 #include <random>
 #include <string>
+#include <system_error>
 #include <thread>
 
 namespace {
@@ -55,7 +56,7 @@ struct ends {
 
 // Reads, writes, seeks and puts back at random in a file, in steps below and
 // above the size of the areas, and does the same to a string and a position.
-TEST(FdStreambuf, FileBehavesAsTextWithOnePosition) {
+TEST(Fdbuf, FileBehavesAsTextWithOnePosition) {
   FILE* const file = std::tmpfile();
   ASSERT_NE(file, nullptr);
   std::string text;
@@ -67,7 +68,7 @@ TEST(FdStreambuf, FileBehavesAsTextWithOnePosition) {
   };
   const auto length = [&] { return up_to(up_to(3) == 0 ? 150'000 : 20); };
   {
-    fd_streambuf buffer(fileno(file));
+    nalo::fdbuf buffer(fileno(file));
     for (int step = 0; step < 3000; ++step) {
       const auto size = static_cast<std::ptrdiff_t>(text.size());
       const auto what = up_to(5);
@@ -109,7 +110,7 @@ TEST(FdStreambuf, FileBehavesAsTextWithOnePosition) {
       ASSERT_EQ(buffer.pubseekoff(0, ios_base::cur), pos);
     }
   }
-  fd_streambuf buffer(fileno(file));
+  nalo::fdbuf buffer(fileno(file));
   buffer.pubseekpos(0);
   EXPECT_EQ(buffer.in_avail(), static_cast<nalo::streamsize>(text.size()));
   EXPECT_TRUE(taken(buffer, text.size() + 1) == text);
@@ -117,9 +118,9 @@ TEST(FdStreambuf, FileBehavesAsTextWithOnePosition) {
   std::fclose(file);
 }
 
-TEST(FdStreambuf, SocketKeepsInputApartFromOutput) {
+TEST(Fdbuf, SocketKeepsInputApartFromOutput) {
   ends sockets(true);
-  fd_streambuf here(sockets.fds[0]), there(sockets.fds[1]);
+  nalo::fdbuf here(sockets.fds[0]), there(sockets.fds[1]);
   there.sputn("unread", 6);
   there.pubsync();
   EXPECT_EQ(here.in_avail(), 6);
@@ -139,12 +140,12 @@ TEST(FdStreambuf, SocketKeepsInputApartFromOutput) {
   peer.join();
 }
 
-TEST(FdStreambuf, ErrorsAreToldFromTheEndOfInput) {
-  EXPECT_THROW(fd_streambuf("/nonexistent"), fd_input_error);
+TEST(Fdbuf, ErrorsAreToldFromTheEndOfInput) {
+  EXPECT_THROW(nalo::fdbuf("/nonexistent"), nalo::fd_input_error);
   EXPECT_EQ(nalo::exception::last_on_thread().message,
             "cannot open: No such file or directory");
 
-  fd_streambuf directory("/");
+  nalo::fdbuf directory("/");
   nalo::istream in(&directory);
   nalo::string line;
   const auto dump = nalo::exception::set_dump_handler(nullptr);
@@ -156,14 +157,14 @@ TEST(FdStreambuf, ErrorsAreToldFromTheEndOfInput) {
 
   ends pipe;
   pipe.close(0);
-  fd_streambuf broken(pipe.fds[1]);
+  nalo::fdbuf broken(pipe.fds[1]);
   nalo::ostream out(&broken, ios_base::badbit);
   const auto handler = ::signal(SIGPIPE, SIG_IGN);
   out << "text";
   try {
     out.flush();
     ADD_FAILURE() << "nothing raised";
-  } catch (const fd_output_error& error) {
+  } catch (const nalo::fd_output_error& error) {
     EXPECT_EQ(error.code(), EPIPE);
   }
   // The text is not lost with the error.
@@ -171,7 +172,7 @@ TEST(FdStreambuf, ErrorsAreToldFromTheEndOfInput) {
   ASSERT_EQ(::dup2(other.fds[1], pipe.fds[1]), pipe.fds[1]);
   out.clear();
   out.flush();
-  fd_streambuf reader(other.fds[0]);
+  nalo::fdbuf reader(other.fds[0]);
   EXPECT_EQ(taken(reader, 4), "text");
   ::signal(SIGPIPE, handler);
 }
@@ -179,7 +180,7 @@ TEST(FdStreambuf, ErrorsAreToldFromTheEndOfInput) {
 volatile sig_atomic_t interruptions = 0;
 
 // A slow peer makes transfers wait and short, signals interrupt them.
-TEST(FdStreambuf, TransfersGoOnAfterInterruptions) {
+TEST(Fdbuf, TransfersGoOnAfterInterruptions) {
   const std::string text = numbered_text(400'000);
   ends sockets(true);
   sigset_t alarm;
@@ -209,7 +210,7 @@ TEST(FdStreambuf, TransfersGoOnAfterInterruptions) {
   const itimerval often = {{0, 1000}, {0, 1000}}, never = {};
   ::setitimer(ITIMER_REAL, &often, nullptr);
 
-  fd_streambuf buffer(sockets.fds[0]);
+  nalo::fdbuf buffer(sockets.fds[0]);
   buffer.sputn(text.data(), static_cast<long>(text.size()));
   EXPECT_EQ(buffer.pubsync(), 0);
   EXPECT_TRUE(taken(buffer, text.size() + 1) == text);

@@ -1,0 +1,285 @@
+// The buffer over a file descriptor and its errors.
+#include <nalo/buffers/fd>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <string>
+#include <system_error>
+
+namespace nalo {
+
+namespace {
+
+constexpr const char* kFile = "sys/lib/buffers/fd.cpp";
+
+// Raises the error of the system call that has just failed.
+template <class Error>
+[[noreturn]] void raise(int line, const char* action) {
+  const int code = errno;
+  tThrow(Error(kFile, line, action, code));
+}
+
+// Repeats a system call for as long as signals interrupt it.
+template <class Call>
+ssize_t uninterrupted(Call call) {
+  ssize_t result;
+  do {
+    result = call();
+  } while (result == -1 && errno == EINTR);
+  return result;
+}
+
+bool writes(ios_base::openmode mode) noexcept {
+  return (mode & (ios_base::out | ios_base::app)) != 0;
+}
+
+// The flags of open(); -1 when the modes make no sense together.
+int open_flags(ios_base::openmode mode) noexcept {
+  constexpr auto in = ios_base::in, out = ios_base::out, app = ios_base::app;
+  constexpr auto trunc = ios_base::trunc;
+  constexpr auto without_meaning = ios_base::ate | ios_base::binary;
+  switch (std::uint32_t{mode & ~without_meaning}) {
+    case in:
+      return O_RDONLY;
+    case out:
+    case out | trunc:
+      return O_WRONLY | O_CREAT | O_TRUNC;
+    case app:
+    case out | app:
+      return O_WRONLY | O_CREAT | O_APPEND;
+    case in | out:
+      return O_RDWR;
+    case in | out | trunc:
+      return O_RDWR | O_CREAT | O_TRUNC;
+    case in | app:
+    case in | out | app:
+      return O_RDWR | O_CREAT | O_APPEND;
+    default:
+      return -1;
+  }
+}
+
+int open_file(const char* path, ios_base::openmode mode) noexcept {
+  const int flags = open_flags(mode);
+  if (flags == -1) {
+    errno = EINVAL;
+    return -1;
+  }
+  return static_cast<int>(
+      uninterrupted([&] { return ::open(path, flags | O_CLOEXEC, 0666); }));
+}
+
+}  // namespace
+
+fd_error::fd_error(const char* file, int line, const char* action, int code)
+    : exception(
+          file, line,
+          (action + (": " + std::generic_category().message(code))).c_str()),
+      code_(code) {}
+fd_error::~fd_error() = default;
+void fd_error::throw_self() { throw fd_error(*this); }
+
+fd_input_error::~fd_input_error() = default;
+void fd_input_error::throw_self() { throw fd_input_error(*this); }
+
+fd_output_error::~fd_output_error() = default;
+void fd_output_error::throw_self() { throw fd_output_error(*this); }
+
+fdbuf::fdbuf(int fd, fd_ownership ownership, size_t size) noexcept
+    : fd_(fd), ownership_(ownership), size_(std::max<size_t>(size, 1)) {}
+
+fdbuf::fdbuf(const char* path, ios_base::openmode mode, size_t size)
+    : fdbuf(open_file(path, mode), fd_ownership::owned, size) {
+  if (fd_ == -1 && writes(mode))
+    raise<fd_output_error>(__LINE__, "cannot open");
+  if (fd_ == -1) raise<fd_input_error>(__LINE__, "cannot open");
+  if ((mode & ios_base::ate) != 0) ::lseek(fd_, 0, SEEK_END);
+}
+
+// Writing and closing are cancellation points, and nothing may unwind through
+// a destructor.
+fdbuf::~fdbuf() {
+  int cancelable;
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelable);
+  try {
+    close();
+  } catch (const std::exception&) {
+    if (ownership_ == fd_ownership::owned && fd_ != -1) ::close(fd_);
+  }
+  pthread_setcancelstate(cancelable, nullptr);
+}
+
+void fdbuf::close() {
+  if (fd_ == -1) return;
+  write_out_();
+  give_back_();
+  const int fd = fd_;
+  fd_ = -1;
+  setg(nullptr, nullptr, nullptr);
+  setp(nullptr, nullptr);
+  if (ownership_ == fd_ownership::owned && ::close(fd) == -1) {
+    raise<fd_output_error>(__LINE__, "cannot close");
+  }
+}
+
+// Input.
+
+void fdbuf::start_input_() {
+  write_out_();
+  setp(nullptr, nullptr);
+  if (!get_area_) {
+    get_area_ = std::make_unique_for_overwrite<char[]>(putback_size + size_);
+  }
+}
+
+size_t fdbuf::read_(char* to, size_t n) {
+  const ssize_t got = uninterrupted([&] { return ::read(fd_, to, n); });
+  if (got == -1) raise<fd_input_error>(__LINE__, "cannot read");
+  return static_cast<size_t>(got);
+}
+
+// Empties the get area, but for what can be put back: the last characters that
+// were taken from it, and the n behind them that were read past it.
+void fdbuf::keep_(const char* read, size_t n) noexcept {
+  char* const start = get_area_.get() + putback_size;
+  const size_t fresh = std::min(n, putback_size);
+  const size_t old =
+      std::min(static_cast<size_t>(gptr() - eback()), putback_size - fresh);
+  char* const begin = start - fresh - old;
+  traits_type::move(begin, gptr() - old, old);
+  traits_type::copy(begin + old, read + (n - fresh), fresh);
+  setg(begin, start, start);
+}
+
+fdbuf::int_type fdbuf::underflow() {
+  start_input_();
+  keep_(gptr(), 0);
+  const size_t n = read_(gptr(), size_);
+  setg(eback(), gptr(), gptr() + n);
+  return n == 0 ? traits_type::eof() : traits_type::to_int_type(*gptr());
+}
+
+streamsize fdbuf::xsgetn(char* strng, streamsize sz) {
+  const auto size = static_cast<streamsize>(size_);
+  streamsize taken = 0;
+  if (sz >= size) {
+    taken = streambuf::xsgetn(strng, std::min(sz, egptr() - gptr()));
+    if (sz - taken >= size) start_input_();
+    while (sz - taken >= size) {
+      const size_t n = read_(strng + taken, static_cast<size_t>(sz - taken));
+      if (n == 0) return taken;
+      keep_(strng + taken, n);
+      taken += static_cast<streamsize>(n);
+    }
+  }
+  return taken + streambuf::xsgetn(strng + taken, sz - taken);
+}
+
+streamsize fdbuf::showmanyc() {
+  struct stat status;
+  // The files of /proc say that they are empty, and are not.
+  if (::fstat(fd_, &status) == 0 && S_ISREG(status.st_mode) &&
+      status.st_size > 0) {
+    const off_t at = ::lseek(fd_, 0, SEEK_CUR) + (pptr() - pbase());
+    return at < status.st_size ? status.st_size - at : -1;
+  }
+  int waiting = 0;
+  return ::ioctl(fd_, FIONREAD, &waiting) == 0 ? std::max(waiting, 0) : 0;
+}
+
+// Moves the position back to the first character that was not read and empties
+// the get area. Input that cannot go back stays where it is.
+void fdbuf::give_back_() noexcept {
+  if (::lseek(fd_, gptr() - egptr(), SEEK_CUR) != -1) {
+    setg(nullptr, nullptr, nullptr);
+  }
+}
+
+// Output.
+
+void fdbuf::start_output_() {
+  if (!put_area_) put_area_ = std::make_unique_for_overwrite<char[]>(size_);
+  if (!pbase()) give_back_();
+  write_out_();
+  setp(put_area_.get(), put_area_.get() + size_);
+}
+
+size_t fdbuf::write_(const char* from, size_t n) {
+  const ssize_t put = uninterrupted([&] { return ::write(fd_, from, n); });
+  if (put == -1) raise<fd_output_error>(__LINE__, "cannot write");
+  return static_cast<size_t>(put);
+}
+
+// What is written leaves the put area at once, so that an error keeps the rest
+// there, to be written once.
+void fdbuf::write_out_() {
+  while (pptr() > pbase()) {
+    const size_t pending = static_cast<size_t>(pptr() - pbase());
+    const size_t n = write_(pbase(), pending);
+    setp(pbase() + n, epptr());
+    pbump(static_cast<long>(pending - n));
+  }
+}
+
+fdbuf::int_type fdbuf::overflow(int_type ch) {
+  start_output_();
+  if (traits_type::eq_int_type(ch, traits_type::eof())) {
+    return traits_type::not_eof(ch);
+  }
+  return sputc(traits_type::to_char_type(ch));
+}
+
+streamsize fdbuf::xsputn(const char* strng, streamsize sz) {
+  if (sz < static_cast<streamsize>(size_)) return streambuf::xsputn(strng, sz);
+  start_output_();
+  for (streamsize put = 0; put < sz;) {
+    put += static_cast<streamsize>(
+        write_(strng + put, static_cast<size_t>(sz - put)));
+  }
+  return sz;
+}
+
+int fdbuf::sync() {
+  write_out_();
+  give_back_();
+  return 0;
+}
+
+// Positions.
+
+// What is pending is not written for the sake of the answer, unless the file
+// decides where it goes.
+streampos fdbuf::tell_() {
+  if (pptr() > pbase() && (::fcntl(fd_, F_GETFL) & O_APPEND) != 0) write_out_();
+  const streamoff pos = ::lseek(fd_, 0, SEEK_CUR);
+  return pos == -1 ? pos : pos - (egptr() - gptr()) + (pptr() - pbase());
+}
+
+streampos fdbuf::seekoff(streamoff off, ios_base::seekdir way,
+                         ios_base::openmode) {
+  if (way == ios_base::cur && off == 0) return tell_();
+  write_out_();
+  if (way == ios_base::cur &&
+      __builtin_sub_overflow(off, egptr() - gptr(), &off)) {
+    return -1;
+  }
+  const int whence = way == ios_base::beg   ? SEEK_SET
+                     : way == ios_base::cur ? SEEK_CUR
+                                            : SEEK_END;
+  const streamoff pos = ::lseek(fd_, off, whence);
+  if (pos != -1) setg(nullptr, nullptr, nullptr);
+  return pos;
+}
+
+streampos fdbuf::seekpos(streampos pos, ios_base::openmode mode) {
+  return seekoff(pos, ios_base::beg, mode);
+}
+
+}  // namespace nalo

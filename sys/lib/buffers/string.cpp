@@ -1,0 +1,72 @@
+// Instantiates the buffers over strings.
+#include <nalo/buffers/string>
+
+#include <utility>
+
+namespace nalo {
+
+template <class Char, class Traits>
+basic_stringbuf<Char, Traits>::basic_stringbuf(openmode mode)
+    : basic_stringbuf(string_type(), mode) {}
+
+template <class Char, class Traits>
+basic_stringbuf<Char, Traits>::basic_stringbuf(string_type text, openmode mode)
+    : base(mode), text_(std::move(text)) {
+  begin_();
+}
+
+template <class Char, class Traits>
+basic_stringbuf<Char, Traits>::~basic_stringbuf() = default;
+
+template <class Char, class Traits>
+basic_string<Char, Traits> basic_stringbuf<Char, Traits>::str() const& {
+  if (!this->writes_()) return text_;
+  return string_type(this->view(), text_.get_allocator());
+}
+
+template <class Char, class Traits>
+basic_string<Char, Traits> basic_stringbuf<Char, Traits>::str() && {
+  if (this->writes_()) text_.raw_resize(this->view().size());
+  string_type text = std::move(text_);
+  begin_();
+  return text;
+}
+
+template <class Char, class Traits>
+void basic_stringbuf<Char, Traits>::str(string_type text) {
+  text_.swap(text);  // assigning to a read-only string would raise
+  begin_();
+}
+
+// Begins with the string as the text.
+template <class Char, class Traits>
+void basic_stringbuf<Char, Traits>::begin_() {
+  const size_t size = text_.size();
+  this->begin_with_(fit_(), size, text_.size());
+}
+
+// Makes a string that is written its own and as long as its capacity. Not by
+// way of data(), so that the string can be shared once it leaves the buffer.
+template <class Char, class Traits>
+Char* basic_stringbuf<Char, Traits>::fit_() {
+  if (this->writes_()) {
+    if (text_.rvalue()) string_type(text_, text_.get_allocator()).swap(text_);
+    text_.raw_resize(text_.capacity());
+  }
+  return const_cast<Char*>(text_.c_str());
+}
+
+template <class Char, class Traits>
+typename Traits::int_type basic_stringbuf<Char, Traits>::overflow(int_type ch) {
+  if (!this->writes_() || Traits::eq_int_type(ch, Traits::eof())) {
+    return base::overflow(ch);
+  }
+  text_.raw_resize(text_.size() + 1);
+  this->go_on_in_(fit_(), text_.size());
+  return this->sputc(Traits::to_char_type(ch));
+}
+
+template class basic_stringbuf<char>;
+template class basic_stringbuf<wchar_t>;
+
+}  // namespace nalo
