@@ -34,3 +34,16 @@ foreach(package nalo nalo-buffers)
   install(FILES "${PROJECT_BINARY_DIR}/${package}.pc"
     DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT nalo_development)
 endforeach()
+
+# GDB loads the printers with the shared library when that lies in a place that
+# it trusts, as /usr does. For the static one they are sourced by hand.
+set(printers "${PROJECT_SOURCE_DIR}/gdb/nalo_printers.py")
+install(FILES "${printers}"
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/nalo" COMPONENT nalo_development)
+if(BUILD_SHARED_LIBS)
+  install(FILES "${printers}"
+    DESTINATION
+      "${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR}"
+    RENAME "libnalo.so.${PROJECT_VERSION}-gdb.py"
+    COMPONENT nalo_development)
+endif()

@@ -1,0 +1,104 @@
+// What the pretty printers show of it, once stop() is called. Each "(gdb)" line
+// is run; the line below it is what must be printed.
+#include <nalo/istream>
+
+namespace {
+
+struct two_areas : nalo::streambuf {
+  two_areas() {
+    setg(in, in + 2, in + 5);
+    setp(out, out + 8);
+  }
+  char in[5] = {'a', 'b', '\n', 'd', 'e'};
+  char out[8] = {};
+};
+
+[[gnu::noinline]] void stop() { asm volatile(""); }
+
+}  // namespace
+
+int main() {
+  nalo::string empty;
+  // (gdb) print empty
+  // "" (in place, 0 of 39)
+  nalo::string text("a \"quoted\" line\n");
+  // (gdb) print text
+  // "a \"quoted\" line\n" (in place, 16 of 39)
+  nalo::wstring wide(L"wide");
+  // (gdb) print wide
+  // L"wide" (in place, 4 of 9)
+  nalo::string shared(50, 'x'), copy(shared);
+  // (gdb) set print elements 3
+  // (gdb) print shared
+  // "xxx"... (heap, 50 of 50, 2 users)
+  nalo::string exposed(41, 'y');
+  exposed[0] = 'z';
+  // (gdb) print exposed
+  // "zyy"... (heap, 41 of 41, 1 user, handed out for writing)
+  // (gdb) set print elements 200
+  auto read_only = nalo::string::c_str("somebody else's");
+  // (gdb) print read_only
+  // "somebody else's" (read-only, 15)
+  nalo::string broken("broken");
+  *reinterpret_cast<std::size_t*>(reinterpret_cast<char*>(&broken) + 48) = 99;
+  // (gdb) print broken
+  // <no string: 99 characters in room for 39>
+
+  two_areas buffer;
+  nalo::ostream out(&buffer);
+  out.fill('*');
+  out << nalo::hex << nalo::left << 255;
+  out.width(7);
+  // (gdb) set print pretty on
+  // (gdb) print *out.streambuf_
+  // {
+  //   get area = 2 taken, 3 to read: "\nde",
+  //   put area = 2 written, 6 free: "ff"
+  // }
+  // (gdb) print out
+  // {
+  //   state = goodbit,
+  //   mask = goodbit,
+  //   flags = hex|left|skipws,
+  //   width = 7,
+  //   precision = 6,
+  //   fill = 42 '*',
+  //   tie = none,
+  //   buffer = {
+  //     get area = 2 taken, 3 to read: "\nde",
+  //     put area = 2 written, 6 free: "ff"
+  //   }
+  // }
+  nalo::wistream unattached(nullptr);
+  // (gdb) print unattached
+  // {
+  //   state = badbit,
+  //   mask = goodbit,
+  //   flags = dec|skipws,
+  //   width = 0,
+  //   precision = 6,
+  //   tie = none,
+  //   buffer = none,
+  //   gcount = 0
+  // }
+  two_areas input;
+  nalo::iostream both(&input, nalo::ios_base::badbit);
+  both.ignore(9);
+  // (gdb) print both
+  // {
+  //   state = eofbit,
+  //   mask = badbit,
+  //   flags = dec|skipws,
+  //   width = 0,
+  //   precision = 6,
+  //   tie = none,
+  //   buffer = {
+  //     get area = 5 taken, 0 to read: "",
+  //     put area = 0 written, 8 free: ""
+  //   },
+  //   gcount = 3
+  // }
+  stop();
+
+  *reinterpret_cast<std::size_t*>(reinterpret_cast<char*>(&broken) + 48) = 6;
+}
