@@ -19,7 +19,7 @@ function(nalo_add_sample program source session)
   file(GENERATE OUTPUT "${dir}/session.txt" CONTENT "${session}")
 
   add_executable(${program} "${dir}/program.cpp")
-  target_link_libraries(${program} PRIVATE nalo::nalo nalo_warnings)
+  target_link_libraries(${program} PRIVATE nalo::buffers nalo_warnings)
   set_target_properties(${program} PROPERTIES
     CXX_EXTENSIONS OFF
     OUTPUT_NAME program

@@ -1,0 +1,127 @@
+#!/usr/bin/env python3
+"""Doxygen's input filter for the headers: turns their // contract comments into
+comments of its own, and each header into a group, which becomes a page.
+
+A comment in front of a declaration belongs to it and to the declarations that
+follow without a blank line. What is indented inside a comment is a table and
+stays as it is written. Comments elsewhere, in bodies too, are left alone. What
+is not for clients is left out: namespace impl, explicit instantiations, and
+what stands behind namespace nalo.
+"""
+
+import re
+import sys
+
+
+def as_doxygen(comment):
+    """The lines of a // comment, nothing in it being a command or a tag."""
+    indent = comment[0][: comment[0].index("//")]
+    out, is_table = [], False
+    for line in comment:
+        text = line.strip()[2:].removeprefix(" ")
+        if text.startswith("  ") != is_table:
+            is_table = not is_table
+            out.append("@verbatim" if is_table else "@endverbatim")
+        out.append(text if is_table else re.sub(r"[@\\<>#%&]", r"\\\g<0>", text))
+    if is_table:
+        out.append("@endverbatim")
+    return [f"{indent}/// {text}" for text in out]
+
+
+def without_literals(line):
+    line = re.sub(r"'(\\.|[^'\\])'|\"(\\.|[^\"\\])*\"", "0", line)
+    return line.partition("//")[0]
+
+
+class Scopes:
+    """Which braces are open: of namespaces and types, or of code."""
+
+    def __init__(self):
+        self.open = []  # whether each is code
+        self.statement = ""
+
+    def read(self, line):
+        for char in without_literals(line):
+            if char == "{":
+                is_type = re.search(r"\b(namespace|class|struct|union|enum)\b"
+                                    r"[^()=]*$", self.statement)
+                self.open.append(not is_type)
+            elif char == "}":
+                self.open.pop()
+            if char in "{};":
+                self.statement = ""
+            else:
+                self.statement += char
+        self.statement += " "
+
+    def declare(self):
+        return not any(self.open)
+
+
+def declarations(lines):
+    """How many lines the declarations take that a comment belongs to, and how
+    many declarations they are."""
+    scopes, count = Scopes(), 0
+    for number, line in enumerate(lines):
+        stripped = line.strip()
+        if not scopes.open and scopes.statement.strip() == "" and (
+            not stripped
+            or stripped.startswith(("//", "}", "#"))
+            or re.match(r"(public|protected|private):", stripped)
+        ):
+            return number, count
+        scopes.read(line)
+        count += not scopes.open and stripped.endswith((";", "}"))
+    return len(lines), count
+
+
+def filtered(header, lines):
+    group = "header_" + re.sub(r"\W", "_", header)
+    description = lines[1 : next(i for i, line in enumerate(lines)
+                                 if not line.startswith("//"))]
+    yield f"/// @defgroup {group} {header}"
+    yield from as_doxygen(description)
+
+    scopes, number, group_end = Scopes(), len(description) + 1, None
+    while number < len(lines):
+        line = lines[number]
+        if line == "namespace impl {":
+            number = lines.index("}  // namespace impl", number) + 1
+            continue
+        if re.match(r"(NALO_\w+\()?extern template", line):
+            while not lines[number].endswith(";"):
+                number += 1
+            number += 1
+            continue
+        if number == group_end:
+            yield "/// @}"
+        end = number
+        while lines[end].strip().startswith("//"):
+            end += 1
+        if end > number and scopes.declare() and re.match(
+            r"\s*[^\s}#]", lines[end]
+        ):
+            length, count = declarations(lines[end:])
+            if count > 1:
+                yield "/// @{"
+                group_end = end + length
+            yield from as_doxygen(lines[number:end])
+            number = end
+            continue
+        if line == "}  // namespace nalo":
+            yield from ["/// @}", line]
+            return
+        scopes.read(line)
+        yield line
+        if line == "namespace nalo {":
+            yield f"/// @addtogroup {group}"
+            yield "/// @{"
+        number += 1
+
+
+if __name__ == "__main__":
+    path = sys.argv[1]
+    with open(path, encoding="utf-8") as file:
+        text = file.read()
+    print("\n".join(filtered(path[path.rindex("/nalo/") + 1 :],
+                             text.split("\n"))))
