@@ -10,6 +10,7 @@
 #include <nalo/iomanip>
 #include <nalo/istream>
 #include <nalo/ostream>
+#include <nalo/ranges>
 #include <nalo/string>
 
 #include <unistd.h>
@@ -102,8 +103,7 @@ struct string_hash {
 using word_counts = std::unordered_map<nalo::string, count_type, string_hash>;
 
 void count_words(nalo::istream& in, word_counts& counts) {
-  nalo::string word;
-  while (getstring(in, word)) ++counts[word];
+  for (const auto& word : nalo::words(in)) ++counts[word];
 }
 
 void print_words(nalo::ostream& out, const word_counts& counts,
