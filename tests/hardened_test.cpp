@@ -1,0 +1,95 @@
+// The checks of the hardened build: what breaks the rules of an unchecked call
+// ends the program, with the place and the rule.
+#include <nalo/istream>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+namespace {
+
+// A buffer whose areas are five characters of an array of nine.
+template <class Char>
+struct five_buffer : nalo::basic_streambuf<Char> {
+  five_buffer() {
+    this->setg(text + 2, text + 4, text + 7);
+    this->setp(text + 2, text + 7);
+  }
+  using nalo::basic_streambuf<Char>::gbump;
+  using nalo::basic_streambuf<Char>::pbump;
+  using nalo::basic_streambuf<Char>::setg;
+  using nalo::basic_streambuf<Char>::setp;
+
+  Char text[9] = {};
+};
+
+template <class Char>
+struct Hardened : testing::Test {};
+using Chars = testing::Types<char, wchar_t>;
+TYPED_TEST_SUITE(Hardened, Chars);
+
+TYPED_TEST(Hardened, EndsTheProgramAtABrokenRule) {
+  using Char = TypeParam;
+  using string = nalo::basic_string<Char>;
+  GTEST_FLAG_SET(death_test_style, "fast");
+  five_buffer<Char> buffer;
+  nalo::basic_iostream<Char> stream(&buffer);
+  Char* const text = buffer.text;
+  string three(3, Char('a'));
+  const string& seen = three;
+  Char* const no_array = nullptr;
+  nalo::istreambuf_iterator<Char> end;
+  using areas =
+      nalo::impl::stream_areas<Char, typename nalo::char_traits<Char>>;
+
+  const struct {
+    const char* message;
+    std::function<void()> call;
+  } rules[] = {
+      {"setg .* order", [&] { buffer.setg(text + 1, text, text + 2); }},
+      {"setg .* order", [&] { buffer.setg(text, text + 2, text + 1); }},
+      {"setp .* order", [&] { buffer.setp(text + 1, text); }},
+      {"gbump leaves", [&] { buffer.gbump(4); }},
+      {"gbump leaves", [&] { buffer.gbump(-3); }},
+      {"pbump leaves", [&] { buffer.pbump(6); }},
+      {"pbump leaves", [&] { buffer.pbump(-1); }},
+      {"than the get area", [&] { areas::gbump(&buffer, 4); }},
+      {"than the put area", [&] { areas::pbump(&buffer, 6); }},
+      {"sgetn .* null", [&] { buffer.sgetn(no_array, 1); }},
+      {"sputn .* null", [&] { buffer.sputn(no_array, 1); }},
+      {"iterator is read", [&] { *end; }},
+      {"iterator is advanced", [&] { ++end; }},
+      {"iterator is advanced", [&] { end++; }},
+      {"read gets", [&] { stream.read(text, -1); }},
+      {"readsome gets", [&] { stream.readsome(text, -1); }},
+      {"write gets", [&] { stream.write(text, -1); }},
+      {"insert gets", [&] { stream.insert(text, -1); }},
+      {"element behind", [&] { three[4] = Char(); }},
+      {"element behind", [&] { static_cast<void>(seen[4]); }},
+      {"element behind", [&] { static_cast<void>(string().back()); }},
+      {"range ends", [&] { three.erase(three.end(), three.begin()); }},
+      {"range ends", [&] { string(text + 1, text); }},
+      {"null array", [&] { three.append(no_array, 1); }},
+      {"null array", [&] { three.replace(0, 1, no_array, 2); }},
+      {"null array", [&] { string(no_array, 1); }},
+  };
+  for (const auto& rule : rules) {
+    EXPECT_DEATH(rule.call(), std::string(":[0-9]+: .*") + rule.message);
+  }
+
+  // At the edge of each rule nothing happens.
+  buffer.gbump(-2);
+  buffer.gbump(5);
+  buffer.pbump(5);
+  buffer.pbump(-5);
+  buffer.setg(text, text, text);
+  buffer.setp(nullptr, nullptr);
+  EXPECT_EQ(buffer.sgetn(no_array, 0), 0);
+  EXPECT_EQ(three[3], Char());
+  three.erase(three.end(), three.end());
+  three.append(no_array, 0);
+  EXPECT_EQ(three, string(3, Char('a')));
+}
+
+}  // namespace
