@@ -12,35 +12,14 @@
 #include <text.h>
 #include <wctype.h>
 
+#include <algorithm>
 #include <clocale>
-#include <cstdlib>
 #include <memory>
-#include <new>
 #include <random>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
-
-namespace {
-
-// The allocations from now on until one is refused; negative for no refusal.
-int allocations_left = -1;
-
-}  // namespace
-
-[[gnu::noinline]] void* operator new(std::size_t size) {
-  if (allocations_left == 0) throw std::bad_alloc();
-  if (allocations_left > 0) --allocations_left;
-  if (void* block = std::malloc(size)) return block;
-  throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* block) noexcept {
-  std::free(block);
-}
-[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
-  std::free(block);
-}
 
 namespace {
 
@@ -249,34 +228,6 @@ TEST(Facet, IsDeletedWithTheLastLocaleUnlessItsClientOwnsIt) {
   }
   EXPECT_EQ(counted<0>::alive, 1);
   EXPECT_EQ(counted<1>::alive, 0);
-}
-
-TEST(Facet, IsDeletedWhenItsLocaleCannotBeMade) {
-  const locale base(locale(locale(), new counted<0>), new counted<1>);
-  const std::pair<const char*, void (*)(const locale&)> operations[] = {
-      {"put", [](const locale& loc) { locale made(loc, new counted<2>); }},
-      {"replace", [](const locale& loc) { locale made(loc, new counted<0>); }},
-      {"combine", [](const locale& loc) { locale().combine<counted<1>>(loc); }},
-      {"category",
-       [](const locale& loc) { locale made(loc, locale(), locale::ctype); }},
-      {"without", [](const locale& loc) { loc.without_<counted<0>>(); }},
-  };
-  for (const auto& [name, operation] : operations) {
-    int refused = 0;
-    for (bool done = false; !done; ++refused) {
-      allocations_left = refused;
-      try {
-        operation(base);
-        done = true;
-      } catch (const std::bad_alloc&) {
-      }
-      allocations_left = -1;
-      EXPECT_EQ(counted<0>::alive, 1) << name << ", allocation " << refused;
-      EXPECT_EQ(counted<1>::alive, 1) << name << ", allocation " << refused;
-      EXPECT_EQ(counted<2>::alive, 0) << name << ", allocation " << refused;
-    }
-    EXPECT_GT(refused, 1) << name << " asks for memory";
-  }
 }
 
 // --- classes of characters ---------------------------------------------------

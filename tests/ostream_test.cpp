@@ -1,12 +1,11 @@
-// What the output operations write, which facet they ask and what can be
-// inserted at all; and how streams begin and end.
+// What can be inserted and which facet is asked for it; and how streams begin
+// and end. A model tells what the operations write.
 #include <nalo/istream>
 #include <nalo/ostream>
 #include <nalo/string>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>
@@ -22,17 +21,13 @@
 namespace {
 
 using nalo::ios_base;
-using nalo::streamsize;
 using nalo_test::fault;
-using nalo_test::raised_by;
-using nalo_test::script;
 using nalo_test::scripted_streambuf;
 using nalo_test::shown;
 using nalo_test::widened;
-using iostate = ios_base::iostate;
 
-constexpr iostate goodbit = ios_base::goodbit, badbit = ios_base::badbit,
-                  eofbit = ios_base::eofbit, failbit = ios_base::failbit;
+constexpr auto goodbit = ios_base::goodbit, badbit = ios_base::badbit,
+               eofbit = ios_base::eofbit, failbit = ios_base::failbit;
 
 template <class Char>
 class Ostream : public testing::Test {
@@ -44,49 +39,6 @@ class Ostream : public testing::Test {
 };
 using characters = testing::Types<char, wchar_t>;
 TYPED_TEST_SUITE(Ostream, characters);
-
-TYPED_TEST(Ostream, InsertPadsToTheWidth) {
-  constexpr size_t all = std::string::npos;
-  const struct {
-    const char* text;
-    streamsize width;
-    unsigned adjustment;
-    size_t accepted;  // characters
-    const char* output;
-  } cases[] = {
-      {"ab", 5, 0, all, "...ab"},
-      {"ab", 5, ios_base::right, all, "...ab"},
-      {"ab", 5, ios_base::left, all, "ab..."},
-      {"ab", 5, ios_base::internal, all, "...ab"},
-      {"ab", 5, ios_base::left | ios_base::right, all, "...ab"},
-      {"ab", 2, 0, all, "ab"},
-      {"ab", -9, 0, all, "ab"},
-      {"", 3, 0, all, "..."},
-      {"", 0, 0, all, ""},
-      {"ab", 5, 0, 2, ".."},
-      {"ab", 5, 0, 4, "...a"},
-      {"ab", 5, ios_base::left, 2, "ab"},
-      {"ab", 5, ios_base::left, 1, "a"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message()
-                 << c.text << " width " << c.width << " flags " << c.adjustment
-                 << " accepted " << c.accepted);
-    scripted_streambuf<TypeParam> buf({});
-    buf.play_.accepts = c.accepted;
-    nalo::basic_ostream<TypeParam> out(&buf);
-    out.flags(static_cast<ios_base::fmtflags>(c.adjustment) |
-              ios_base::unitbuf);
-    out.fill('.');
-    out.width(c.width);
-    const auto text = widened<TypeParam>(c.text);
-    out.insert(text.data(), static_cast<streamsize>(text.size()));
-    EXPECT_EQ(shown<TypeParam>(buf.output()), c.output);
-    EXPECT_EQ(out.rdstate(), c.accepted == all ? goodbit : badbit);
-    EXPECT_EQ(out.width(), 0);
-    EXPECT_TRUE(buf.own_log_.ends_with("sync ")) << buf.own_log_;
-  }
-}
 
 // Notes which operation got which value and writes nothing.
 template <class Char>
@@ -225,7 +177,6 @@ TYPED_TEST(Ostream, TakesANullPointerForAFailure) {
   };
   expect_bad(static_cast<const char*>(nullptr));
   expect_bad(static_cast<const TypeParam*>(nullptr));
-  expect_bad(static_cast<nalo::basic_streambuf<TypeParam>*>(nullptr));
 }
 
 template <class Out, class T>
@@ -310,35 +261,15 @@ TYPED_TEST(Ostream, SeeksWithTheWholePosition) {
 }
 
 TYPED_TEST(Ostream, CopyTellsAnExhaustedSourceFromARefusal) {
-  for (const auto& [text, accepted] :
-       {std::pair{"abcde", 3UL}, {"abcde", 5UL}, {"abcde", 0UL}, {"", 5UL}}) {
-    for (const size_t area : {0UL, 2UL, 64UL}) {
-      const script<TypeParam> play{.input = widened<TypeParam>(text),
-                                   .get_areas = {area},
-                                   .put_areas = {area},
-                                   .accepts = accepted};
-      scripted_streambuf<TypeParam> source(play), target(play);
-      const size_t copied = std::min(accepted, play.input.size());
-      bool ineof = accepted < play.input.size();
-      EXPECT_EQ(nalo::copy_streambufs_eof<TypeParam>(&source, &target, ineof),
-                copied);
-      EXPECT_EQ(ineof, accepted >= play.input.size());
-      EXPECT_EQ(target.output() + source.rest(), play.input);
-    }
+  for (const size_t accepted : {0U, 3U, 5U}) {
+    scripted_streambuf<TypeParam> source(
+        {.input = widened<TypeParam>("abcde")}),
+        target({.accepts = accepted});
+    bool ineof = accepted != 5;
+    EXPECT_EQ(nalo::copy_streambufs_eof<TypeParam>(&source, &target, ineof),
+              accepted);
+    EXPECT_EQ(ineof, accepted == 5);
   }
-}
-
-TYPED_TEST(Ostream, IteratorWritesNothingBehindARefusedCharacter) {
-  this->buf_.play_.accepts = 2;
-  nalo::ostreambuf_iterator<TypeParam> it(this->out_);
-  *it++ = 'a';
-  ++it = 'b';
-  EXPECT_FALSE(it.failed());
-  *it = 'c';
-  this->buf_.play_.accepts = 9;
-  *it = 'd';
-  EXPECT_TRUE(it.failed());
-  EXPECT_EQ(this->written(), "ab");
 }
 
 // Counts its ends, and has the constructor without a buffer too.
@@ -354,22 +285,14 @@ struct derived : Stream {
 };
 
 TYPED_TEST(Ostream, WithoutABufferIsBad) {
-  using output = nalo::basic_ostream<TypeParam>;
-  using both = nalo::basic_iostream<TypeParam>;
-  derived<output> derived_output;
-  derived<both> derived_both;
-  output given_output(nullptr);
-  both given_both(nullptr);
-  for (output* out : std::array<output*, 4>{&derived_output, &given_output,
-                                            &derived_both, &given_both}) {
-    EXPECT_EQ(out->exceptions(), goodbit);
-    EXPECT_EQ(out->flush().rdstate(), badbit);
-    EXPECT_EQ(out->put('x').rdstate(), badbit | failbit);
+  derived<nalo::basic_ostream<TypeParam>> out;
+  derived<nalo::basic_iostream<TypeParam>> both;
+  for (nalo::basic_ostream<TypeParam>* made :
+       std::array<nalo::basic_ostream<TypeParam>*, 2>{&out, &both}) {
+    EXPECT_EQ(made->exceptions(), goodbit);
+    EXPECT_EQ(made->flush().rdstate(), badbit);
   }
-  EXPECT_EQ(derived_both.gcount(), 0);
-  const auto* text = "nalo::basic_ios<Char,Traits>::init invalid buffer";
-  EXPECT_EQ(raised_by([] { both(nullptr, eofbit); }), text);
-  EXPECT_EQ(raised_by([] { output(nullptr, failbit); }), text);
+  EXPECT_EQ(both.gcount(), 0);
 }
 
 TYPED_TEST(Ostream, EndsOnceThroughEveryBaseAndSyncsNothing) {
