@@ -1,17 +1,13 @@
 // The parsing of numbers against the compiler's own streams, on random texts,
 // flags, punctuation and get areas, and what they do not show: hexadecimal
-// floating point, long numbers, and what the buffer sees and raises.
+// floating point, long numbers, and what the buffer sees.
 #include <nalo/base/num_get>
-#include <nalo/base/num_put>
 #include <nalo/base/numpunct>
 #include <nalo/ios>
-#include <nalo/ostream>
 #include <nalo/streambuf>
 #include <nalo/string>
 
 #include <gtest/gtest.h>
-#include <scripted_streambuf.h>
-#include <text.h>
 
 #include <algorithm>
 #include <cmath>
@@ -20,12 +16,15 @@
 #include <limits>
 #include <random>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <typeinfo>
 #include <utility>
 #include <vector>
+
+#include "scripted_streambuf.h"
+#include "styled_numpunct.h"
+#include "text.h"
 
 namespace {
 
@@ -33,6 +32,8 @@ using fmtflags = nalo::ios_base::fmtflags;
 using iostate = nalo::ios_base::iostate;
 using nalo::ios_base;
 using nalo_test::scripted_streambuf;
+using nalo_test::style;
+using nalo_test::styled;
 using nalo_test::widened;
 
 template <class Char>
@@ -41,35 +42,6 @@ scripted_streambuf<Char> played(const std::string& text,
   return scripted_streambuf<Char>(
       {.input = widened<Char>(text), .get_areas = std::move(get_areas)});
 }
-
-struct style {
-  std::string grouping;
-  char separator = ',';
-  char point = '.';
-  std::string yes = "true";
-  std::string no = "false";
-};
-
-// A numpunct of either library with a style.
-template <class Base>
-struct styled : Base {
-  using Char = typename Base::char_type;
-  using text = typename Base::string_type;
-
-  explicit styled(style s) : style_(std::move(s)) {}
-  Char do_decimal_point() const override { return Char(style_.point); }
-  Char do_thousands_sep() const override { return Char(style_.separator); }
-  decltype(std::declval<Base>().grouping()) do_grouping() const override {
-    return style_.grouping.c_str();
-  }
-  text do_truename() const override {
-    return widened<Char>(style_.yes).c_str();
-  }
-  text do_falsename() const override {
-    return widened<Char>(style_.no).c_str();
-  }
-  style style_;
-};
 
 template <class Char>
 nalo::locale nalo_locale(const style* s) {
@@ -361,44 +333,6 @@ TYPED_TEST(NumGet, WantsNoGroupLeftOfOneThatTakesAllDigits) {
   }
 }
 
-// Collects what is written, without a put area.
-template <class Char>
-struct collecting_buf : nalo::basic_streambuf<Char> {
-  using int_type = typename nalo::char_traits<Char>::int_type;
-  int_type overflow(int_type ch) override {
-    text_ += static_cast<char>(ch);
-    return ch;
-  }
-  std::string text_;
-};
-
-TYPED_TEST(NumGet, ReadsBackWhatNumPutWritesWithAClientsPunctuation) {
-  const style german = {"\3", '.', ',', "ja", "nein"};
-  const nalo::locale loc = nalo_locale<TypeParam>(&german);
-  nalo::basic_ios<TypeParam> format(nullptr);
-  format.imbue(loc);
-  format.precision(3);
-  format.setf(ios_base::fixed | ios_base::boolalpha);
-  const auto check = [&](auto value, const std::string& text) {
-    collecting_buf<TypeParam> out;
-    nalo::use_facet<nalo::num_put<TypeParam>>(loc).put({&out}, format, ' ',
-                                                       value);
-    EXPECT_EQ(out.text_, text);
-    auto in = played<TypeParam>(text, {5});
-    EXPECT_EQ(
-        (parse<decltype(value)>(in, format.flags(), loc)),
-        (outcome<decltype(value)>{
-            value, false, !std::is_same_v<decltype(value), bool>, text.size()}))
-        << text;
-  };
-  check(1234567.891, "1.234.567,891");
-  check(-0.5, "-0,500");
-  check(-9223372036854775807L - 1, "-9.223.372.036.854.775.808");
-  check(999UL, "999");
-  check(true, "ja");
-  check(false, "nein");
-}
-
 // --- the buffer --------------------------------------------------------------
 
 TYPED_TEST(NumGet, AsksTheBufferOnlyAtTheEndOfTheGetArea) {
@@ -416,31 +350,6 @@ TYPED_TEST(NumGet, AsksTheBufferOnlyAtTheEndOfTheGetArea) {
   check(0.0, "1.5e3", 5, 2);
   check(0.0f, "+.5x", 3, 1);
   check(0.0L, "1e+x", 3, 1);
-}
-
-TYPED_TEST(NumGet, LeavesTheValueAloneWhenTheBufferRaises) {
-  const std::string text = "0x12.5p+7";
-  for (const bool is_float : {true, false}) {
-    const size_t length = is_float ? text.size() : 4;
-    for (size_t failing = 0; failing <= length; ++failing) {
-      auto buf = played<TypeParam>(text, {1});
-      buf.fail_in(failing + 1, nalo_test::fault::standard);
-      nalo::basic_ios<TypeParam> format(nullptr);
-      format.setf({}, ios_base::basefield);
-      iostate err = ios_base::goodbit;
-      double number = 77;
-      long integer = 77;
-      const auto& facet =
-          nalo::use_facet<nalo::num_get<TypeParam>>(format.getloc());
-      EXPECT_THROW(is_float ? facet.get({&buf}, {}, format, err, number)
-                            : facet.get({&buf}, {}, format, err, integer),
-                   std::runtime_error);
-      EXPECT_EQ(number, 77);
-      EXPECT_EQ(integer, 77);
-      EXPECT_EQ(err, ios_base::goodbit);
-      EXPECT_EQ(buf.position(), failing);
-    }
-  }
 }
 
 TYPED_TEST(NumGet, NeedsANumpunctAndABuffer) {

@@ -1,6 +1,5 @@
-// The formatting of numbers against snprintf and against the compiler's own
-// streams, on random values and formats, and what happens when the buffer or
-// the memory refuses.
+// The formatting of numbers against the compiler's own streams, on random
+// values and formats, and what happens when the buffer refuses.
 #include <nalo/base/num_put>
 #include <nalo/base/numpunct>
 #include <nalo/memory>
@@ -8,7 +7,6 @@
 #include <nalo/string>
 
 #include <gtest/gtest.h>
-#include <scripted_streambuf.h>
 
 #include <algorithm>
 #include <bit>
@@ -24,11 +22,16 @@
 #include <type_traits>
 #include <utility>
 
+#include "scripted_streambuf.h"
+#include "styled_numpunct.h"
+
 namespace {
 
 using fmtflags = nalo::ios_base::fmtflags;
 using nalo::ios_base;
 using nalo::streamsize;
+using nalo_test::styled;
+using nalo_test::widened;
 
 // Accepts limit characters, through put areas of that many at a time.
 template <class Char>
@@ -56,28 +59,14 @@ class limited_buf : public nalo_test::scripted_streambuf<Char> {
   }
 };
 
-// Refuses the request of that number, from 0.
-class scarce_memory : public nalo::memory_source {
- public:
-  explicit scarce_memory(int refused = -1) : refused_(refused) {}
-
+struct measured_memory : nalo::memory_source {
   void* allocate(size_t bytes) override {
-    if (requests++ == refused_) return nullptr;
-    ++held;
     most_bytes = std::max(most_bytes, bytes);
     return std::malloc(bytes);
   }
-  void deallocate(void* block) noexcept override {
-    --held;
-    std::free(block);
-  }
+  void deallocate(void* block) noexcept override { std::free(block); }
 
-  int requests = 0;
-  int held = 0;
   size_t most_bytes = 0;
-
- private:
-  int refused_;
 };
 
 template <class Char>
@@ -101,11 +90,6 @@ bool put(nalo::basic_streambuf<Char>& to, ios_base& io, Char fill, T val,
   return !facet<Char>(1, ma).put(&to, io, fill, val).failed();
 }
 
-template <class Char>
-std::basic_string<Char> widen(const std::string& s) {
-  return {s.begin(), s.end()};
-}
-
 template <class T>
 std::string describe(const ios_base& io, T val) {
   std::ostringstream out;
@@ -115,66 +99,32 @@ std::string describe(const ios_base& io, T val) {
   return out.str();
 }
 
-template <class... Args>
-std::string print(const std::string& spec, Args... args) {
-  const int size = std::snprintf(nullptr, 0, spec.c_str(), args...);
-  std::string result(static_cast<size_t>(size), '\0');
-  std::snprintf(result.data(), result.size() + 1, spec.c_str(), args...);
-  return result;
-}
-
-// What the value is printed as, before padding.
-template <class T>
-std::string printf_digits(const ios_base& io, T val) {
-  const auto has = [&](fmtflags flag) { return (io.flags() & flag) != 0; };
-  const auto basefield = io.flags() & ios_base::basefield;
-  const auto floatfield = io.flags() & ios_base::floatfield;
-  const bool uppercase = has(ios_base::uppercase);
-  std::string spec = has(ios_base::showpos) ? "%+" : "%";
-  if constexpr (std::is_same_v<T, bool>) {
-    if (has(ios_base::boolalpha)) return val ? "true" : "false";
-    return printf_digits(io, static_cast<long>(val));
-  } else if constexpr (std::is_pointer_v<T>) {
-    return val ? print("%p", val) : "0";
-  } else if constexpr (std::is_floating_point_v<T>) {
-    const size_t form = floatfield == ios_base::fixed        ? 0
-                        : floatfield == ios_base::scientific ? 1
-                        : floatfield == ios_base::floatfield ? 2
-                                                             : 3;
-    const char conversion = (uppercase ? "FEAG" : "feag")[form];
-    const char* size = std::is_same_v<T, long double> ? "L" : "";
-    if (has(ios_base::showpoint)) spec += '#';
-    if (form == 2) return print(spec + size + conversion, val);
-    return print(spec + ".*" + size + conversion,
-                 static_cast<int>(io.precision()), val);
-  } else {
-    const char conversion = basefield == ios_base::oct   ? 'o'
-                            : basefield == ios_base::hex ? "xX"[uppercase]
-                            : std::is_signed_v<T>        ? 'd'
-                                                         : 'u';
-    if (has(ios_base::showbase)) spec += '#';
-    return print(spec + "ll" + conversion, val);
-  }
-}
-
-// What put() is to write in the classic locale.
+// What the compiler's streams write, which is what printf writes but for
+// padding and punctuation. They group pointers and the 0x of hexadecimal
+// fractions, and write an infinity in lower case when it is fixed.
 template <class Char, class T>
-std::basic_string<Char> printf_text(const ios_base& io, Char fill, T val) {
-  std::basic_string<Char> text = widen<Char>(printf_digits(io, val));
-  const auto adjust = io.flags() & ios_base::adjustfield;
-  size_t at = 0;
-  if (adjust == ios_base::left) at = text.size();
-  if (adjust == ios_base::internal) {
-    if (text[0] == '+' || text[0] == '-') {
-      at = 1;
-    } else if (text.size() > 1 && (text[1] == 'x' || text[1] == 'X')) {
-      at = 2;
-    }
+std::basic_string<Char> expected_text(const ios_base& io, Char fill, T val,
+                                      const nalo_test::style& punct = {}) {
+  const auto floatfield = io.flags() & ios_base::floatfield;
+  nalo_test::style used = punct;
+  if (std::is_pointer_v<T> ||
+      (std::is_floating_point_v<T> && floatfield == ios_base::floatfield)) {
+    used.grouping.clear();
   }
-  const auto width = static_cast<size_t>(std::max<streamsize>(io.width(), 0));
-  if (width > text.size()) text.insert(at, width - text.size(), fill);
-  return text;
+  std::basic_ostringstream<Char> out;
+  out.imbue({out.getloc(), new styled<std::numpunct<Char>>(used)});
+  out.flags(static_cast<std::ios_base::fmtflags>(+io.flags()));
+  out.precision(io.precision());
+  out.width(io.width());
+  out.fill(fill);
+  if constexpr (std::is_floating_point_v<T>) {
+    if (!std::isfinite(val)) out.unsetf(std::ios_base::floatfield);
+  }
+  out << val;
+  return out.str();
 }
+static_assert(+std::ios_base::showbase == +ios_base::showbase &&
+              +std::ios_base::uppercase == +ios_base::uppercase);
 
 using random_bits = std::mt19937_64;
 
@@ -223,17 +173,17 @@ void randomize(ios_base& io, random_bits& bits) {
   io.width(bits() % 2 ? static_cast<streamsize>(bits() % 50) - 5 : 0);
 }
 
-// Formats random values of every type and compares each with what
-// reference(io, fill, val) says.
-template <class Char, class Reference>
-void compare(ios_base& io, int rounds, Reference reference) {
+// Formats random values of every type.
+template <class Char>
+void compare(ios_base& io, int rounds, const nalo_test::style& punct) {
   random_bits bits(20240229);
   const auto compare_one = [&](auto type) {
     using T = decltype(type);
     const T val = random_value<T>(bits);
     randomize(io, bits);
     const std::string trace = describe(io, val);
-    const std::basic_string<Char> expected = reference(io, Char('*'), val);
+    const std::basic_string<Char> expected =
+        expected_text(io, Char('*'), val, punct);
     const size_t windows[] = {0, 5, 10000};
     limited_buf<Char> buf(expected.size() + 30, windows[bits() % 3]);
     EXPECT_TRUE(put(buf, io, Char('*'), val));
@@ -259,82 +209,25 @@ struct num_put_test : testing::Test {};
 using chars = testing::Types<char, wchar_t>;
 TYPED_TEST_SUITE(num_put_test, chars);
 
-TYPED_TEST(num_put_test, writes_what_printf_does) {
+TYPED_TEST(num_put_test, writes_what_standard_streams_do) {
   using Char = TypeParam;
   format io;
-  compare<Char>(io, 2000, [](const ios_base& form, Char fill, auto val) {
-    return printf_text<Char>(form, fill, val);
-  });
-}
-
-template <class Char, template <class> class Numpunct>
-struct german : Numpunct<Char> {
-  using grouping_type =
-      decltype(std::declval<const Numpunct<Char>&>().grouping());
-  using name = typename Numpunct<Char>::string_type;
-
-  explicit german(std::string groups) : groups_(std::move(groups)) {}
-  Char do_decimal_point() const override { return ','; }
-  Char do_thousands_sep() const override { return '.'; }
-  grouping_type do_grouping() const override {
-    return grouping_type(groups_.data(), groups_.size());
-  }
-  name do_truename() const override {
-    const Char ja[] = {'-', 'j', 'a'};  // a name has no sign
-    return name(ja, 3);
-  }
-  std::string groups_;
-};
-
-// The compiler's streams group pointers and the 0x of hexadecimal fractions,
-// and write an infinity in lower case when it is fixed.
-template <class T>
-bool standard_streams_differ(const ios_base& io, T val) {
-  if constexpr (std::is_floating_point_v<T>) {
-    const auto floatfield = io.flags() & ios_base::floatfield;
-    return floatfield == ios_base::floatfield ||
-           (floatfield == ios_base::fixed && !std::isfinite(val));
-  }
-  return std::is_pointer_v<T>;
-}
-
-static_assert(+std::ios_base::showbase == +ios_base::showbase &&
-              +std::ios_base::uppercase == +ios_base::uppercase);
-
-TYPED_TEST(num_put_test, follows_numpunct_as_standard_streams_do) {
-  using Char = TypeParam;
+  compare<Char>(io, 2000, {});
   using namespace std::string_literals;
   for (const std::string& groups :
        {""s, "\3"s, "\1\2\3"s, "\3\x7f"s, "\2\xff"s, "\0\3"s, "\x7f"s}) {
     SCOPED_TRACE(testing::PrintToString(groups));
-    format io;
-    io.imbue(nalo::locale(nalo::locale::classic(),
-                          new german<Char, nalo::numpunct>(groups)));
-    std::basic_ostringstream<Char> out;
-    out.imbue(std::locale(std::locale::classic(),
-                          new german<Char, std::numpunct>(groups)));
-    compare<Char>(io, 400, [&](const ios_base& form, Char fill, auto val) {
-      if (standard_streams_differ(form, val)) {
-        auto text = printf_text<Char>(form, fill, val);
-        std::replace(text.begin(), text.end(), Char('.'), Char(','));
-        return text;
-      }
-      out.str({});
-      out.flags(static_cast<std::ios_base::fmtflags>(+form.flags()));
-      out.precision(form.precision());
-      out.width(form.width());
-      out.fill(fill);
-      out << val;
-      return out.str();
-    });
+    // A name has no sign.
+    const nalo_test::style german = {groups, '.', ',', "-ja"};
+    io.imbue({io.getloc(), new styled<nalo::numpunct<Char>>(german)});
+    compare<Char>(io, 400, german);
   }
 }
 
 TYPED_TEST(num_put_test, stops_at_the_first_refused_character) {
   using Char = TypeParam;
   const auto check = [](auto val, fmtflags flags, streamsize width) {
-    const auto whole =
-        printf_text<Char>(format(flags, 6, width), Char('*'), val);
+    const auto whole = expected_text(format(flags, 6, width), Char('*'), val);
     for (size_t limit = 0; limit <= whole.size(); ++limit) {
       for (size_t window : {0U, 1U, 4U, 1000U}) {
         limited_buf<Char> buf(limit, window);
@@ -358,7 +251,7 @@ TYPED_TEST(num_put_test, writes_nothing_through_a_failed_iterator) {
   using Char = TypeParam;
   limited_buf<Char> buf(3, 3);
   nalo::ostreambuf_iterator<Char> failed(&buf);
-  failed.put_(widen<Char>("1234").data(), 4);
+  failed.put_(widened<Char>("1234").data(), 4);
   ASSERT_TRUE(failed.failed());
   for (auto out : {failed, nalo::ostreambuf_iterator<Char>(
                                static_cast<limited_buf<Char>*>(nullptr))}) {
@@ -368,7 +261,7 @@ TYPED_TEST(num_put_test, writes_nothing_through_a_failed_iterator) {
     EXPECT_EQ(io.width(), 0);
     EXPECT_TRUE(numbers.put(out, io, Char(' '), 42L).failed());
   }
-  EXPECT_EQ(buf.output(), widen<Char>("123"));
+  EXPECT_EQ(buf.output(), widened<Char>("123"));
 }
 
 // More digits than a value has are zeros; neither they nor padding are held in
@@ -398,19 +291,18 @@ TYPED_TEST(num_put_test, takes_any_width_and_precision) {
   };
   for (const auto& c : cases) {
     limited_buf<Char> buf(limit, 10000);
-    scarce_memory memory;
+    measured_memory memory;
     format io(c.flags, c.precision, c.width);
     const std::string trace = describe(io, c.val);
     EXPECT_FALSE(put(buf, io, Char('*'), c.val, nalo::allocator(memory)));
     const auto text = buf.output();
     ASSERT_EQ(text.size(), limit) << trace;
-    const auto begin = widen<Char>(c.begin);
+    const auto begin = widened<Char>(c.begin);
     EXPECT_EQ(text.substr(0, begin.size()), begin) << trace;
     EXPECT_EQ(text.find_first_not_of(Char(c.rest), begin.size()),
               std::basic_string<Char>::npos)
         << trace;
     EXPECT_LE(memory.most_bytes, 65536 * sizeof(Char));
-    EXPECT_EQ(memory.held, 0);
   }
 }
 
@@ -418,7 +310,7 @@ TYPED_TEST(num_put_test, adds_zeros_where_the_digits_of_a_value_end) {
   using Char = TypeParam;
   const auto check = [](auto val, fmtflags flags, streamsize precision) {
     format io(flags, precision);
-    const auto expected = widen<Char>(printf_digits(io, val));
+    const auto expected = expected_text(io, Char(' '), val);
     const size_t room = expected.size();
     limited_buf<Char> buf(room, precision % 2 ? room : 1000);
     EXPECT_TRUE(put(buf, io, Char(' '), val));
@@ -438,33 +330,6 @@ TYPED_TEST(num_put_test, adds_zeros_where_the_digits_of_a_value_end) {
   }
 }
 
-// Three blocks of memory: digits, grouped digits, what goes to the buffer.
-TYPED_TEST(num_put_test, writes_nothing_when_memory_is_refused) {
-  using Char = TypeParam;
-  for (int refused : {0, 1, 2, -1}) {
-    scarce_memory memory(refused);
-    limited_buf<Char> buf(10000, 10);
-    format io(ios_base::fixed, 1000, 900);
-    io.imbue(nalo::locale(nalo::locale::classic(),
-                          new german<Char, nalo::numpunct>("\3")));
-    const auto write = [&] {
-      return put(buf, io, Char(' '), 0.5, nalo::allocator(memory));
-    };
-    if (refused >= 0) {
-      EXPECT_THROW(write(), nalo::allocation_error) << refused;
-      EXPECT_EQ(buf.output().size(), 0U) << refused;
-      EXPECT_EQ(io.width(), 900) << refused;
-    } else {
-      EXPECT_TRUE(write());
-      EXPECT_EQ(buf.output().size(), 1002U);
-      buf.fail_in(1, nalo_test::fault::standard);
-      EXPECT_THROW(write(), std::runtime_error);
-      EXPECT_EQ(io.width(), 0);
-    }
-    EXPECT_EQ(memory.held, 0) << refused;
-  }
-}
-
 TYPED_TEST(num_put_test, needs_numpunct_for_all_but_pointers) {
   using Char = TypeParam;
   limited_buf<Char> buf(10, 10);
@@ -474,7 +339,7 @@ TYPED_TEST(num_put_test, needs_numpunct_for_all_but_pointers) {
   EXPECT_THROW(put(buf, io, Char(' '), 1.5), nalo::missing_facet_error);
   EXPECT_EQ(io.width(), 3);
   EXPECT_TRUE(put(buf, io, Char(' '), static_cast<const void*>(nullptr)));
-  EXPECT_EQ(buf.output(), widen<Char>("  0"));
+  EXPECT_EQ(buf.output(), widened<Char>("  0"));
 }
 
 TYPED_TEST(num_put_test, formats_bool_as_long_through_the_facet) {
@@ -494,7 +359,7 @@ TYPED_TEST(num_put_test, formats_bool_as_long_through_the_facet) {
   numbers.put(&buf, io, Char(' '), true);
   io.setf(ios_base::boolalpha);
   numbers.put(&buf, io, Char(' '), true);
-  EXPECT_EQ(buf.output(), widen<Char>("2true"));
+  EXPECT_EQ(buf.output(), widened<Char>("2true"));
 }
 
 }  // namespace

@@ -64,6 +64,14 @@ TYPED_TEST(ThreadString, CopyGrowClearAndEndOnManyThreads) {
       other.replace(0, 1, 1, TypeParam('z'));
       S last(mine, this->ma_);
       mine = std::move(last);
+      S written(longer, this->ma_), part(mine, 1, 60, this->ma_);
+      written.data()[0] = TypeParam('z');
+      longer.swap(written);
+      written.reserve(300);
+      written.shrink_to_fit();
+      part.resize(40 + written.size(), TypeParam('w'));
+      wrong += longer[0] != TypeParam('z') || part[60] != TypeParam('w');
+      longer = written;
       wrong += mine != this->text_ || longer != this->text_ + TypeParam('y') ||
                !copy.empty() || other[0] != TypeParam('z');
     }
