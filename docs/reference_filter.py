@@ -5,27 +5,28 @@ comments of its own, and each header into a group, which becomes a page.
 A comment in front of a declaration belongs to it and to the declarations that
 follow without a blank line. What is indented inside a comment is a table and
 stays as it is written. Comments elsewhere, in bodies too, are left alone. What
-is not for clients is left out: namespace impl, explicit instantiations, and
-what stands behind namespace nalo.
+is not for clients, or stands elsewhere too, is left out: namespace impl,
+forward declarations, members that are defined outside their class, explicit
+instantiations, and what follows namespace nalo.
 """
 
 import re
 import sys
 
 
-def as_doxygen(comment):
-    """The lines of a // comment, nothing in it being a command or a tag."""
-    indent = comment[0][: comment[0].index("//")]
-    out, is_table = [], False
+def as_doxygen(comment, command=""):
+    """The text of a // comment, nothing in it being a command or a tag."""
+    yield "/** " + command
+    is_table = False
     for line in comment:
         text = line.strip()[2:].removeprefix(" ")
         if text.startswith("  ") != is_table:
             is_table = not is_table
-            out.append("@verbatim" if is_table else "@endverbatim")
-        out.append(text if is_table else re.sub(r"[@\\<>#%&]", r"\\\g<0>", text))
+            yield "@verbatim" if is_table else "@endverbatim"
+        yield text if is_table else re.sub(r"[@\\<>#%&]", r"\\\g<0>", text)
     if is_table:
-        out.append("@endverbatim")
-    return [f"{indent}/// {text}" for text in out]
+        yield "@endverbatim"
+    yield "*/"
 
 
 def without_literals(line):
@@ -75,16 +76,23 @@ def declarations(lines):
     return len(lines), count
 
 
+def is_member_definition(lines):
+    text = " ".join(lines)
+    return not re.match(r"(template <.*?> *)*(class|struct|using) ", text) and (
+        re.match(r"[^({;]*::(~?\w+|operator\W+)\(", text))
+
+
 def filtered(header, lines):
     group = "header_" + re.sub(r"\W", "_", header)
     description = lines[1 : next(i for i, line in enumerate(lines)
                                  if not line.startswith("//"))]
-    yield f"/// @defgroup {group} {header}"
-    yield from as_doxygen(description)
+    yield from as_doxygen(description, f"@defgroup {group} {header}")
 
     scopes, number, group_end = Scopes(), len(description) + 1, None
     while number < len(lines):
         line = lines[number]
+        if number == group_end:
+            yield "/// @}"
         if line == "namespace impl {":
             number = lines.index("}  // namespace impl", number) + 1
             continue
@@ -93,11 +101,14 @@ def filtered(header, lines):
                 number += 1
             number += 1
             continue
-        if number == group_end:
-            yield "/// @}"
         end = number
         while lines[end].strip().startswith("//"):
             end += 1
+        if len(scopes.open) == 1 and re.match(r"\w", lines[end]):
+            length = declarations(lines[end:])[0]
+            if is_member_definition(lines[end : end + length]):
+                number = end + length
+                continue
         if end > number and scopes.declare() and re.match(
             r"\s*[^\s}#]", lines[end]
         ):
@@ -119,9 +130,11 @@ def filtered(header, lines):
         number += 1
 
 
+FORWARD = re.compile(r"^(template <[^\n]*>\n)?(class|struct) (NALO_API )?"
+                     r"[\w<>]+;\n", re.MULTILINE)
+
 if __name__ == "__main__":
     path = sys.argv[1]
     with open(path, encoding="utf-8") as file:
-        text = file.read()
-    print("\n".join(filtered(path[path.rindex("/nalo/") + 1 :],
-                             text.split("\n"))))
+        lines = FORWARD.sub("", file.read()).split("\n")
+    print("\n".join(filtered(path[path.rindex("/nalo/") + 1 :], lines)))
