@@ -28,6 +28,10 @@ install(FILES "${PROJECT_BINARY_DIR}/nalo-config-version.cmake"
 # Relative, so that the installed copy may be moved.
 file(RELATIVE_PATH pc_prefix
   "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+set(pc_definitions)
+if(NALO_HARDENED)
+  set(pc_definitions " -DNALO_HARDENED")
+endif()
 foreach(package nalo nalo-buffers)
   configure_file("${PROJECT_SOURCE_DIR}/cmake/${package}.pc.in"
     "${PROJECT_BINARY_DIR}/${package}.pc" @ONLY)
