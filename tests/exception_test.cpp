@@ -121,6 +121,7 @@ TEST(LastOnThread, IsEachThreadsOwn) {
   std::thread([] {
     EXPECT_EQ(registered(), 0U);
     EXPECT_STREQ(nalo::exception::last_on_thread().file, "");
+    EXPECT_EQ(nalo::exception::last_on_thread().line, 0);
     nalo::exception("other", 2, "of another").register_on_thread();
     EXPECT_EQ(registered(), 1U);
   }).join();

@@ -177,6 +177,31 @@ TYPED_TEST(Istream, StoresCountsReportsAndLeaves) {
   }
 }
 
+TYPED_TEST(Istream, ReportsWhatTheBufferRefuses) {
+  using Char = TypeParam;
+  const struct {
+    const char* call;
+    void (*run)(nalo::basic_istream<Char>&, place<Char>&);
+    iostate state;
+  } cases[] = {
+      {CALL(in.sync()), bad},
+      {CALL(in.seekg(0)), fail},
+      {CALL(in.seekg(0, ios_base::beg)), fail},
+      {CALL(p.n = in.tellg()), good},
+      {CALL(number<short>(in, p)), eof | fail},
+  };
+  for (const auto& c : cases) {
+    scripted_streambuf<Char> buf({.input = widened<Char>("12"),
+                                  .seekable = true,
+                                  .fail_at = 1,
+                                  .kind = nalo_test::fault::refusal});
+    nalo::basic_istream<Char> in(&buf);
+    place<Char> p;
+    c.run(in, p);
+    EXPECT_EQ(in.rdstate(), c.state) << c.call;
+  }
+}
+
 TYPED_TEST(Istream, MissesAFacetWhenItIsNeeded) {
   using ctype = nalo::ctype<TypeParam>;
   using num_get =

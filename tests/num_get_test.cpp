@@ -126,7 +126,8 @@ class random_input {
   std::string text(bool is_float) {
     static const auto pieces = words(
         "0 00 1 7 9 12 345 8 - + . , . , ,678 .678 e E- e+ e3 e-320 e308 f Ab "
-        "_ true fal a ab abb se 2 65535 65536 4294967295 4294967296 17.5 p inf "
+        "_ : / @ g G ` true fal a ab abb se 2 65535 65536 4294967295 "
+        "4294967296 17.5 p inf "
         "18446744073709551615 9223372036854775807 9223372036854775808 "
         "3.4028235e38 2.2250738585072011e-308 1.7976931348623157e308 "
         "179769313486231580793e289 000000000000000000000000000000");
@@ -314,20 +315,25 @@ TYPED_TEST(NumGet, RoundsNumbersOfAnyLengthCorrectly) {
   EXPECT_EQ(read(0UL, "1" + zeros), std::numeric_limits<unsigned long>::max());
 }
 
-TYPED_TEST(NumGet, WantsNoGroupLeftOfOneThatTakesAllDigits) {
-  const style only_one = {"\3\177"};
+// Also no group left of one that takes all digits.
+TYPED_TEST(NumGet, WantsTheGroupsOfNumpunct) {
   const std::string most(127, '1');
   const struct {
+    const char* grouping;
     std::string text;
     bool fail;
-  } cases[] = {{most + ",234", false},
-               {most + most + ",234", false},
-               {"1," + most + ",234", true},
-               {"1," + most + most + ",234", true}};
-  for (const auto& [text, fail] : cases) {
+  } cases[] = {{"\3\177", most + ",234", false},
+               {"\3\177", most + most + ",234", false},
+               {"\3\177", "1," + most + ",234", true},
+               {"\3\177", "1," + most + most + ",234", true},
+               {"\2\3", "1,234,56", false},
+               {"\2\3", "123,456,789,01", false},
+               {"\2\3", "123,45,789,01", true}};
+  for (const auto& [grouping, text, fail] : cases) {
+    const style groups = {grouping};
     auto buf = played<TypeParam>(text, {1000});
     const auto result =
-        parse<double>(buf, ios_base::dec, nalo_locale<TypeParam>(&only_one));
+        parse<double>(buf, ios_base::dec, nalo_locale<TypeParam>(&groups));
     EXPECT_EQ(result.fail, fail) << text;
     EXPECT_EQ(result.taken, text.size()) << text;
   }
