@@ -109,8 +109,9 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
       return traits::eof();
     }
     leave_area(position());
-    const text area = rest().substr(0, next_size(play_.get_areas, get_at_));
-    if (area.empty()) return traits::to_int_type(rest().front());
+    const text area =
+        play_.input.substr(area_at_, next_size(play_.get_areas, get_at_));
+    if (area.empty()) return traits::to_int_type(play_.input[area_at_]);
     ++get_at_;
     get_area_ = std::vector<Char>(area.begin(), area.end());
     this->setg(get_area_.data(), get_area_.data(),

@@ -1,0 +1,618 @@
+// Numbers, written and read by a stream, against snprintf and strtod: random
+// values, texts, flags, punctuation, widths, precisions and areas.
+#ifndef NALO_FUZZ_NUMBER_MODEL_H
+#define NALO_FUZZ_NUMBER_MODEL_H
+
+#include <nalo/base/numpunct>
+#include <nalo/istream>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "choices.h"
+#include "scripted_streambuf.h"
+#include "styled_numpunct.h"
+#include "text.h"
+
+namespace nalo_test::numbers {
+
+using fmtflags = nalo::ios_base::fmtflags;
+using nalo::ios_base;
+using nalo::streamsize;
+
+inline style choose_style(choices& random) {
+  if (random.below(2) == 0) return {};
+  return {random.text<char>(random.below(4), {"\3\1\2\177\0\xFF", 6}),
+          random.one_of({'_', '\''}), random.one_of({'.', ',', '\xE9'}),
+          random.text<char>(random.below(4), "ab"),
+          random.text<char>(random.below(4), "ab")};
+}
+
+// The size of the group at a place from the right, 0 for all that is left.
+inline size_t group_size(const std::string& grouping, size_t place) {
+  if (grouping.empty()) return 0;
+  const char size = grouping[std::min(place, grouping.size() - 1)];
+  return size > 0 && size < CHAR_MAX ? static_cast<size_t>(size) : 0;
+}
+
+// --- writing -----------------------------------------------------------------
+
+template <class... Args>
+std::string print(const std::string& spec, Args... args) {
+  std::string text(1, '\0');
+  for (;;) {
+    const auto size = static_cast<size_t>(
+        std::snprintf(text.data(), text.size(), spec.c_str(), args...));
+    const bool fits = size < text.size();
+    text.resize(size + !fits);
+    if (fits) return text;
+  }
+}
+
+// A number before padding.
+struct printed {
+  std::string front;  // what internal padding comes behind
+  std::string lead;   // of what is in no group
+  std::string digits;
+  std::string fraction;  // with its point
+  std::uint64_t zeros = 0;
+  std::string exponent;
+};
+
+inline printed print_bits(const ios_base& io, unsigned long long bits,
+                          bool is_signed) {
+  const auto base = io.flags() & ios_base::basefield;
+  const bool oct = base == ios_base::oct, hex = base == ios_base::hex;
+  const bool upper = (io.flags() & ios_base::uppercase) != 0;
+  std::string spec = (io.flags() & ios_base::showpos) != 0 ? "%+" : "%";
+  if ((io.flags() & ios_base::showbase) != 0) spec += '#';
+  spec += oct ? "llo" : hex ? upper ? "llX" : "llx" : is_signed ? "lld" : "llu";
+  printed number{.digits = print(spec, bits)};
+  const auto cut = [&](std::string& to, size_t n) {
+    to = number.digits.substr(0, n);
+    number.digits.erase(0, n);
+  };
+  if (number.digits[0] == '-' || number.digits[0] == '+') cut(number.front, 1);
+  if (hex && spec[spec.size() - 4] == '#' && bits != 0) cut(number.front, 2);
+  if (oct && number.digits[0] == '0' && bits != 0) cut(number.lead, 1);
+  return number;
+}
+
+template <class T>
+printed print_float(const ios_base& io, T value) {
+  using limits = std::numeric_limits<T>;
+  const auto has = [&](fmtflags flag) { return (io.flags() & flag) != 0; };
+  const auto field = io.flags() & ios_base::floatfield;
+  const bool hex = field == ios_base::floatfield;
+  const bool general = field == fmtflags();
+  // No value has other digits than 0 behind so many.
+  const streamsize wanted = io.precision() < 0 ? 6 : io.precision();
+  const streamsize made =
+      std::min<streamsize>(wanted, limits::digits - limits::min_exponent);
+  std::string spec = has(ios_base::showpos) ? "%+" : "%";
+  if (has(ios_base::showpoint)) spec += '#';
+  if (!hex) spec += '.' + std::to_string(made);
+  if (std::is_same_v<T, long double>) spec += 'L';
+  const std::string_view letters = has(ios_base::uppercase) ? "AFEG" : "afeg";
+  spec += letters[hex ? 0 : field == ios_base::fixed ? 1 : general ? 3 : 2];
+
+  printed number{.fraction = print(spec, value)};
+  const auto cut = [&](std::string& to, size_t n) {
+    to = number.fraction.substr(0, n);
+    number.fraction.erase(0, n);
+  };
+  const auto skip = [&](const char* chars) {
+    return std::min(number.fraction.find_first_not_of(chars),
+                    number.fraction.size());
+  };
+  cut(number.front, skip("+-"));
+  if (!std::isfinite(value)) return number;
+  if (hex) cut(number.front.empty() ? number.front : number.lead, 2);
+  cut(number.digits, skip(hex ? "0123456789abcdefABCDEF" : "0123456789"));
+  const size_t end =
+      std::min(number.fraction.find_first_of("eEpP"), number.fraction.size());
+  number.exponent = number.fraction.substr(end);
+  number.fraction.resize(end);
+  if (!hex && (!general || has(ios_base::showpoint))) {
+    number.zeros = static_cast<std::uint64_t>(wanted - made);
+  }
+  return number;
+}
+
+template <class T>
+printed print_value(const ios_base& io, T value) {
+  if constexpr (std::is_pointer_v<T>) {
+    const std::string text = value ? print("%p", value) : "0";
+    return {.front = value ? "0x" : "", .lead = text.substr(value ? 2 : 0)};
+  } else if constexpr (std::is_floating_point_v<T>) {
+    using wide = std::conditional_t<std::is_same_v<T, float>, double, T>;
+    return print_float<wide>(io, value);
+  } else {
+    const auto base = io.flags() & ios_base::basefield;
+    const bool is_bits = base == ios_base::oct || base == ios_base::hex;
+    const auto wide = static_cast<long long>(value);
+    const auto narrow = sizeof(T) == sizeof(int) ? UINT_MAX : USHRT_MAX;
+    return print_bits(io,
+                      is_bits && sizeof(T) < sizeof(wide)
+                          ? static_cast<unsigned long long>(wide) & narrow
+                          : static_cast<unsigned long long>(wide),
+                      std::is_signed_v<T> || std::is_same_v<T, bool>);
+  }
+}
+
+// Takes what is written up to a limit.
+template <class Char>
+struct limited_text {
+  void add(std::uint64_t n, Char ch) {
+    const size_t taken = std::min<std::uint64_t>(n, limit - text.size());
+    text.append(taken, ch);
+    cut = cut || taken < n;
+  }
+  void add(const std::basic_string<Char>& s) {
+    for (const Char ch : s) add(1, ch);
+  }
+  size_t limit;
+  std::basic_string<Char> text = {};
+  bool cut = false;
+};
+
+template <class Char>
+std::basic_string<Char> grouped(const std::string& digits, const style& punct) {
+  std::basic_string<Char> text;
+  size_t place = 0, in_group = 0;
+  for (size_t i = digits.size(); i-- != 0;) {
+    const size_t size = group_size(punct.grouping, place);
+    if (size != 0 && in_group == size) {
+      text.insert(text.begin(), Char(punct.separator));
+      ++place;
+      in_group = 0;
+    }
+    text.insert(text.begin(), static_cast<Char>(digits[i]));
+    ++in_group;
+  }
+  return text;
+}
+
+// What is to be written of a value, up to the limit of out.
+template <class T, class Char>
+void write_reference(limited_text<Char>& out, const nalo::basic_ios<Char>& io,
+                     T value, const style& punct) {
+  std::basic_string<Char> front, middle, tail;
+  std::uint64_t zeros = 0;
+  if (std::is_same_v<T, bool> && (io.flags() & ios_base::boolalpha) != 0) {
+    middle = widened<Char>(value == T() ? punct.no : punct.yes);
+  } else {
+    printed number = print_value(io, value);
+    front = widened<Char>(number.front);
+    middle = widened<Char>(number.lead) + grouped<Char>(number.digits, punct) +
+             widened<Char>(number.fraction);
+    if (!number.digits.empty() && !number.fraction.empty()) {
+      middle[middle.size() - number.fraction.size()] = Char(punct.point);
+    }
+    zeros = number.zeros;
+    tail = widened<Char>(number.exponent);
+  }
+  const std::uint64_t length =
+      front.size() + middle.size() + zeros + tail.size();
+  const auto width =
+      static_cast<std::uint64_t>(std::max<streamsize>(io.width(), 0));
+  const std::uint64_t padding = width > length ? width - length : 0;
+  const auto adjust = io.flags() & ios_base::adjustfield;
+  const bool left = adjust == ios_base::left;
+  const bool internal = adjust == ios_base::internal;
+  if (!left && !internal) out.add(padding, io.fill());
+  out.add(front);
+  if (internal) out.add(padding, io.fill());
+  out.add(middle);
+  out.add(zeros, Char('0'));
+  out.add(tail);
+  if (left) out.add(padding, io.fill());
+}
+
+template <class T>
+T choose_value(choices& random) {
+  const std::uint64_t bits = random.bits(random.below(9));
+  if constexpr (std::is_pointer_v<T>) {
+    return reinterpret_cast<T>(bits);
+  } else if constexpr (std::is_integral_v<T>) {
+    return static_cast<T>(random.below(2) ? bits : 0 - bits);
+  } else {
+    using limits = std::numeric_limits<T>;
+    const auto range = limits::max_exponent - limits::min_exponent + 200;
+    T value = static_cast<T>(bits);
+    switch (random.below(5)) {
+      case 0:
+        value /= 1000;
+        break;
+      case 1:
+        value /= 2;
+        break;
+      case 2:  // any exponent, those of subnormal values included
+        value = std::ldexp(
+            value,
+            limits::min_exponent - 130 +
+                static_cast<int>(random.below(static_cast<size_t>(range))));
+        break;
+      case 3:  // where the form of %g changes
+        value = std::pow(T(10), static_cast<T>(random.below(60)) - 30);
+        break;
+      case 4:
+        value =
+            random.one_of({T(), limits::infinity(), limits::quiet_NaN(),
+                           limits::max(), limits::denorm_min(), limits::min()});
+    }
+    return std::copysign(value, random.below(2) ? T(-1) : T(1));
+  }
+}
+
+// A width or a precision: mostly small, sometimes near the limits.
+inline streamsize choose_length(choices& random) {
+  constexpr auto most = std::numeric_limits<streamsize>::max();
+  const auto near = static_cast<streamsize>(random.below(3));
+  switch (random.below(8)) {
+    case 0:
+      return most - near;
+    case 1:
+      return -1 - near;
+    case 2:
+      return INT_MAX + near - 1;
+    case 3:
+      return static_cast<streamsize>(random.below(2500));
+    default:
+      return static_cast<streamsize>(random.below(40));
+  }
+}
+
+template <class Char, class T>
+void compare_writing(choices& random, T value) {
+  const auto punct = choose_style(random);
+  const auto flags = static_cast<fmtflags>(random.bits(2) % 0x8000);
+  const streamsize precision = choose_length(random);
+  const streamsize width = random.below(2) ? choose_length(random) : 0;
+  limited_text<Char> expected{random.one_of<size_t>({3, 20, 3000})};
+  scripted_streambuf<Char> buf(
+      {.put_areas = {random.below(8), random.one_of<size_t>({0, 5, 500})},
+       .accepts = expected.limit});
+  nalo::basic_ostream<Char> out(&buf);
+  out.imbue({nalo::locale(), new styled<nalo::numpunct<Char>>(punct)});
+  out.flags(flags);
+  out.precision(precision);
+  out.width(width);
+  out.fill(random.one_of({Char('*'), Char(), Char('\xE9')}));
+
+  write_reference(expected, out, value, punct);
+  out << value;
+  const auto trace = [&] {
+    std::ostringstream text;
+    text.precision(21);
+    text << value << " flags " << flags << " precision " << precision
+         << " width " << width << " grouping \"" << shown<char>(punct.grouping)
+         << '"';
+    return text.str();
+  };
+  ASSERT_EQ(shown<Char>(buf.output()), shown<Char>(expected.text)) << trace();
+  ASSERT_EQ(out.rdstate(), expected.cut ? ios_base::badbit : ios_base::goodbit)
+      << trace();
+  ASSERT_EQ(out.width(), 0) << trace();
+}
+
+// --- reading -----------------------------------------------------------------
+
+template <class T>
+struct reading {
+  T value = {};
+  bool fail = false, eof = false;
+  size_t taken = 0;
+
+  std::string shown() const {
+    std::ostringstream text;
+    text.precision(std::numeric_limits<long double>::max_digits10);
+    text << value << (fail ? " fail" : "") << (eof ? " eof" : "") << " taken "
+         << taken;
+    return text.str();
+  }
+};
+
+// Finds the run of a number and leaves it as the standard functions want it.
+template <class Char>
+class number_reader {
+ public:
+  number_reader(const std::basic_string<Char>& text, const style& punct)
+      : text_(text), punct_(punct) {}
+
+  template <class T>
+  reading<T> integer(unsigned base) {
+    const bool minus = sign();
+    if (base != 10 && take("0")) {
+      if (base != 8 && take("xX")) {
+        base = 16;
+      } else {
+        if (base == 0) base = 8;
+        is_number_ = true;
+        clean_ = "0";
+        // The 0 in front of an octal number is in no group.
+        if (base != 8) ++groups_.back();
+      }
+    }
+    if (base == 0) base = 10;
+    while (may_go_on_ && (digit(base) || separator())) {
+    }
+    errno = 0;
+    const unsigned long long magnitude =
+        std::strtoull(clean_.c_str(), nullptr, static_cast<int>(base));
+    using limits = std::numeric_limits<T>;
+    const auto most = static_cast<unsigned long long>(limits::max()) +
+                      (minus && limits::is_signed);
+    if (!is_number_) return result(T(), false);
+    if (errno == ERANGE || magnitude > most) {
+      return result(minus && limits::is_signed ? limits::min() : limits::max(),
+                    false);
+    }
+    return result(static_cast<T>(minus ? 0 - magnitude : magnitude),
+                  groups_agree());
+  }
+
+  template <class T>
+  reading<T> floating() {
+    const bool minus = sign();
+    unsigned base = 10;
+    if (take("0")) {
+      if (take("xX")) {
+        base = 16;
+        clean_ = "0x";
+      } else {
+        is_number_ = true;
+        clean_ = "0";
+        ++groups_.back();
+      }
+    }
+    bool in_fraction = false;
+    while (may_go_on_) {
+      if (digit(base, !in_fraction)) continue;
+      if (!in_fraction && at_ < text_.size() &&
+          text_[at_] == Char(punct_.point)) {
+        in_fraction = true;
+        clean_ += '.';
+        ++at_;
+      } else if (in_fraction || !separator()) {
+        break;
+      }
+    }
+    if (is_number_ && take(base == 16 ? "pP" : "eE")) {
+      clean_ += base == 16 ? 'p' : 'e';
+      clean_ += sign() ? '-' : '+';
+      is_number_ = false;
+      while (digit(10, false)) {
+      }
+    }
+    if (!is_number_) return result(T(), false);
+    T value;
+    if constexpr (std::is_same_v<T, float>) {
+      value = std::strtof(clean_.c_str(), nullptr);
+    } else if constexpr (std::is_same_v<T, double>) {
+      value = std::strtod(clean_.c_str(), nullptr);
+    } else {
+      value = std::strtold(clean_.c_str(), nullptr);
+    }
+    const bool fits = std::isfinite(value);
+    if (!fits) value = std::numeric_limits<T>::max();
+    return result(minus ? -value : value, fits && groups_agree());
+  }
+
+  // The longer name when both match, and none when they are the same.
+  reading<bool> name() {
+    const auto common = [&](const std::string& name) {
+      return std::mismatch(name.begin(), name.end(), text_.begin(), text_.end())
+                 .first -
+             name.begin();
+    };
+    at_ = static_cast<size_t>(std::max(common(punct_.no), common(punct_.yes)));
+    const auto has_all = [&](const std::string& name) {
+      return at_ != 0 && name.size() == at_ &&
+             text_.compare(0, at_, widened<Char>(name)) == 0;
+    };
+    const auto goes_on = [&](const std::string& name) {
+      return name.size() > at_ && widened<Char>(name).starts_with(text_);
+    };
+    const bool no = has_all(punct_.no), yes = has_all(punct_.yes);
+    return {yes && !no, yes == no, goes_on(punct_.no) || goes_on(punct_.yes),
+            at_};
+  }
+
+ private:
+  template <class T>
+  reading<T> result(T value, bool success) const {
+    return {value, !success, at_ == text_.size(), at_};
+  }
+  bool take(std::string_view chars) {
+    if (at_ == text_.size()) return false;
+    for (const char ch : chars) {
+      if (text_[at_] != static_cast<Char>(ch)) continue;
+      ++at_;
+      return true;
+    }
+    return false;
+  }
+  bool sign() { return take("-") || (take("+"), false); }
+  bool digit(unsigned base, bool in_group = true) {
+    constexpr std::string_view digits = "0123456789abcdef0123456789ABCDEF";
+    if (!take(digits.substr(0, base)) && !take(digits.substr(16, base))) {
+      return false;
+    }
+    clean_ += static_cast<char>(text_[at_ - 1]);
+    is_number_ = true;
+    groups_.back() += in_group;
+    return true;
+  }
+  // One without digits in front of it ends the number, which is none.
+  bool separator() {
+    if (group_size(punct_.grouping, 0) == 0 || at_ == text_.size() ||
+        text_[at_] != Char(punct_.separator)) {
+      return false;
+    }
+    may_go_on_ = groups_.back() != 0;
+    is_number_ = is_number_ && may_go_on_;
+    if (may_go_on_) {
+      ++at_;
+      groups_.push_back(0);
+    }
+    return may_go_on_;
+  }
+  bool groups_agree() const {
+    const size_t last = groups_.size() - 1;
+    if (last == 0) return true;
+    for (size_t place = 0; place < last; ++place) {
+      const size_t size = group_size(punct_.grouping, place);
+      if (size == 0 || groups_[last - place] != size) return false;
+    }
+    const size_t most = group_size(punct_.grouping, last);
+    return most == 0 || groups_[0] <= most;
+  }
+
+  const std::basic_string<Char>& text_;
+  const style& punct_;
+  size_t at_ = 0;
+  std::string clean_;
+  bool is_number_ = false;
+  bool may_go_on_ = true;
+  std::vector<size_t> groups_ = {0};
+};
+
+template <class T, class Char>
+reading<T> read_reference(const std::basic_string<Char>& text, fmtflags flags,
+                          const style& punct) {
+  number_reader<Char> reader(text, punct);
+  const auto field = flags & ios_base::basefield;
+  const unsigned base = field == ios_base::oct   ? 8
+                        : field == ios_base::hex ? 16
+                        : field == fmtflags()    ? 0
+                                                 : 10;
+  if constexpr (std::is_same_v<T, bool>) {
+    if ((flags & ios_base::boolalpha) != 0) return reader.name();
+    const auto number = reader.template integer<long>(base);
+    const bool is_bool = number.value == 0 || number.value == 1;
+    return {number.value != 0, number.fail || !is_bool, number.eof,
+            number.taken};
+  } else if constexpr (std::is_pointer_v<T>) {
+    const auto number = reader.template integer<unsigned long>(16);
+    return {reinterpret_cast<T>(number.value), number.fail, number.eof,
+            number.taken};
+  } else if constexpr (std::is_floating_point_v<T>) {
+    return reader.template floating<T>();
+  } else {
+    return reader.template integer<T>(base);
+  }
+}
+
+template <class T, class Char>
+void compare_reading(choices& random, const std::basic_string<Char>& text,
+                     const style& punct, std::vector<size_t> windows) {
+  const auto flags =
+      static_cast<fmtflags>(random.bits(2) % 0x8000) & ~ios_base::skipws;
+  const auto expected = read_reference<T>(text, flags, punct);
+  scripted_streambuf<Char> buf({.input = text, .get_areas = windows});
+  // With a get area at hand, or with the buffer to be asked first.
+  if (random.below(2) == 0) buf.sgetc();
+  nalo::basic_istream<Char> in(&buf);
+  in.imbue({nalo::locale(), new styled<nalo::numpunct<Char>>(punct)});
+  in.flags(flags);
+  reading<T> actual;
+  in >> actual.value;
+  actual.fail = in.fail();
+  actual.eof = in.eof();
+  actual.taken = buf.position();
+  ASSERT_EQ(actual.shown(), expected.shown())
+      << '"' << shown<Char>(text.substr(0, 3000)) << "\" of " << text.size()
+      << " flags " << flags << " windows " << testing::PrintToString(windows)
+      << " grouping \"" << shown<char>(punct.grouping) << '"';
+}
+
+// Calls one(T()) for one of the types that are both written and read.
+template <class One>
+void for_one_type(choices& random, One one) {
+  switch (random.below(13)) {
+    case 0:
+      return one(bool());
+    case 1:
+      return one(short());
+    case 2:
+      return one(static_cast<unsigned short>(0));
+    case 3:
+      return one(0);
+    case 4:
+      return one(0U);
+    case 5:
+      return one(0L);
+    case 6:
+      return one(0UL);
+    case 7:
+      return one(0LL);
+    case 8:
+      return one(0ULL);
+    case 9:
+      return one(0.0f);
+    case 10:
+      return one(0.0);
+    case 11:
+      return one(0.0L);
+    case 12:
+      return one(static_cast<void*>(nullptr));
+  }
+}
+
+// A text that looks like a number, mostly.
+template <class Char>
+std::basic_string<Char> choose_text(choices& random, const style& punct) {
+  auto alphabet = widened<Char>("0123456789abcdefxXABCDEFpP+-.et \xE9");
+  alphabet += {Char(punct.point), Char(punct.separator), Char(0x130), Char(-2)};
+  std::basic_string<Char> text;
+  for (size_t pieces = 1 + random.below(4); pieces != 0; --pieces) {
+    switch (random.below(6)) {
+      case 0:
+        text += widened<Char>(random.below(2) ? punct.yes : punct.no);
+        break;
+      case 1:
+        text.append(random.below(40), '0');
+        break;
+      case 2:
+        text += grouped<Char>(print(random.one_of({"%llu", "%llo", "%llX"}),
+                                    random.bits(random.below(9))),
+                              punct);
+        break;
+      case 3: {
+        // Half way between two values of type double, or near it.
+        const auto precision = random.one_of({17, 20, 800});
+        const auto value =
+            std::ldexp(static_cast<long double>(2 * random.bits(7) + 1),
+                       static_cast<int>(random.below(2200)) - 1130);
+        text += widened<Char>(print("%.*Lg", precision, value));
+        break;
+      }
+      case 4:
+        text += widened<Char>(print("%La", choose_value<long double>(random)));
+        break;
+      case 5:
+        text += random.text<Char>(random.below(12), alphabet);
+    }
+  }
+  return text;
+}
+
+}  // namespace nalo_test::numbers
+
+#endif
