@@ -82,33 +82,43 @@ def is_member_definition(lines):
         re.match(r"[^({;]*::(~?\w+|operator\W+)\(", text))
 
 
+def end_of_comment(lines, number):
+    while lines[number].strip().startswith("//"):
+        number += 1
+    return number
+
+
+def end_of_left_out(lines, number):
+    """Behind what is left out at the outermost level, or the same number."""
+    if lines[number] == "namespace impl {":
+        return lines.index("}  // namespace impl", number) + 1
+    if re.match(r"(NALO_\w+\()?extern template", lines[number]):
+        while not lines[number].endswith(";"):
+            number += 1
+        return number + 1
+    begin = end_of_comment(lines, number)
+    if re.match(r"\w", lines[begin]):
+        end = begin + declarations(lines[begin:])[0]
+        if is_member_definition(lines[begin:end]):
+            return end
+    return number
+
+
 def filtered(header, lines):
     group = "header_" + re.sub(r"\W", "_", header)
-    description = lines[1 : next(i for i, line in enumerate(lines)
-                                 if not line.startswith("//"))]
-    yield from as_doxygen(description, f"@defgroup {group} {header}")
+    number = end_of_comment(lines, 1)
+    yield from as_doxygen(lines[1:number], f"@defgroup {group} {header}")
 
-    scopes, number, group_end = Scopes(), len(description) + 1, None
+    scopes, group_end = Scopes(), None
     while number < len(lines):
-        line = lines[number]
         if number == group_end:
             yield "/// @}"
-        if line == "namespace impl {":
-            number = lines.index("}  // namespace impl", number) + 1
-            continue
-        if re.match(r"(NALO_\w+\()?extern template", line):
-            while not lines[number].endswith(";"):
-                number += 1
-            number += 1
-            continue
-        end = number
-        while lines[end].strip().startswith("//"):
-            end += 1
-        if len(scopes.open) == 1 and re.match(r"\w", lines[end]):
-            length = declarations(lines[end:])[0]
-            if is_member_definition(lines[end : end + length]):
-                number = end + length
+        if len(scopes.open) == 1:
+            left_out = number
+            number = end_of_left_out(lines, number)
+            if number != left_out:
                 continue
+        end = end_of_comment(lines, number)
         if end > number and scopes.declare() and re.match(
             r"\s*[^\s}#]", lines[end]
         ):
@@ -119,12 +129,15 @@ def filtered(header, lines):
             yield from as_doxygen(lines[number:end])
             number = end
             continue
-        if line == "}  // namespace nalo":
-            yield from ["/// @}", line]
-            return
+
+        line = lines[number]
+        if line.startswith("}  // namespace"):
+            yield "/// @}"
         scopes.read(line)
         yield line
-        if line == "namespace nalo {":
+        if line == "}  // namespace nalo":
+            return
+        if re.match(r"namespace \w+ {$", line):
             yield f"/// @addtogroup {group}"
             yield "/// @{"
         number += 1
