@@ -168,7 +168,7 @@ struct stream_world {
     const bool masked = (mask & bad) != good, meets = (state & mask) != good;
     const bool outside = with_.op.where == plain || at.number <= gate;
     std::string fault = at.raises(), expected;
-    if (fault == "std::bad_alloc" && wants_words()) fault = no_words;
+    if (fault == "std::bad_alloc" && is_about("word")) fault = no_words;
     bool dumped = false;
     if (at.kind == fault::cancel) {
       const bool in_tied = at.point.owner == &*tied_buf;
@@ -203,6 +203,9 @@ struct stream_world {
       if (!io.bad()) return "badbit is not set";
       if (n > 0) return "a value was stored";
       if (at.is_memory() && !buf->output().empty()) return "written too early";
+      if (at.is_memory() && is_about("setw") && io.width() == 0) {
+        return "the width is gone";
+      }
       const auto taken = buf->play_.input.substr(0, buf->position());
       if (at.is_memory() && str != kept &&
           !taken.ends_with(std::basic_string_view<Char>(str))) {
@@ -239,9 +242,8 @@ struct stream_world {
   long n;
 
  private:
-  bool wants_words() const {
-    const std::string_view name = with_.op.name;
-    return name.find("word") != name.npos;
+  bool is_about(const char* what) const {
+    return std::string_view(with_.op.name).find(what) != std::string_view::npos;
   }
 };
 
