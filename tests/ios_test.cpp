@@ -416,6 +416,19 @@ class Ios : public testing::Test {
 using characters = testing::Types<char, wchar_t>;
 TYPED_TEST_SUITE(Ios, characters);
 
+TEST(State, HasTheNamesOfItsBits) {
+  for (unsigned state = 0; state < 8; ++state) {
+    std::string names;
+    for (auto [bit, name] : {std::pair(badbit, "|badbit"),
+                             {eofbit, "|eofbit"},
+                             {failbit, "|failbit"}}) {
+      if ((state & bit) != 0) names += name;
+    }
+    EXPECT_STREQ(nalo::state_names(bits(state)),
+                 state == 0 ? "goodbit" : names.c_str() + 1);
+  }
+}
+
 TYPED_TEST(Ios, BehavesAsAModel) {
   choices random(20240229);
   for (int round = 0; round < 1000 && !this->HasFailure(); ++round) {
