@@ -107,7 +107,7 @@ class flawed_buffer : public nalo::basic_streambuf<Char> {
   int_type pbackfail(int_type ch) override {
     const auto at = in_at();
     if (at == 0 || is(flaw::pbackfail_moves)) {
-      if (at != 0) this->gbump(-1);
+      if (at != 0) place(at - 1, 1);
       return traits::eof();
     }
     const int_type last =
@@ -233,7 +233,10 @@ TYPED_TEST(Conformance, FindsEveryFlaw) {
     flaw has;
     const char* reported;  // one line begins with it
   } rows[] = {
+#ifndef NALO_HARDENED  // which stops the buffer itself
       {flaw::get_area, "sgetc() at 0: expected the pointers of the get area"},
+      {flaw::put_area, "overflow(eof) at 0: expected the pointers of the put"},
+#endif
       {flaw::underflow_takes, "sgetc() at 0"},
       {flaw::underflow_raises, "sgetc() at 6: expected no exception, saw five"},
       {flaw::uflow_stays, "sbumpc() at 4"},
@@ -254,7 +257,6 @@ TYPED_TEST(Conformance, FindsEveryFlaw) {
       {flaw::seek_behind, "pubseekoff(101, beg) at 2: expected -1, saw 100"},
       {flaw::seek_moves, "sgetc() at 2"},
       {flaw::seekpos_stays, "sgetc() at 0"},
-      {flaw::put_area, "overflow(eof) at 0: expected the pointers of the put"},
       {flaw::overflow_drops, "pubsync() at 250: expected 'o' as character 0"},
       {flaw::overflow_refuses,
        "pubsync() at 200: expected none as character 200"},
