@@ -341,7 +341,7 @@ const operation<World> output_operations[] = {
     {RUN(w.n = w.out.tellp()), open},
     {RUN(w.out.seekp(0)), open},
     {RUN(w.out.seekp(0, ios_base::end)), open},
-    {RUN(w.io.iword(20) = 1), open},
+    {RUN(w.io.iword(20) = 1; w.io.iword(30) = 1), open},
     {RUN(w.io.pword(20) = &w), open},
     {RUN(w.io.copyfmt(w.wordy)), plain},
     {RUN(w.io.imbue(faulty_locale<std::decay_t<decltype(w.ch)>>())), plain},
