@@ -180,6 +180,10 @@ TYPED_TEST(String, AllocatesForWhatDoesNotFitOnly) {
   s.swap(other);
   EXPECT_EQ(std::as_const(other).c_str(), chunk);
   EXPECT_EQ(this->source_.requests(), before);
+  const std::vector<short> list(60, 'x');
+  EXPECT_EQ(S(list.begin(), list.end(), this->ma_).capacity(), 60u);
+  EXPECT_EQ(this->in_source(50).assign(text.data(), 60).capacity(), 76u);
+  EXPECT_EQ(this->in_source(50).insert(0, text.data(), 10).capacity(), 76u);
   s.reserve(80);
   for (const bool assigned : {false, true}) {  // shared: exactly what is needed
     const S shares(s, this->ma_);
@@ -217,6 +221,13 @@ TYPED_TEST(String, RefusesLengthsThatDoNotFit) {
               under ? c.under : c.over)
         << c.size << " by " << c.change;
   }
+}
+
+TYPED_TEST(String, RefusesSumsThatAreTooLong) {
+  typename TestFixture::string s(this->text(2));
+  const std::basic_string_view<TypeParam> long_text(s.c_str(), LONG_MAX);
+  const auto add = [&] { s = s + long_text + long_text; };
+  EXPECT_EQ(message_of<nalo::overflow_error>(add), kOverflow);
 }
 
 TYPED_TEST(String, ChecksTheLengthOfWhatDerivedClassesAppend) {
@@ -269,6 +280,7 @@ TYPED_TEST(String, RefusesPositionsBehindTheEnd) {
   // The model covers the others.
   const Calls<S> calls = {
       [](S& s) { s.compare(61, 0, V()); },
+      [](S& s) { (void)std::as_const(s).at(61); },
       [](S& s) { s.compare(0, 0, V(s), 61); },
       [](S& s) { S t(s, 61); },
       [](S& s) { s.erase(std::as_const(s).end() + 1); },
@@ -328,6 +340,11 @@ TYPED_TEST(String, ReadOnlyErrorTellsTheText) {
       {T(5, 'x'), 3, "xxx"},  // no zero behind it
   };
   const Calls<S> calls = {
+      // Even where another error would follow.
+      [](S& s) { s.append(s.c_str(), S::npos); },
+      [](S& s) { s.append(S::npos, TypeParam()); },
+      [](S& s) { s.insert(999, 1, TypeParam()); },
+      [](S& s) { s.insert(999, s.c_str(), 1); },
       [](S& s) { s.append(s.c_str(), 0); },
       [](S& s) { s.clear(); },
       [](S& s) { s.clear(true); },
@@ -449,6 +466,82 @@ TYPED_TEST(String, SumsAllocateOnce) {
 
 // The rest.
 
+template <class... T>
+std::vector<long> numbers(T... values) {
+  return {static_cast<long>(values)...};
+}
+
+// What the model of random operations leaves out: other overloads and default
+// arguments.
+template <class S>
+std::vector<long> answers(const S& s, const S& t) {
+  using Char = typename S::value_type;
+  const Char set[] = {'c', 'b', 'a', 0};
+  const std::basic_string_view<Char> view(set, 2);
+  Char to[9] = {};
+  const size_t copied = s.copy(to, 3);
+  return numbers(copied, to[0], s.length(), s.substr().size(),
+                 s.substr(2).size(), s.front(), s.back(), s.at(1), *s.cbegin(),
+                 s.cend()[-1], *s.rbegin(), s.rend()[-1], *s.crbegin(),
+                 s.crend()[-1], s.find(s), s.find(set, 0, 1), s.rfind(view),
+                 s.rfind(set, 9, 1), s.find_first_of(view),
+                 s.find_first_of(set, 0, 2), s.find_last_of(view),
+                 s.find_last_of(set, 9, 2), s.find_first_not_of(view),
+                 s.find_first_not_of(set, 0, 2), s.find_last_not_of(view),
+                 s.find_last_not_of(set, 9, 2), s.compare(1, 2, set) < 0,
+                 s.compare(2, 1, set, 1) == 0, s.compare(1, 2, view, 1) < 0,
+                 s < t, t < s, s<set, s> set, s<view, s> view);
+}
+
+template <class S>
+auto changes(S s, S t) {
+  using Char = typename S::value_type;
+  std::vector<std::basic_string<Char>> stages;
+  const auto stage = [&] { stages.emplace_back(s.begin(), s.end()); };
+  s.insert(1, t), stage();
+  s.replace(1, 2, t), stage();
+  s.append(s.data(), 2), stage();
+  const auto next = s.erase(s.begin() + 1);
+  stages.emplace_back(1, *next), stage();
+  swap(s, t), stage();
+  s = S(t.begin() + 1, t.end()), stage();
+  s.erase(3), stage();
+  s.erase(), stage();
+  return stages;
+}
+
+TYPED_TEST(String, HasTheStandardsOtherCalls) {
+  using S = typename TestFixture::string;
+  const char* const cases[][2] = {{"axcabc", "axd"}, {"cabca", "caa"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c[0]);
+    const auto s = widened<TypeParam>(c[0]);
+    const auto t = widened<TypeParam>(c[1]);
+    EXPECT_EQ(answers(S(s), S(t)), answers(s, t));
+    EXPECT_EQ(changes(S(s), S(t)), changes(s, t));
+  }
+}
+
+template <class Traits>
+std::vector<long> traits_answers() {
+  using Char = typename Traits::char_type;
+  const Char text[] = {'a', static_cast<Char>(0xE4), 'b', 0};
+  Char ch = 'x';
+  Traits::assign(ch, text[0]);
+  return numbers(ch, Traits::lt(text[0], text[1]), Traits::lt(text[1], text[0]),
+                 Traits::lt(ch, ch), Traits::compare(text, text + 1, 2) < 0,
+                 Traits::compare(text + 1, text, 1) > 0,
+                 Traits::compare(text, text + 1, 0), Traits::length(text),
+                 Traits::find(text, 2, 'b') == nullptr,
+                 Traits::find(text, 0, 'a') == nullptr,
+                 Traits::find(text, 3, 'b') - text);
+}
+
+TYPED_TEST(String, HasTheStandardsTraits) {
+  EXPECT_EQ(traits_answers<nalo::char_traits<TypeParam>>(),
+            traits_answers<std::char_traits<TypeParam>>());
+}
+
 TYPED_TEST(String, TellsAndChangesItsSizes) {
   auto s = this->in_source(50);
   EXPECT_EQ(s.byte_size(), 50 * sizeof(TypeParam));
@@ -462,6 +555,15 @@ TYPED_TEST(String, TellsAndChangesItsSizes) {
   s.raw_resize(60);
   s.shrink_to_fit();
   EXPECT_EQ(s.capacity(), 60u);
+  s.raw_resize(61);
+  EXPECT_EQ(s.substr(0, 50), this->text(50));
+  EXPECT_EQ(s.capacity(), 91u);
+  typename TestFixture::string cut(s, this->ma_);
+  cut.raw_resize(50);  // shared: exactly what is needed
+  EXPECT_TRUE(cut == this->text(50) && cut.capacity() == 50);
+  cut.clear(true);
+  s.raw_resize(60);
+  s.shrink_to_fit();
   const typename TestFixture::string other(s, this->ma_);
   s.reserve(20);  // room of its own, for what it has
   EXPECT_TRUE(!s.shared() && s.capacity() == 60);
