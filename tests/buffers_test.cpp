@@ -17,6 +17,8 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <cwchar>
 #include <istream>
 #include <memory>
 #include <random>
@@ -201,6 +203,7 @@ TYPED_TEST(Buffers, CopyNoStringThatNeedNotBe) {
   EXPECT_EQ(literal[0], TypeParam('b'));
 
   string own(1000, 'c');
+  own.reserve(2000);
   const TypeParam* const own_chunk = own.c_str();
   stringbuf owner(std::move(own));
   put(owner, "x");
@@ -269,6 +272,9 @@ TYPED_TEST(Buffers, PassBetweenTheLibrariesWithoutLoss) {
     typename nalo::basic_streambuf<TypeParam>::int_type underflow() override {
       throw nalo::exception("file", 7, "nalo");
     }
+    nalo::streampos seekpos(nalo::streampos to, ios_base::openmode) override {
+      return to;
+    }
   } nalo_raises;
   over_std<TypeParam> from_std(&std_raises);
   over_nalo<TypeParam> from_nalo(&nalo_raises);
@@ -278,6 +284,15 @@ TYPED_TEST(Buffers, PassBetweenTheLibrariesWithoutLoss) {
   EXPECT_THROW(reads_std.peek(), std::runtime_error);
   EXPECT_THROW(reads_nalo.peek(), nalo::exception);
   EXPECT_TRUE(reads_std.bad() && reads_nalo.bad());
+
+  std::mbstate_t state;
+  std::memset(&state, 1, sizeof state);
+  std::streampos place(5);
+  place.state(state);
+  const std::streampos same = from_nalo.pubseekpos(place);
+  EXPECT_EQ(same, place);
+  const std::mbstate_t same_state = same.state();
+  EXPECT_EQ(std::memcmp(&same_state, &state, sizeof state), 0);
 }
 
 std::string numbered_text(std::size_t size) {
@@ -411,9 +426,10 @@ TEST(Fdbuf, ClosesWhatItOwns) {
     borrower.sbumpc();
     borrower.sputc('x');
     EXPECT_EQ(borrower.in_avail(), 8);
+    EXPECT_EQ(borrower.sbumpc(), '2');
   }
   EXPECT_EQ(contents(file), "0x23456789");
-  EXPECT_EQ(::lseek(file, 0, SEEK_CUR), 2);  // what was not read is left
+  EXPECT_EQ(::lseek(file, 0, SEEK_CUR), 3);  // what was not read is left
   {
     nalo::fdbuf owner(file, owned);
     owner.sputc('y');
