@@ -129,6 +129,30 @@ TEST(LastOnThread, IsEachThreadsOwn) {
   EXPECT_EQ(nalo::exception::last_on_thread().message, "of the main thread");
 }
 
+TEST(LastOnThread, IsEmptyOnceTheThreadEnds) {
+  static nalo::exception::record last;
+  static std::string seen;
+  struct ends_late {
+    ~ends_late() {
+      try {
+        nalo::tThrow(noting_error("late", false));
+      } catch (const nalo::exception& exc) {
+        seen = exc.file();
+        last = nalo::exception::last_on_thread();
+      }
+    }
+  };
+  std::thread([] {
+    // Made before the thread's record, it ends after it.
+    thread_local const ends_late late;
+    static_cast<void>(&late);
+    nalo::exception("early", 1, "").register_on_thread();
+  }).join();
+  EXPECT_EQ(seen, "sys/src/nalo/exception");
+  EXPECT_EQ(last.count, 0U);
+  EXPECT_STREQ(last.file, "");
+}
+
 std::string dumped;
 void note_dump(const nalo::exception& exc) noexcept { dumped += exc.what(); }
 

@@ -454,6 +454,22 @@ TYPED_TEST(Ios, BehavesAsAModel) {
   }
 }
 
+TYPED_TEST(Ios, EndsItsLifeInPlace) {
+  struct counted : nalo::basic_ios<TypeParam> {
+    explicit counted(int& count)
+        : nalo::basic_ios<TypeParam>(nullptr), count_(count) {}
+    ~counted() override { ++count_; }
+    using ios_base::allocate_words_;
+    using ios_base::destroy_;
+    int& count_;
+  };
+  int count = 0;
+  alignas(counted) unsigned char memory[sizeof(counted)];
+  (new (memory) counted(count))->destroy_();
+  EXPECT_EQ(count, 1);
+  EXPECT_EQ(counted::allocate_words_(-1), nullptr);
+}
+
 TYPED_TEST(Ios, IsMadeWithABufferOrWithoutAMask) {
   for (unsigned mask = 0; mask < 8; ++mask) {
     EXPECT_EQ(probe<TypeParam>(&this->buf_, bits(mask)).exceptions(), mask);

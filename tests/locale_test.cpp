@@ -184,6 +184,10 @@ TEST(Locale, NamesWhatItCannotMake) {
                   [&] { locale loc(client, name, locale::ctype); }),
               quoted + "\", categories 32: unknown name");
   }
+  EXPECT_EQ(text_raised<locale_error>([] {
+              locale::throwOnCreationFailure("", 1, 2, nullptr, nullptr);
+            }),
+            "nalo::locale \"\", categories 2: ");
   EXPECT_EQ(text_raised<locale_error>([&] { locale loc(client, client, 1); }),
             "nalo::locale \"*\", categories 1: unknown category");
   EXPECT_EQ(text_raised<locale_error>([&] { locale loc(client, "C", 2048); }),

@@ -128,7 +128,8 @@ class random_input {
         "0 00 1 7 9 12 345 8 - + . , . , ,678 .678 e E- e+ e3 e-320 e308 f Ab "
         "_ : / @ g G ` true fal a ab abb se 2 65535 65536 4294967295 "
         "4294967296 17.5 p inf "
-        "18446744073709551615 9223372036854775807 9223372036854775808 "
+        "18446744073709551615 18446744073709551616 "
+        "9223372036854775807 9223372036854775808 "
         "3.4028235e38 2.2250738585072011e-308 1.7976931348623157e308 "
         "179769313486231580793e289 000000000000000000000000000000");
     static const auto separated = words(",678 ,678 .901 ,23 '4");
@@ -376,6 +377,12 @@ TYPED_TEST(NumGet, NeedsANumpunctAndABuffer) {
   nalo::use_facet<nalo::num_get<TypeParam>>(nalo::locale())
       .get({}, {}, format, err, value);
   EXPECT_EQ(value, 0);
+  EXPECT_EQ(err, ios_base::failbit | ios_base::eofbit);
+  err = ios_base::goodbit;
+  double number = 77;
+  nalo::use_facet<nalo::num_get<TypeParam>>(nalo::locale())
+      .get({}, {}, format, err, number);
+  EXPECT_EQ(number, 0);
   EXPECT_EQ(err, ios_base::failbit | ios_base::eofbit);
 }
 

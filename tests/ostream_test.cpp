@@ -253,11 +253,13 @@ TYPED_TEST(Ostream, ManipulatorsRunInAnyStateAndChooseTheResult) {
 TYPED_TEST(Ostream, SeeksWithTheWholePosition) {
   std::mbstate_t state;
   std::memset(&state, 5, sizeof state);
-  nalo::streampos pos(3);
+  nalo::streampos pos(1);
   pos.state(state);
+  pos += 2;
   this->out_.seekp(pos);
   const std::mbstate_t sought = this->buf_.sought_.state();
   EXPECT_EQ(std::memcmp(&sought, &state, sizeof state), 0);
+  EXPECT_EQ(this->buf_.sought_, 3);
 }
 
 TYPED_TEST(Ostream, CopyTellsAnExhaustedSourceFromARefusal) {

@@ -501,6 +501,7 @@ auto changes(S s, S t) {
   s.insert(1, t), stage();
   s.replace(1, 2, t), stage();
   s.append(s.data(), 2), stage();
+  *s.rbegin() = 'z', stage();
   const auto next = s.erase(s.begin() + 1);
   stages.emplace_back(1, *next), stage();
   swap(s, t), stage();
