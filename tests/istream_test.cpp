@@ -139,6 +139,10 @@ const row<Char> rows[] = {
     {CALL(number<int>(in, p)), "x", fail, 7, "0", "x"},
     {CALL(number<unsigned>(in, p)), "4294967295,", good, 7, "4294967295", ","},
     {CALL(number<long>(in, p)), "-12 ", good, 7, "-12", " "},
+    {CALL(noskipws(in); number<long>(in, p)), "12 ", good, 7, "12", " "},
+    {CALL(noskipws(in); number<long>(in, p)), " 12", fail, 7, "0", " 12"},
+    {CALL(in.clear(eof); number<long>(in, p)), "12 ", eof | fail, 7, "0",
+     "12 "},
     {CALL(number<unsigned long>(in, p)), "12 ", good, 7, "12", " "},
     {CALL(number<long long>(in, p)), "-12 ", good, 7, "-12", " "},
     {CALL(number<unsigned long long>(in, p)), "12 ", good, 7, "12", " "},
@@ -222,6 +226,7 @@ TYPED_TEST(Istream, MissesAFacetWhenItIsNeeded) {
   in.clear();
   in.gcount_ = 7;
   EXPECT_THROW(in.sentry(false), nalo::null_facet_error);
+  EXPECT_THROW(in >> p.n, nalo::null_facet_error);
   EXPECT_THROW(in.getline(p.s, 9), nalo::null_facet_error);
   EXPECT_THROW(in.get(p.s, 9), nalo::null_facet_error);
   EXPECT_THROW(getline(in, p.str), nalo::null_facet_error);

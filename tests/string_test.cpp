@@ -359,6 +359,8 @@ TYPED_TEST(String, ReadOnlyErrorTellsTheText) {
       EXPECT_EQ(message_of<nalo::rvalue_error>([&] { call(s); }), c.message);
       EXPECT_TRUE(s.rvalue());
     }
+    const S copy(s);
+    EXPECT_TRUE(copy == c.text.substr(0, c.length) && !copy.rvalue());
     EXPECT_EQ(std::as_const(s).data(), c.text.data());
     EXPECT_EQ(s.buffer_size(), 0u);
     EXPECT_EQ(s.capacity(), c.length);
