@@ -208,7 +208,7 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
     this->setg(nullptr, nullptr, nullptr);
   }
   void drain() {
-    drained_ = output();
+    drained_.append(this->pbase(), this->pptr());
     this->setp(nullptr, nullptr);
   }
   // The input and the output have positions of their own. Moving the output
