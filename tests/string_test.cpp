@@ -80,24 +80,6 @@ TYPED_TEST(String, HasFourFieldsInOrder) {
             sizeof(TypeParam) == 1 ? 0xFFFFFFFFFFFFFFFE : 0x3FFFFFFFFFFFFFFE);
 }
 
-TYPED_TEST(String, GrowsByHalfWhenCharactersAreAppended) {
-  typename TestFixture::string s(this->ma_);
-  std::vector<size_t> capacities{s.capacity()};
-  for (size_t n = 1; n <= 140; ++n) {
-    s += TypeParam('x');
-    if (s.capacity() != capacities.back()) {
-      EXPECT_EQ(n, capacities.back() + 1);
-      EXPECT_EQ(this->source_.last_bytes(),
-                (s.capacity() + this->extra) * sizeof(TypeParam));
-      capacities.push_back(s.capacity());
-    }
-  }
-  EXPECT_EQ(capacities,
-            (sizeof(TypeParam) == 1
-                 ? std::vector<size_t>{39, 59, 89, 134, 202}
-                 : std::vector<size_t>{9, 14, 22, 34, 52, 79, 119, 179}));
-}
-
 // An append of count characters to a text of size characters that has so much
 // capacity, alone or with another string on its chunk.
 TYPED_TEST(String, TakesTheCapacityThatAnAppendNeeds) {
@@ -136,6 +118,10 @@ TYPED_TEST(String, TakesTheCapacityThatAnAppendNeeds) {
       }
       const bool nothing = !filled && c.count == 0;
       EXPECT_EQ(s.capacity(), nothing ? c.capacity : c.after);
+      EXPECT_TRUE(s.capacity() == in_place ||
+                  this->source_.last_bytes() ==
+                      (s.capacity() + this->extra) * sizeof(TypeParam))
+          << this->source_.last_bytes();
       EXPECT_EQ(s, this->text(c.size) + more);
       EXPECT_EQ(s.shared(), nothing);
       EXPECT_TRUE(!c.shared || other == this->text(c.size));
@@ -232,7 +218,8 @@ TYPED_TEST(String, RefusesLengthsThatDoNotFit) {
 TYPED_TEST(String, RefusesSumsThatAreTooLong) {
   typename TestFixture::string s(this->text(2));
   const std::basic_string_view<TypeParam> long_text(s.c_str(), LONG_MAX);
-  const auto add = [&] { s = s + long_text + long_text; };
+  // Not inlined: the compiler would warn of the length.
+  const std::function<void()> add = [&] { s = s + long_text + long_text; };
   EXPECT_EQ(message_of<nalo::overflow_error>(add), kOverflow);
 }
 
@@ -347,7 +334,7 @@ TYPED_TEST(String, ReadOnlyErrorTellsTheText) {
   };
   const Calls<S> calls = {
       // Even where another error would follow.
-      [](S& s) { s.append(s.c_str(), S::npos); },
+      [n = S::npos](S& s) { s.append(s.c_str(), n); },
       [](S& s) { s.append(S::npos, TypeParam()); },
       [](S& s) { s.insert(999, 1, TypeParam()); },
       [](S& s) { s.insert(999, s.c_str(), 1); },
