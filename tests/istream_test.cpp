@@ -111,6 +111,8 @@ const row<Char> rows[] = {
     {CALL(p.make_read_only(); getline(in, p.str)), "a", bad | fail, 7, "'x'",
      "a"},
     {CALL(p.make_read_only(); in >> p.str), "a", bad | fail, 7, "'x'", "a"},
+    {CALL(p.make_read_only(); in.peek(); getline(in, p.str)), "\na", bad | fail,
+     0, "'x'", "\na"},
 
     {CALL(p.n = in.readsome(p.s, 3)), "abcd", good, 3, "abc3", "d"},
     {CALL(p.n = in.readsome(p.s, 3)), "ab", good, 2, "ab2", ""},

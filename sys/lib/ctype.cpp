@@ -19,11 +19,11 @@ using mask = ctype_base::mask;
 constexpr mask kTableGraph = 32768;
 constexpr mask kTableAlnum = 8;
 
-constexpr bool in(int ch, char first, char last) {
+consteval bool in(int ch, char first, char last) {
   return first <= ch && ch <= last;
 }
 
-constexpr mask classes_of(int ch) {
+consteval mask classes_of(int ch) {
   mask classes = 0;
   const auto add = [&](bool is_in, int bits) {
     if (is_in) classes = static_cast<mask>(classes | bits);
@@ -47,7 +47,7 @@ constexpr mask classes_of(int ch) {
   return classes;
 }
 
-constexpr auto make_classic_table() {
+consteval auto make_classic_table() {
   std::array<mask, ctype<char>::table_size> table{};
   for (size_t ch = 0; ch <= 0x7F; ++ch) table[ch] = classes_of(int(ch));
   return table;

@@ -82,6 +82,7 @@ size_t locale::id::assign_index() const noexcept {
           ? static_cast<size_t>(known - std::begin(library_facets))
           : next_client_index.fetch_add(1, std::memory_order_relaxed);
   size_t assigned = 0;
+  // uncovered: false only when threads meet here.
   return std::atomic_ref<size_t>(index_).compare_exchange_strong(
              assigned, proposed, std::memory_order_relaxed)
              ? proposed
@@ -120,6 +121,7 @@ struct member_facet : Facet {
 template <class T>
 union immortal {
   constexpr immortal() noexcept : value_() {}
+  // uncovered: as its name says.
   ~immortal() {}
 
   T value_;

@@ -389,13 +389,14 @@ template <class Char>
 class comparison {
   using nalo_world =
       world<Char, nalo::basic_istream<Char>, nalo::basic_string<Char>>;
-  using model_world = world<Char, model<Char>, std::basic_string<Char>>;
+  using text = std::basic_string<Char>;
+  using model_world = world<Char, model<Char>, text>;
 
  public:
   explicit comparison(choices& random)
       : comparison(random, short_text(random)) {}
-  comparison(choices& random, const std::basic_string<Char>& text)
-      : random_(random), input_{.input = text, .get_areas = sizes()} {
+  comparison(choices& random, const text& input)
+      : random_(random), input_{.input = input, .get_areas = sizes()} {
     if (random.below(3) == 0) {
       real_.in.tie(&real_.tied);
       expected_.in.tie(&expected_.tied);
@@ -408,6 +409,13 @@ class comparison {
       real_.in.clear();
       expected_.in.clear();
       standard_.in.clear();
+    }
+    const text shared_text(60, 'y');
+    nalo::basic_string<Char> sharer;
+    if (random_.below(4) == 0) {
+      real_.b.str.assign(shared_text);
+      expected_.b.str = standard_.b.str = shared_text;
+      sharer = real_.b.str;
     }
     const size_t which = random_.below(std::size(operations<nalo_world>));
     const std::string_view call = operations<nalo_world>[which].name;
@@ -434,6 +442,7 @@ class comparison {
     ASSERT_EQ(between - before, dumps_.count() - between) << trace_;
     ASSERT_EQ(seen(real_), seen(expected_)) << trace_;
     ASSERT_EQ(real_.log, expected_.log) << trace_;
+    ASSERT_TRUE(sharer.empty() || sharer == shared_text) << trace_;
     if (!beside_std_) return;
     run(standard_);
     // A bounded extraction also looks at what follows: that may be the end.
