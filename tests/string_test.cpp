@@ -91,6 +91,10 @@ TYPED_TEST(String, TakesTheCapacityThatAnAppendNeeds) {
   } cases[] = {
       {0, in_place, false, in_place, in_place},
       {0, in_place, false, in_place + 1, in_place + in_place / 2 + 1},
+      {0, in_place, false, 1, in_place},
+      {in_place, in_place, false, 1, in_place + in_place / 2 + 1},
+      {50, 50, false, 1, 76},
+      {50, 80, true, 1, 51},
       {50, 50, false, 25, 76},
       {50, 50, false, 27, 77},                // more than half again
       {50, 80, false, 30, 80},                // what there is suffices
@@ -111,7 +115,9 @@ TYPED_TEST(String, TakesTheCapacityThatAnAppendNeeds) {
       SCOPED_TRACE(testing::Message()
                    << c.size << " of " << c.capacity << " shared " << c.shared
                    << " + " << c.count << " filled " << filled);
-      if (filled) {
+      if (filled && c.count == 1) {
+        s += TypeParam('x');
+      } else if (filled) {
         s.append(c.count, TypeParam('x'));
       } else {
         s.append(more.data(), more.size());
