@@ -54,7 +54,7 @@ void imbue(nalo::basic_ios<Char>& stream, const std::optional<style>& punct) {
 
 // Of any length, or near the limits of types.
 inline std::uint64_t choose_bits(choices& random) {
-  const size_t length = 8 * random.below(9) + random.below(2);
+  const size_t length = 8 * random.below(8) + 8 - random.below(2);
   const std::uint64_t power = length < 64 ? std::uint64_t{1} << length : 0;
   if (random.below(4) == 0) return power - 1 + random.below(3);
   return random.bits() & (power - 1);
@@ -464,9 +464,12 @@ std::basic_string<Char> grouped(const std::string& digits, const style& punct) {
 template <class Char>
 std::basic_string<Char> choose_text(choices& random, const style& punct) {
   auto alphabet = widened<Char>("0123456789abcdefxXABCDEFpP+-.et \xE9");
-  alphabet += {Char(punct.point), Char(punct.separator), Char(0x130), Char(-1)};
-  auto text = widened<Char>(
-      random.one_of({"", "", "-", "+", "0x", "-0X", "inf", "-nan"}));
+  alphabet += {Char(0x130), Char(-1)};
+  for (int i = 0; i < 4; ++i) {
+    alphabet += {Char(punct.point), Char(punct.separator)};
+  }
+  auto text = widened<Char>(random.one_of<std::string>(
+      {"", "-", "+", "0", "0x", "-0X", "inf", "-nan", punct.yes, punct.no}));
   for (size_t pieces = 1 + random.below(4); pieces != 0; --pieces) {
     switch (random.below(6)) {
       case 0:
@@ -477,7 +480,7 @@ std::basic_string<Char> choose_text(choices& random, const style& punct) {
         break;
       case 2:  // 2^64 is the first that no integer type holds
         text += grouped<Char>(
-            random.below(8) == 0
+            random.below(3) == 0
                 ? "18446744073709551616"
                 : print(random.one_of({"%llu", "%llo", "%llX"}),
                         static_cast<unsigned long long>(choose_bits(random))),
@@ -511,8 +514,9 @@ void compare(choices& random) {
     }
     const auto punct = choose_style(random);
     const auto text = choose_text<Char>(random, punct.value_or(style()));
-    compare_reading<T>(random, text, punct,
-                       {random.below(8), random.one_of<size_t>({1, 5, 5000})});
+    compare_reading<T>(
+        random, text, punct,
+        {random.one_of<size_t>({0, 1, 7, 5000, 5000, 5000}), random.below(8)});
   });
 }
 
