@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <cwchar>
@@ -173,6 +174,8 @@ TYPED_TEST(Buffers, DoWhatTheirModeSays) {
     EXPECT_EQ(shown<TypeParam>(taken(span, 9)), row.span_rest) << row.mode;
     EXPECT_EQ(shown<TypeParam>(taken(string, 9)), row.string_rest) << row.mode;
     const bool appends = (row.mode & mode_app) != 0;
+    put(string, "z");
+    EXPECT_EQ(string.in_avail(), appends ? 1 : -1) << row.mode;
     EXPECT_EQ(string.pubseekoff(0, ios_base::beg, mode_out) != -1,
               row.put != 0 && !appends)
         << row.mode;
@@ -190,6 +193,7 @@ TYPED_TEST(Buffers, CopyNoStringThatNeedNotBe) {
   const stringbuf reader(text, mode_in);
   EXPECT_EQ(reader.view().data(), chunk);
   EXPECT_EQ(reader.str().c_str(), chunk);
+  EXPECT_EQ(stringbuf(text, mode_in).str().c_str(), chunk);
   const TypeParam literal[] = {'b', 0};
   EXPECT_EQ(stringbuf(string::c_str(literal), mode_in).view().data(), literal);
 
@@ -213,6 +217,15 @@ TYPED_TEST(Buffers, CopyNoStringThatNeedNotBe) {
   EXPECT_EQ(string(result).c_str(), own_chunk) << "it cannot be shared";
   EXPECT_EQ(owner.view().size(), 0u);
   EXPECT_EQ(put(owner, "y"), 1);
+}
+
+TYPED_TEST(Buffers, PutBackAnyCharacterThatDoesNotReadAsTheEnd) {
+  auto array = widened<TypeParam>("ab");
+  nalo::basic_spanbuf<TypeParam> buffer(array, mode_in | mode_out);
+  buffer.sbumpc();
+  buffer.sputbackc(static_cast<TypeParam>(-1));
+  EXPECT_EQ(shown<TypeParam>(taken(buffer, 9)),
+            sizeof(TypeParam) == 1 ? "\\xFFb" : "b");
 }
 
 TYPED_TEST(Buffers, KeepTheirTextWhenMemoryIsRefused) {
@@ -390,6 +403,8 @@ TEST(Fdbuf, OpensFilesAsTheModeSays) {
       {mode_in | mode_out | mode_ate, "abcdxy"},
       {mode_in | mode_out | mode_trunc, "xy"},
       {mode_app, "abcdxy"},
+      {mode_out | mode_app, "abcdxy"},
+      {mode_in | mode_app, "abcdxy"},
       {mode_in | mode_out | mode_app, "abcdxy"},
       {mode_in | mode_trunc, "cannot open: Invalid argument"},
       {mode_trunc, "cannot open: Invalid argument"},
@@ -441,6 +456,7 @@ TEST(Fdbuf, ClosesWhatItOwns) {
     owner.sputc('z');
     EXPECT_THROW(owner.pubsync(), nalo::fd_output_error);
   }
+  { nalo::fdbuf ends_quietly(file, owned); }
   nalo::fdbuf gone(file, owned);
   EXPECT_THROW(gone.close(), nalo::fd_output_error);
   EXPECT_EQ(gone.fd(), -1);
@@ -516,9 +532,16 @@ TEST(Fdbuf, FileBehavesAsTextWithOnePosition) {
   nalo::fdbuf buffer(fileno(file));
   buffer.pubseekpos(0);
   EXPECT_EQ(buffer.in_avail(), static_cast<nalo::streamsize>(text.size()));
+  buffer.sgetc();
+  EXPECT_EQ(buffer.pubseekoff(LONG_MIN, ios_base::cur), -1);
   EXPECT_TRUE(taken(buffer, text.size() + 1) == text);
   EXPECT_EQ(buffer.in_avail(), -1);
   std::fclose(file);
+}
+
+TEST(Fdbuf, KnowsNotWhetherMoreWillCome) {
+  EXPECT_EQ(nalo::fdbuf(-1).in_avail(), 0);
+  EXPECT_EQ(nalo::fdbuf("/proc/self/status").in_avail(), 0);
 }
 
 TEST(Fdbuf, SocketKeepsInputApartFromOutput) {
@@ -547,6 +570,9 @@ TEST(Fdbuf, ErrorsAreToldFromTheEndOfInput) {
   EXPECT_THROW(nalo::fdbuf("/nonexistent"), nalo::fd_input_error);
   EXPECT_EQ(nalo::exception::last_on_thread().message,
             "cannot open: No such file or directory");
+
+  EXPECT_THROW(nalo::tThrow(nalo::fd_error("file", 7, "fails", EPIPE)),
+               nalo::fd_error);
 
   nalo::fdbuf directory("/");
   nalo::istream in(&directory);

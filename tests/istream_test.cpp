@@ -299,6 +299,18 @@ TEST(WideIstream, TakesTheLastCharacterValueForTheEnd) {
     EXPECT_EQ(buf.rest(), size == 1 ? text + 2 : text + 5);
     EXPECT_EQ(in.rdstate(), eof);
 
+    // But it is not taken for the delimiter, nor for the first of a run.
+    scripted_streambuf<wchar_t> other({.input = text, .get_areas = {size}});
+    nalo::wistream ended(&other);
+    ended.peek();
+    ended.getline(line, 9, last);
+    EXPECT_EQ(ended.gcount(), 2);
+    EXPECT_EQ(ended.rdstate(), eof);
+    ended.clear();
+    ended.getline(line, 9);
+    EXPECT_EQ(ended.gcount(), 0);
+    EXPECT_EQ(ended.rdstate(), eof | fail);
+
     scripted_streambuf<wchar_t> source({.input = text, .get_areas = {size}});
     scripted_streambuf<wchar_t> target({.put_areas = {8}});
     EXPECT_EQ((nalo::wistream(&source) >> &target).rdstate(), eof);

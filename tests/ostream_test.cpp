@@ -297,6 +297,33 @@ TYPED_TEST(Ostream, WithoutABufferIsBad) {
   EXPECT_EQ(both.gcount(), 0);
 }
 
+// Writes with the steps that derived classes have.
+template <class Char>
+struct stepwise : nalo::basic_ostream<Char> {
+  using nalo::basic_ostream<Char>::basic_ostream;
+  bool step() {
+    const Char text[] = {'a', 'b'};
+    if (!this->sentry() || !this->do_write(text, 2)) return false;
+    this->unitsync();
+    return true;
+  }
+};
+
+TYPED_TEST(Ostream, LendsItsStepsToDerivedClasses) {
+  scripted_streambuf<TypeParam> buf({.put_areas = {2}, .accepts = 3});
+  stepwise<TypeParam> out(&buf);
+  out.tie(&this->out_);
+  out.setf(ios_base::unitbuf);
+  EXPECT_TRUE(out.step());
+  EXPECT_EQ(this->buf_.own_log_, "sync ");
+  EXPECT_EQ(buf.own_log_, "xsputn overflow(97) sync ");
+  EXPECT_FALSE(out.step());
+  EXPECT_EQ(out.rdstate(), badbit);
+  EXPECT_FALSE(out.step());
+  EXPECT_EQ(out.rdstate(), badbit | failbit);
+  EXPECT_EQ(shown<TypeParam>(buf.output()), "aba");
+}
+
 TYPED_TEST(Ostream, EndsOnceThroughEveryBaseAndSyncsNothing) {
   int ended = 0;
   const auto make = [&] {

@@ -30,6 +30,8 @@ enum class flaw {
   showmanyc_more,
   showmanyc_less,
   sync_takes,
+  position_unknown,
+  tell_refused,
   seek_cur,
   seek_end,
   seek_before,
@@ -42,6 +44,7 @@ enum class flaw {
   overflow_eof,
   xsputn_counts,
   xsputn_negative,
+  xsputn_wild,
   sync_fails,
   sync_keeps,
   sync_again,
@@ -142,6 +145,7 @@ class flawed_buffer : public nalo::basic_streambuf<Char> {
   }
   nalo::streamsize xsputn(const Char* s, nalo::streamsize n) override {
     if (is(flaw::xsputn_negative) && n < 0) return n;
+    if (is(flaw::xsputn_wild) && n > 0) return n < 5 ? -1 : n + 1;
     const auto put = base::xsputn(s, n);
     return is(flaw::xsputn_counts) ? std::max<nalo::streamsize>(n, 0) : put;
   }
@@ -165,6 +169,8 @@ class flawed_buffer : public nalo::basic_streambuf<Char> {
                           ios_base::openmode mode) override {
     const bool in = (mode & ios_base::in) != 0;
     const bool tells = way == ios_base::cur && off == 0;
+    if (is(flaw::position_unknown) || (is(flaw::tell_refused) && tells))
+      return -1;
     if (!in) {
       if (is(flaw::tell_late) && tells) return out_at_;
       drain();
@@ -251,6 +257,8 @@ TYPED_TEST(Conformance, FindsEveryFlaw) {
       {flaw::showmanyc_more, "showmanyc() at 0: expected 0 to 100, saw 101"},
       {flaw::showmanyc_less, "showmanyc() at 0: expected 0 to 100, saw -1"},
       {flaw::sync_takes, "sgetc() at 0"},
+      {flaw::tell_refused, "pubseekoff(0, beg) at 1: expected -1, saw 0"},
+      {flaw::tell_refused, "pubseekoff(0, beg) at 7: expected -1, saw 0"},
       {flaw::seek_cur, "pubseekoff(-2, cur) at 2: expected 0, saw -1"},
       {flaw::seek_end, "pubseekoff(-100, end) at 2: expected 0, saw -1"},
       {flaw::seek_before, "pubseekoff(-1, beg) at 2: expected -1, saw 0"},
@@ -263,6 +271,8 @@ TYPED_TEST(Conformance, FindsEveryFlaw) {
       {flaw::overflow_eof, "pubsync() at 150: expected 'o' as character 0"},
       {flaw::xsputn_counts, "pubsync() at "},
       {flaw::xsputn_negative, "sputn(-1) at 0: expected 0, saw -1"},
+      {flaw::xsputn_wild, "sputn(1) at 0: expected 0 to 1, saw -1"},
+      {flaw::xsputn_wild, "sputn(7) at 0: expected 0 to 7, saw 8"},
       {flaw::sync_fails, "pubsync() at 0: expected 0, saw -1"},
       {flaw::sync_keeps,
        "pubsync() at 20: expected 'j' as character 16, saw none"},
@@ -271,12 +281,26 @@ TYPED_TEST(Conformance, FindsEveryFlaw) {
       {flaw::seekp_stays, "pubseekoff(0, cur) at 0: expected 0, saw 200"},
       {flaw::seekp_moves, "pubseekoff(0, cur) at 200: expected 200, saw 0"},
   };
-  EXPECT_EQ(listed(found_in<TypeParam>(flaw::none)), "");
+  for (const flaw sound : {flaw::none, flaw::position_unknown}) {
+    EXPECT_EQ(listed(found_in<TypeParam>(sound)), "");
+  }
   for (const auto& row : rows) {
     const auto all = '\n' + listed(found_in<TypeParam>(row.has));
     EXPECT_NE(all.find(std::string("\n") + row.reported), all.npos)
         << row.reported << " is not among:" << all;
   }
+}
+
+TYPED_TEST(Conformance, ReportsWhatIsWrongOutsideOfTheOperations) {
+  const TypeParam null[] = {0};
+  const auto first = [&](auto make) {
+    return nalo::testing::check_input<TypeParam>(make, {null, 1}).at(0);
+  };
+  using owner = std::unique_ptr<flawed_buffer<TypeParam>>;
+  EXPECT_EQ(first([]() -> owner { throw std::runtime_error("made"); }),
+            "outside of the buffer: expected no exception, saw made");
+  EXPECT_EQ(first([] { return owner(new flawed_buffer<TypeParam>({})); }),
+            "sgetc() at 0: expected 0x0, saw eof");
 }
 
 }  // namespace
