@@ -77,6 +77,31 @@ TYPED_TEST(Number, OfAnyLengthIsRoundedCorrectly) {
   EXPECT_EQ(read(0UL, "1" + zeros), std::numeric_limits<unsigned long>::max());
 }
 
+// What the model seldom chooses, in all bases.
+TYPED_TEST(Number, IsReadAtTheLimitsOfItsTypeAndBehindAZero) {
+  using namespace nalo_test::numbers;
+  nalo_test::choices random(1);
+  const auto check = [&]<class T>(T) {
+    using limits = std::numeric_limits<T>;
+    for (const long double n : {limits::min() - 1.0L, limits::min() + 0.0L,
+                                limits::max() + 0.0L, limits::max() + 1.0L}) {
+      const auto text = widened<TypeParam>(print("%.0Lf ", n));
+      compare_reading<T>(random, text, {}, {99});
+    }
+    for (const char* text : {"0_123", "012_345", "1__2"}) {
+      compare_reading<T>(random, widened<TypeParam>(text), {{"\3", '_'}}, {99});
+    }
+  };
+  for (int i = 0; i < 30; ++i) {
+    check(static_cast<unsigned short>(0));
+    check(0U);
+    check(0L);
+    check(0UL);
+  }
+  compare_reading<double>(random, widened<TypeParam>("1__2"), {{"\3", '_'}},
+                          {99});
+}
+
 TYPED_TEST(Number, HasNoGroupLeftOfOneThatTakesAllDigits) {
   const std::string most(127, '1');
   const struct {
