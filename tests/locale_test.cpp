@@ -188,6 +188,8 @@ TEST(Locale, NamesWhatItCannotMake) {
        "nalo::locale \"*\", categories 1: unknown category"},
       {[&] { locale loc(client, "C", 2048); },
        "nalo::locale \"C\", categories 2048: unknown category"},
+      {[&] { locale::throwOnCreationFailure("file", 1, 32, null, null); },
+       "nalo::locale \"\", categories 32: "},
       {[&] { client.combine<counted<1>>(client); },
        "nalo::locale::combine \"*\" lacks the facet"},
   };
