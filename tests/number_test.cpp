@@ -137,6 +137,7 @@ TYPED_TEST(Number, AsksTheBufferOnlyAtTheEndOfTheGetArea) {
   check(0.0, "1.5e3 4", 5, "underflow ");
   check(0.0, "1.5e3", 5, "underflow underflow ");
   check(0.0f, "+.5x", 3, "underflow ");
+  check(0.0, "1e+x", 3, "underflow ");
   check(0.0L, "1e+x", 3, "underflow ");
 }
 
