@@ -251,6 +251,7 @@ TYPED_TEST(Buffers, PassBetweenTheLibrariesWithoutLoss) {
   std::basic_stringbuf<TypeParam> below(
       widened<TypeParam>("one two\nthree\n4 5"));
   over_std<TypeParam> buffer(&below);
+  EXPECT_EQ(buffer.below_buffer_(), &below);
   std::basic_iostream<TypeParam> std_stream(&below);
   nalo::basic_iostream<TypeParam> stream(&buffer);
   std::basic_string<TypeParam> word;
