@@ -2,21 +2,21 @@
 #
 # A ```cpp block that begins with #include starts a program, and the blocks up
 # to the next such block, or to the end of the page, go on with it. A ```console
-# block is a session with the program, whose name there is ./program: what
+# block is a dialogue with the program, whose name there is ./program: what
 # follows each "$ " is run, and must print what the page shows below it. A
-# program without a session prints nothing.
+# program without one prints nothing.
 
 set(samples_dir "${PROJECT_BINARY_DIR}/samples")
 
 # Adds PROGRAM, and a test of the same name that compares what it prints.
-function(nalo_add_sample program source session)
+function(nalo_add_sample program source console)
   set(dir "${samples_dir}/${program}")
   # An unchanged file, and what was built from it, is left alone.
   file(GENERATE OUTPUT "${dir}/program.cpp" CONTENT "${source}")
-  if(session STREQUAL "")
-    set(session "$ ./program\n")
+  if(console STREQUAL "")
+    set(console "$ ./program\n")
   endif()
-  file(GENERATE OUTPUT "${dir}/session.txt" CONTENT "${session}")
+  file(GENERATE OUTPUT "${dir}/console.txt" CONTENT "${console}")
 
   add_executable(${program} "${dir}/program.cpp")
   target_link_libraries(${program} PRIVATE nalo::buffers nalo_warnings)
@@ -25,7 +25,7 @@ function(nalo_add_sample program source session)
     OUTPUT_NAME program
     RUNTIME_OUTPUT_DIRECTORY "${dir}")
   add_test(NAME ${program}
-    COMMAND sh "${PROJECT_SOURCE_DIR}/cmake/replay_session.sh" session.txt
+    COMMAND sh "${PROJECT_SOURCE_DIR}/cmake/replay_console.sh" console.txt
     WORKING_DIRECTORY "${dir}")
   set_tests_properties(${program} PROPERTIES TIMEOUT 60)
 endfunction()
@@ -40,7 +40,7 @@ function(nalo_add_samples page)
 
   set(count 0)
   set(source "")
-  set(session "")
+  set(console "")
   while(rest MATCHES "\n```(cpp|console)\n")
     set(language "${CMAKE_MATCH_1}")
     set(fence "${CMAKE_MATCH_0}")
@@ -55,20 +55,20 @@ function(nalo_add_samples page)
     string(SUBSTRING "${rest}" 3 -1 rest)
 
     if(language STREQUAL "console")
-      string(APPEND session "${block}")
+      string(APPEND console "${block}")
       continue()
     endif()
     if(block MATCHES "^#include" AND NOT source STREQUAL "")
       math(EXPR count "${count} + 1")
-      nalo_add_sample(${name}_${count} "${source}" "${session}")
+      nalo_add_sample(${name}_${count} "${source}" "${console}")
       set(source "")
-      set(session "")
+      set(console "")
     endif()
     string(APPEND source "${block}")
   endwhile()
   if(NOT source STREQUAL "")
     math(EXPR count "${count} + 1")
-    nalo_add_sample(${name}_${count} "${source}" "${session}")
+    nalo_add_sample(${name}_${count} "${source}" "${console}")
   endif()
 endfunction()
 
