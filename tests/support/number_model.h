@@ -63,11 +63,12 @@ inline std::uint64_t choose_bits(choices& random) {
 // --- writing -----------------------------------------------------------------
 
 // A width or a precision near a limit becomes one that memory has room for,
-// still behind all that buffers take, and as far from others near it.
+// still behind all that buffers take after the longest number, and as far from
+// others near it.
 inline streamsize brought_down(streamsize n) {
   constexpr auto most = std::numeric_limits<streamsize>::max();
-  return n > most - 10      ? n - most + 60'000
-         : n > INT_MAX - 10 ? n - INT_MAX + 30'000
+  return n > most - 10      ? n - most + 120'000
+         : n > INT_MAX - 10 ? n - INT_MAX + 60'000
                             : n;
 }
 
