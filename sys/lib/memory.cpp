@@ -1,30 +1,16 @@
 // The memory that strings take: the global heap or a client's source.
 #include <nalo/memory>
 
-#include <new>
-
 namespace nalo {
 
 memory_source::~memory_source() = default;
 
-void* allocator::allocate(size_t bytes) const {
-  if (!source_) return ::operator new(bytes);
+void* allocator::allocate_from_source_(size_t bytes) const {
   if (void* block = source_->allocate(bytes)) return block;
   impl::throwBadAllocation(bytes);
 }
 
-void allocator::deallocate(void* block) const noexcept {
-  if (source_) {
-    source_->deallocate(block);
-  } else {
-    ::operator delete(block);
-  }
-}
-
-allocator& allocator::default_() noexcept {
-  static constinit allocator heap;
-  return heap;
-}
+constinit allocator allocator::heap_;
 
 allocation_error::allocation_error(const char* file, int line, size_t count)
     : exception(file, line, "nalo::allocator out of memory"), count_(count) {}
