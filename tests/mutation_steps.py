@@ -5,6 +5,7 @@ What stands in constant expressions or comes out of a macro is not changed, only
 counted.
 """
 import collections
+import os
 import pathlib
 import re
 import sys
@@ -373,8 +374,8 @@ def with_steps(text, steps):
 
 
 def describe(step, text):
-    """How a step is printed and known: where it is, and the lines that it
-    changes before and after."""
+    """How a step is printed and known, on one line: where it is, and the lines
+    that it changes, as in "file function: if (n {> 0 => >= 0}) return;"."""
     end = (step.swapped or (0, step.end))[1]
     begin = text.rfind("\n", 0, step.start) + 1
     until = text.find("\n", end)
@@ -382,6 +383,15 @@ def describe(step, text):
     if step.swapped:
         change += ";" + text[step.end:step.swapped[0]].strip("; ") + " " + (
             text[step.start:step.end])
-    after = text[begin:step.start] + change + text[end:until]
-    return (f"{step.path.relative_to(ROOT)} {step.function}\n"
-            f"-{flat(text[begin:until])}\n+{flat(after)}")
+    before, after = (
+        re.findall(r"\w+|\W", flat(line)) for line in (
+            text[begin:until],
+            text[begin:step.start] + change + text[end:until]))
+    head = os.path.commonprefix([before, after])
+    before, after = before[len(head):], after[len(head):]
+    tail = os.path.commonprefix([before[::-1], after[::-1]])[::-1]
+    parts = ["".join(tokens) for tokens in (
+        head, before[:len(before) - len(tail)], after[:len(after) - len(tail)],
+        tail)]
+    return (f"{step.path.relative_to(ROOT)} {step.function}: "
+            "{}{{{} => {}}}{}".format(*parts))
