@@ -30,8 +30,8 @@ inline void PrintTo(IosIostate state, std::ostream* out) {
 namespace nalo_test {
 
 // How a call fails: by raising a library error, a std::exception or an int, by
-// its own refusal (eof, -1, the invalid position, a count of 0), or because its
-// thread is cancelled inside it.
+// its own refusal (eof, -1, the invalid position, a count of 0, no memory), or
+// because its thread is cancelled inside it.
 enum class fault { none, library, standard, other, refusal, cancel };
 
 inline void raise(fault kind) {
@@ -63,6 +63,38 @@ std::string raised_by(Call call) {
   return {};
 }
 
+// Where the code under test calls something that a client provides. Such points
+// are counted as they are passed, and any one of them can be made to fail.
+struct fault_point {
+  const char* site;
+  const void* owner = nullptr;  // the buffer
+  bool refuses = true;
+  const char* type = "";
+};
+inline std::vector<fault_point> passed;
+inline bool armed = false, in_test_code = false;
+inline size_t failing = 0;  // 1 for the first point, 0 for none
+inline fault failing_kind = fault::none;
+
+// Called at a point. Raises, or answers true for a refusal, when this is the
+// one to fail.
+inline bool pass(const fault_point& point) {
+  if (!armed) return false;
+  passed.push_back(point);
+  if (passed.size() != failing) return false;
+  armed = false;
+  raise(failing_kind);
+  return failing_kind == fault::refusal;
+}
+
+// Gives a flag another value for a while.
+struct while_set {
+  while_set(bool& f, bool value) : flag(f), before(std::exchange(f, value)) {}
+  ~while_set() { flag = before; }
+  bool& flag;
+  const bool before;
+};
+
 template <class Char>
 struct script {
   std::basic_string<Char> input = {};
@@ -82,7 +114,10 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
   using traits = nalo::char_traits<Char>;
   using int_type = typename traits::int_type;
   using text = std::basic_string<Char>;
+  using streamsize = nalo::streamsize;
+  using streampos = nalo::streampos;
   using ios_base = nalo::ios_base;
+  using openmode = ios_base::openmode;
 
  public:
   explicit scripted_streambuf(script<Char> play) : play_(std::move(play)) {}
@@ -94,6 +129,10 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
   text rest() const { return play_.input.substr(position()); }
   // All that was written, whether in the put area or out of it.
   text output() const { return drained_ + text(this->pbase(), this->pptr()); }
+  bool areas_in_order() const {
+    return this->eback() <= this->gptr() && this->gptr() <= this->egptr() &&
+           this->pbase() <= this->pptr() && this->pptr() <= this->epptr();
+  }
 
   // Lets the k-th call from now on fail.
   void fail_in(size_t k, fault kind) {
@@ -108,16 +147,15 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
 
   script<Char> play_;
   size_t calls_ = 0;
-  std::string own_log_;  // as in "underflow overflow(97) pbackfail(eof) "
-  nalo::streampos sought_ = -1;  // the argument of the last seekpos()
+  std::string own_log_;    // as in "underflow overflow(97) pbackfail(eof) "
+  streampos sought_ = -1;  // the argument of the last seekpos()
 
  protected:
-  void imbue(const nalo::locale&) override { fails("imbue"); }
+  void imbue(const nalo::locale&) override { call(*this, "imbue"); }
 
   int_type underflow() override {
-    if (fails("underflow") || position() == play_.input.size()) {
-      return traits::eof();
-    }
+    const call now(*this, "underflow");
+    if (now.fails || position() == play_.input.size()) return traits::eof();
     leave_area(position());
     const text area =
         play_.input.substr(area_at_, next_size(play_.get_areas, get_at_));
@@ -130,30 +168,33 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
   }
   int_type uflow() override {
     if (next_size(play_.get_areas, get_at_) != 0) return base::uflow();
-    if (fails("uflow") || position() == play_.input.size()) {
-      return traits::eof();
-    }
+    const call now(*this, "uflow");
+    if (now.fails || position() == play_.input.size()) return traits::eof();
     ++get_at_;
     leave_area(position() + 1);
     return traits::to_int_type(play_.input[position() - 1]);
   }
   int_type pbackfail(int_type ch) override {
-    if (fails("pbackfail", shown(ch)) || position() == 0) return traits::eof();
+    const call now(*this, "pbackfail", shown(ch));
+    if (now.fails || position() == 0) return traits::eof();
     const int_type last = traits::to_int_type(play_.input[position() - 1]);
     if (ch != traits::eof() && ch != last) return traits::eof();
     leave_area(position() - 1);
     return last;
   }
-  nalo::streamsize xsgetn(Char* s, nalo::streamsize n) override {
-    return fails("xsgetn") ? 0 : base::xsgetn(s, n);
+  streamsize xsgetn(Char* s, streamsize n) override {
+    const call now(*this, "xsgetn");
+    return now.fails ? 0 : base::xsgetn(s, n);
   }
-  nalo::streamsize showmanyc() override {
-    if (fails("showmanyc") || position() == play_.input.size()) return -1;
-    return static_cast<nalo::streamsize>(play_.input.size() - position());
+  streamsize showmanyc() override {
+    const call now(*this, "showmanyc");
+    if (now.fails || position() == play_.input.size()) return -1;
+    return static_cast<streamsize>(play_.input.size() - position());
   }
 
   int_type overflow(int_type ch) override {
-    if (fails("overflow", shown(ch))) return traits::eof();
+    const call now(*this, "overflow", shown(ch));
+    if (now.fails) return traits::eof();
     drain();
     if (drained_.size() >= play_.accepts) return traits::eof();
     if (ch != traits::eof()) drained_ += traits::to_char_type(ch);
@@ -163,40 +204,47 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
     this->setp(put_area_.data(), put_area_.data() + put_area_.size());
     return traits::not_eof(ch);
   }
-  nalo::streamsize xsputn(const Char* s, nalo::streamsize n) override {
-    return fails("xsputn") ? 0 : base::xsputn(s, n);
+  streamsize xsputn(const Char* s, streamsize n) override {
+    const call now(*this, "xsputn");
+    return now.fails ? 0 : base::xsputn(s, n);
   }
 
   int sync() override {
-    if (fails("sync")) return -1;
+    const call now(*this, "sync");
+    if (now.fails) return -1;
     drain();
     return 0;
   }
-  nalo::streampos seekoff(nalo::streamoff off, ios_base::seekdir way,
-                          ios_base::openmode mode) override {
-    const bool failed =
-        fails("seekoff", std::to_string(off) + ',' + std::to_string(way) + ',' +
-                             std::to_string(mode));
-    return failed ? nalo::streampos(-1) : seek(off, way, mode);
+  streampos seekoff(nalo::streamoff off, ios_base::seekdir way,
+                    openmode mode) override {
+    const call now(*this, "seekoff",
+                   std::to_string(off) + ',' + std::to_string(way) + ',' +
+                       std::to_string(mode));
+    return now.fails ? streampos(-1) : seek(off, way, mode);
   }
-  nalo::streampos seekpos(nalo::streampos pos,
-                          ios_base::openmode mode) override {
+  streampos seekpos(streampos pos, openmode mode) override {
     sought_ = pos;
-    const bool failed =
-        fails("seekpos", std::to_string(pos - 0) + ',' + std::to_string(mode));
-    return failed ? nalo::streampos(-1) : seek(pos, ios_base::beg, mode);
+    const call now(*this, "seekpos",
+                   std::to_string(pos - 0) + ',' + std::to_string(mode));
+    return now.fails ? streampos(-1) : seek(pos, ios_base::beg, mode);
   }
 
  private:
-  // Logs and counts a call, and lets it fail when it is its turn.
-  bool fails(const char* call, const std::string& arguments = {}) {
-    *log_ += prefix_ + call;
-    if (!arguments.empty()) *log_ += '(' + arguments + ')';
-    *log_ += ' ';
-    if (++calls_ != play_.fail_at) return false;
-    raise(play_.kind);
-    return play_.kind == fault::refusal;
-  }
+  // A virtual call: logs and counts it, and lets it fail when it is its turn.
+  struct call {
+    call(scripted_streambuf& buf, const char* name,
+         const std::string& arguments = {})
+        : fails(pass({name, &buf})) {
+      *buf.log_ += buf.prefix_ + name;
+      if (!arguments.empty()) *buf.log_ += '(' + arguments + ')';
+      *buf.log_ += ' ';
+      if (++buf.calls_ != buf.play_.fail_at) return;
+      raise(buf.play_.kind);
+      fails = buf.play_.kind == fault::refusal;
+    }
+    bool fails;
+    while_set pause{in_test_code, true};
+  };
   static std::string shown(int_type ch) {
     return ch == traits::eof() ? "eof" : std::to_string(ch);
   }
@@ -213,8 +261,7 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
   }
   // The input and the output have positions of their own. Moving the output
   // back drops what stands behind.
-  nalo::streampos seek(nalo::streamoff off, ios_base::seekdir way,
-                       ios_base::openmode mode) {
+  streampos seek(nalo::streamoff off, ios_base::seekdir way, openmode mode) {
     const bool in = (mode & ios_base::in) != 0;
     const size_t size = in ? play_.input.size() : output().size();
     const size_t from = way == ios_base::beg         ? 0
