@@ -204,7 +204,9 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
     this->setp(put_area_.data(), put_area_.data() + put_area_.size());
     return traits::not_eof(ch);
   }
+  // One character may go as it likes.
   streamsize xsputn(const Char* s, streamsize n) override {
+    if (n == 1) return base::xsputn(s, n);
     const call now(*this, "xsputn");
     return now.fails ? 0 : base::xsputn(s, n);
   }
