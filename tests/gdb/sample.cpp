@@ -1,5 +1,5 @@
 // What the pretty printers show of it, once stop() is called. Each "(gdb)" line
-// is run; the line below it is what must be printed.
+// is run; the lines below it are what must be printed.
 #include <nalo/istream>
 
 namespace {
@@ -49,55 +49,21 @@ int main() {
   out.fill('*');
   out << nalo::hex << nalo::left << 255;
   out.width(7);
-  // (gdb) set print pretty on
-  // (gdb) print *out.streambuf_
-  // {
-  //   get area = 2 taken, 3 to read: "\nde",
-  //   put area = 2 written, 6 free: "ff"
-  // }
   // (gdb) print out
-  // {
-  //   state = goodbit,
-  //   mask = goodbit,
-  //   flags = hex|left|skipws,
-  //   width = 7,
-  //   precision = 6,
-  //   fill = 42 '*',
-  //   tie = none,
-  //   buffer = {
-  //     get area = 2 taken, 3 to read: "\nde",
-  //     put area = 2 written, 6 free: "ff"
-  //   }
-  // }
+  // {state = goodbit, mask = goodbit, flags = hex|left|skipws, width = 7,
+  // precision = 6, fill = 42 '*', tie = none, buffer = {get area = 2 taken, 3
+  // to read: "\nde", put area = 2 written, 6 free: "ff"}}
   nalo::wistream unattached(nullptr);
   // (gdb) print unattached
-  // {
-  //   state = badbit,
-  //   mask = goodbit,
-  //   flags = dec|skipws,
-  //   width = 0,
-  //   precision = 6,
-  //   tie = none,
-  //   buffer = none,
-  //   gcount = 0
-  // }
+  // {state = badbit, mask = goodbit, flags = dec|skipws, width = 0, precision
+  // = 6, tie = none, buffer = none, gcount = 0}
   two_areas input;
   nalo::iostream both(&input, nalo::ios_base::badbit);
   both.ignore(9);
   // (gdb) print both
-  // {
-  //   state = eofbit,
-  //   mask = badbit,
-  //   flags = dec|skipws,
-  //   width = 0,
-  //   precision = 6,
-  //   tie = none,
-  //   buffer = {
-  //     get area = 5 taken, 0 to read: "",
-  //     put area = 0 written, 8 free: ""
-  //   },
-  //   gcount = 3
-  // }
+  // {state = eofbit, mask = badbit, flags = dec|skipws, width = 0, precision =
+  // 6, tie = none, buffer = {get area = 5 taken, 0 to read: "", put area = 0
+  // written, 8 free: ""}, gcount = 3}
   stop();
 
   *reinterpret_cast<std::size_t*>(reinterpret_cast<char*>(&broken) + 48) = 6;

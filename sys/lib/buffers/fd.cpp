@@ -111,7 +111,7 @@ fdbuf::~fdbuf() {
   try {
     close();
   } catch (const std::exception&) {
-    if (ownership_ == fd_ownership::owned && fd_ != -1) ::close(fd_);
+    if (ownership_ == fd_ownership::owned) ::close(fd_);
   }
   pthread_setcancelstate(cancelable, nullptr);
 }
@@ -123,7 +123,6 @@ void fdbuf::close() {
   const int fd = fd_;
   fd_ = -1;
   setg(nullptr, nullptr, nullptr);
-  setp(nullptr, nullptr);
   if (ownership_ == fd_ownership::owned && ::close(fd) == -1) {
     raise<fd_output_error>(__LINE__, "cannot close");
   }
@@ -168,25 +167,23 @@ fdbuf::int_type fdbuf::underflow() {
 
 streamsize fdbuf::xsgetn(char* strng, streamsize sz) {
   const auto size = static_cast<streamsize>(size_);
-  streamsize taken = 0;
-  if (sz >= size) {
-    taken = streambuf::xsgetn(strng, std::min(sz, egptr() - gptr()));
-    if (sz - taken >= size) start_input_();
-    while (sz - taken >= size) {
-      const size_t n = read_(strng + taken, static_cast<size_t>(sz - taken));
-      if (n == 0) return taken;
-      keep_(strng + taken, n);
-      taken += static_cast<streamsize>(n);
-    }
+  if (sz < size) return streambuf::xsgetn(strng, sz);
+  streamsize taken = streambuf::xsgetn(strng, std::min(sz, egptr() - gptr()));
+  while (sz - taken >= size) {
+    start_input_();
+    const size_t n = read_(strng + taken, static_cast<size_t>(sz - taken));
+    if (n == 0) return taken;
+    keep_(strng + taken, n);
+    taken += static_cast<streamsize>(n);
   }
   return taken + streambuf::xsgetn(strng + taken, sz - taken);
 }
 
 streamsize fdbuf::showmanyc() {
-  struct stat status;
+  struct stat status = {};
+  ::fstat(fd_, &status);
   // The files of /proc say that they are empty, and are not.
-  if (::fstat(fd_, &status) == 0 && S_ISREG(status.st_mode) &&
-      status.st_size > 0) {
+  if (S_ISREG(status.st_mode) && status.st_size > 0) {
     const off_t at = ::lseek(fd_, 0, SEEK_CUR) + (pptr() - pbase());
     return at < status.st_size ? status.st_size - at : -1;
   }

@@ -24,7 +24,6 @@ void memorybuf<Char, Traits>::begin_with_(Char* array, size_t size,
 
 template <class Char, class Traits>
 void memorybuf<Char, Traits>::go_on_in_(Char* array, size_t capacity) noexcept {
-  known_size_ = size_();
   begin_ = array;
   capacity_ = capacity;
   place_(get_at_(), put_at_());
