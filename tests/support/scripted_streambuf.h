@@ -12,20 +12,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <exception>
-#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
-
-namespace nalo::impl {
-
-// How GoogleTest shows a state.
-inline void PrintTo(IosIostate state, std::ostream* out) {
-  *out << state_names(state);
-}
-
-}  // namespace nalo::impl
 
 namespace nalo_test {
 
