@@ -18,7 +18,6 @@
 #include <initializer_list>
 #include <iostream>
 #include <iterator>
-#include <memory>
 #include <new>
 #include <optional>
 #include <set>
@@ -47,31 +46,24 @@ constexpr const char* meets_mask = "basic_ios::clear";
 constexpr const char* raised_as[] = {"",    "library",   "standard",
                                      "int", "no memory", "cancelled"};
 
-// Runs a call in which a point fails; answers what it raises.
+// Runs a call in which a point fails, in a thread of its own if it is to be
+// cancelled; answers what it raises.
 template <class Call>
-std::string run_failing(size_t number, fault kind, Call call) {
+std::string run_failing(size_t number, fault kind, Call call,
+                        bool in_thread = false) {
   passed.clear();
   passed.reserve(2000);
   failing = number;
   failing_kind = kind;
-  const std::string raised = raised_by([&] {
-    const while_set arming(armed, true);
-    call();
-  });
+  std::string raised = "cancelled";
+  const auto run = [&] {
+    raised = raised_by([&] {
+      const while_set arming(armed, true);
+      call();
+    });
+  };
+  in_thread ? std::thread(run).join() : run();
   return raised.find("alloc") == raised.npos ? raised : "no memory";
-}
-// The same in a thread, which is cancelled there.
-template <class Call>
-std::string run_cancelled(size_t number, Call call) {
-  std::string outcome;
-  std::thread([&] {
-    bool ended = false;
-    const std::shared_ptr<void> unwound(
-        nullptr, [&](void*) { outcome = ended ? "ended" : "cancelled"; });
-    run_failing(number, fault::cancel, call);
-    ended = true;
-  }).join();
-  return outcome;
 }
 
 // The heap counts the blocks that are out, and ends the program when one was
@@ -540,9 +532,8 @@ class FaultSweep : public testing::Test {
   size_t sweep(const operations<world>& ops, void (*op)(world&),
                const setup& with, std::initializer_list<fault> kinds) {
     const auto run = [&](world& w, size_t number, fault kind) {
-      const auto call = [&] { op(w); };
-      return *kinds.begin() == fault::cancel ? run_cancelled(number, call)
-                                             : run_failing(number, kind, call);
+      return run_failing(
+          number, kind, [&] { op(w); }, *kinds.begin() == fault::cancel);
     };
     world untroubled(ops, with);
     const size_t gate = untroubled.gate();

@@ -196,9 +196,9 @@ struct world {
         ios::left, ios::internal, ios::right, ios::left | ios::right};
     static constexpr void (*operations[])(W) = {
         [](W w) { w.out.put(w.text.c_str()[0]); },
-        [](W w) { w.out << w.text.c_str()[0]; },
         [](W w) { w.out.write(w.text.data(), w.size); },
         [](W w) { w.out.insert(w.text.data(), w.size); },
+        [](W w) { w.out << w.text.c_str()[0]; },
         [](W w) { w.out << 100L - w.number; },
         [](W w) { w.out << w.sources[0]; },
         [](W w) { w.out << w.sources[1]; },
@@ -207,7 +207,7 @@ struct world {
         [](W w) { w.out.seekp(nalo::streampos(w.number - 2)); },
         [](W w) { w.out.seekp(2 - w.number, ios::cur); },
         [](W w) { w.out.width(w.number - 2); },
-        [](W w) { w.out.width(w.number - 2); },
+        [](W w) { w.out.width(1); },
         [](W w) { w.log += std::to_string(w.out.fill(w.text.c_str()[0])); },
         [](W w) { w.out.flags(adjustments[w.number % 4]); },
         [](W w) { w.out.setf(ios::unitbuf); },
