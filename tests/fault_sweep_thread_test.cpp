@@ -216,10 +216,7 @@ const nalo::locale& faulty_locale() {
 enum region { plain, open, inside, gated, skipping };
 
 template <class World>
-struct call {
-  const char* name;
-  void (*run)(World&);
-};
+using call = std::pair<const char*, void (*)(World&)>;
 template <class World>
 struct operations {
   std::vector<call<World>> calls;
@@ -393,10 +390,8 @@ struct world {
   std::string before_;
 };
 
-#define OP(...)                                                     \
-  call<World> {                                                     \
-    "" #__VA_ARGS__, []([[maybe_unused]] World& w) { __VA_ARGS__; } \
-  }
+#define OP(...) \
+  call<World>("" #__VA_ARGS__, []([[maybe_unused]] World& w) { __VA_ARGS__; })
 
 template <class World, class... Numbers>
 std::vector<operations<World>> all_operations() {
@@ -518,9 +513,9 @@ class FaultSweep : public testing::Test {
       for (const auto& [name, run] : ops.calls) {
         size_t points = 0;
         for (const setup& with : ops.where == plain ? texts : streams) {
-          SCOPED_TRACE(testing::Message()
-                       << name << " area " << with.area << " mask " << with.mask
-                       << " text " << with.length << " of " << with.capacity);
+          SCOPED_TRACE(name + (" area " + std::to_string(with.area)) +
+                       " mask " + std::to_string(with.mask) + " text " +
+                       std::to_string(with.length));
           points += sweep(ops, run, with, kinds);
         }
         EXPECT_NE(points, 0) << name;
