@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <map>
 #include <new>
@@ -16,39 +17,37 @@ class failing_source : public nalo::memory_source {
  public:
   static constexpr long never = -1;
 
-  ~failing_source() override { EXPECT_EQ(blocks_.size(), 0u) << "leaked"; }
+  ~failing_source() override { EXPECT_EQ(bytes(), 0u) << "leaked"; }
 
   // Refuses the request that follows so many others, and only that one.
   void refuse_after(long requests) { countdown_ = requests; }
 
   long requests() const { return requests_; }
-  long refused() const { return refused_; }
-  // Blocks that are out, and the size in bytes of the one that came last.
-  size_t live() const { return blocks_.size(); }
-  size_t last_bytes() const { return last_bytes_; }
+  // The size of all blocks that are out.
+  size_t bytes() const { return bytes_; }
 
   void* allocate(size_t bytes) override {
     ++requests_;
-    last_bytes_ = bytes;
-    if (countdown_ != never && countdown_-- == 0) {
-      ++refused_;
-      return nullptr;
-    }
+    if (countdown_ != never && countdown_-- == 0) return nullptr;
     void* block = ::operator new(bytes, std::nothrow);
-    if (block) blocks_[block] = bytes;
+    if (block) bytes_ += blocks_[block] = bytes;
     return block;
   }
+  // Whoever reads the block after this does not find what was there.
   void deallocate(void* block) noexcept override {
-    EXPECT_EQ(blocks_.erase(block), 1u) << "not a block of this source";
+    const size_t bytes = blocks_[block];
+    EXPECT_NE(bytes, 0u) << "not a block of this source";
+    std::fill_n(static_cast<volatile char*>(block), bytes, '!');
+    bytes_ -= bytes;
+    blocks_.erase(block);
     ::operator delete(block);
   }
 
  private:
   std::map<void*, size_t> blocks_;
+  size_t bytes_ = 0;
   long countdown_ = never;
   long requests_ = 0;
-  long refused_ = 0;
-  size_t last_bytes_ = 0;
 };
 
 }  // namespace nalo_test

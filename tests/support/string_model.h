@@ -1,6 +1,6 @@
 // Random operations on strings that share chunks, have different memory, get
 // parts of one another as arguments and are refused memory, against the
-// compiler's own strings.
+// compiler's own strings and the rules of storage.
 #ifndef NALO_TESTS_STRING_MODEL_H
 #define NALO_TESTS_STRING_MODEL_H
 
@@ -10,10 +10,14 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <map>
+#include <set>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <typeindex>
 #include <utility>
 #include <vector>
 
@@ -23,193 +27,212 @@
 
 namespace nalo_test::strings {
 
+template <class Char>
+inline const std::basic_string<Char> kReadOnly(60, Char('r'));
+
+// The compiler's string with what only nalo has.
+template <class Char>
+struct Model : std::basic_string<Char> {
+  using base = std::basic_string<Char>;
+  using base::base;
+  using base::c_str;
+  using base::operator=;
+
+  static Model c_str(const Char* ptr, size_t n) { return Model(ptr, n); }
+  void clear(bool = false) { base::clear(); }
+  template <class From, class To>
+  size_t replace_all(const From& from, const To& to) {
+    const base what{from}, with{to};
+    size_t found = 0, pos = 0;
+    while (!what.empty() && (pos = base::find(what, pos)) != base::npos) {
+      base::replace(pos, what.size(), with);
+      pos += with.size();
+      ++found;
+    }
+    return found;
+  }
+  template <class What>
+  size_t erase_all(const What& what) {
+    return replace_all(what, base());
+  }
+};
+
 // The arguments of one operation, more than any one uses.
 template <class Char>
 struct Args {
   size_t pos, n, pos2, n2;
   Char ch, ch2;
-  std::basic_string_view<Char> text;  // may lie in any of the strings
   std::basic_string<Char> key;
 };
 
-template <class Char>
-inline const std::basic_string<Char> kReadOnly(60, Char('r'));
+// Operations from here on hand out elements for writing, make a string anew,
+// and treat read-only strings as others.
+constexpr size_t kHandOut = 44, kAnew = 55, kSwap = 70, kChanges = 73;
+constexpr size_t kReserve = 39, kShrink = 40, kReplaceAll = 41, kWrite = 49,
+                 kCopyNew = 62, kPartNew = 63, kCopy = 67, kMove = 68,
+                 kMakeReadOnly = 69, kTakeNew = 71, kMoveAway = 72;
 
-// The operations that only nalo has, and what they come to.
-template <class Char>
-void replace_all(nalo::basic_string<Char>& s, const Args<Char>& a) {
-  s.replace_all(a.key, a.text);
-}
-template <class Char>
-void replace_all(std::basic_string<Char>& s, const Args<Char>& a) {
-  for (size_t pos = 0; !a.key.empty() && (pos = s.find(a.key, pos)) != s.npos;
-       pos += a.text.size()) {
-    s.replace(pos, a.key.size(), a.text);
-  }
-}
-template <class Char>
-void make_read_only(nalo::basic_string<Char>& s) {
-  s = s.c_str(kReadOnly<Char>.data(), kReadOnly<Char>.size());
-}
-template <class Char>
-void make_read_only(std::basic_string<Char>& s) {
-  s = kReadOnly<Char>;
-}
-template <class Char>
-void move_to(nalo::basic_string<Char>& s, nalo::basic_string<Char>& from) {
-  s = std::move(from);
-}
-template <class Char>
-void move_to(std::basic_string<Char>& s, std::basic_string<Char>& from) {
-  s = from;
-  if (&s != &from) from.clear();
-}
-template <class Char>
-void give_back(nalo::basic_string<Char>& s) {
-  s.clear(true);
-}
-template <class Char>
-void give_back(std::basic_string<Char>& s) {
-  s.clear();
-}
-
-constexpr size_t kWrite = 39, kMove = 40, kSwap = 41, kMakeReadOnly = 42,
-                 kCopy = 43, kChanges = 48;
-
-// Changes s, and other when it is moved or swapped. Returns what the operation
-// returned as a number.
+// Changes s, and other when it is moved or swapped. text may lie in any string.
+// Returns what the operation returned as a number.
 template <class S, class Char>
-size_t change(S& s, S& other, size_t op, const Args<Char>& a) {
-  const std::basic_string<Char> copy(a.text);
+size_t change(S& s, S& other, size_t op, const Args<Char>& a,
+              std::basic_string_view<Char> text) {
+  using In = std::istreambuf_iterator<Char>;
+  const std::basic_string<Char> copy(text);
+  std::basic_istringstream<Char> in(op == 9 ? copy : a.key);
   const Char* const c_str = copy.c_str();
   const std::vector<short> list(copy.begin(), copy.end());
-  const Char* const ptr = a.text.data();
-  const size_t len = a.text.size();
+  const Char* const ptr = text.data();
+  // No array is that long.
+  const size_t len = a.n2 == S::npos ? a.n2 : text.size();
   const size_t from = std::min(a.pos, s.size());
   const auto first = std::as_const(s).begin() + static_cast<long>(from);
   const auto last = first + static_cast<long>(std::min(a.n, s.size() - from));
   const auto offset = [&s](auto it) {
     return static_cast<size_t>(it - s.begin());
   };
+  auto&& ma = s.get_allocator();
   // clang-format off
   switch (op) {
     case 0: s += a.ch; break;
     case 1: s.append(ptr, len); break;
-    case 2: s.append(a.n, a.ch); break;
-    case 3: s += a.text; break;
-    case 4: s += c_str; break;
-    case 5: s.append(a.text, a.pos2, a.n2); break;
-    case 6: s.append(list.begin(), list.end()); break;
-    case 7: s.append(a.text.rbegin(), a.text.rend()); break;
-    case 8: s.assign(ptr, len); break;
-    case 9: s = a.text; break;
-    case 10: s.assign(a.text, a.pos2, a.n2); break;
-    case 11: s.assign(a.n, a.ch); break;
-    case 12: s.assign(list.begin(), list.end()); break;
-    case 13: s = c_str; break;
-    case 14: s = a.ch; break;
-    case 15: s.insert(a.pos, ptr, len); break;
-    case 16: s.insert(a.pos, a.text); break;
-    case 17: s.insert(a.pos, a.n, a.ch); break;
-    case 18: s.insert(a.pos, a.text, a.pos2, a.n2); break;
-    case 19: s.insert(a.pos, c_str); break;
-    case 20: return offset(s.insert(first, a.ch));
-    case 21: return offset(s.insert(first, a.n, a.ch));
-    case 22: return offset(s.insert(first, list.begin(), list.end()));
+    case 2: s.append(const_cast<Char*>(ptr), len); break;
+    case 3: s.append(a.n, a.ch); break;
+    case 4: s += text; break;
+    case 5: s += c_str; break;
+    case 6: s += other; break;
+    case 7: s.append(text, a.pos2); break;
+    case 8: s.append(list.begin(), list.end()); break;
+    case 9: s.append(In(in), In()); break;
+    case 10: s.assign(ptr, len); break;
+    case 11: s = text; break;
+    case 12: s.assign(text, a.pos2, a.n2); break;
+    case 13: s.assign(a.n, a.ch); break;
+    case 14: s.assign(list.begin(), list.end()); break;
+    case 15: s = c_str; break;
+    case 16: s = a.ch; break;
+    case 17: s = {a.ch, a.ch2}; break;
+    case 18: s.insert(a.pos, ptr, len); break;
+    case 19: s.insert(a.pos, other); break;
+    case 20: s.insert(a.pos, a.n, a.ch); break;
+    case 21: s.insert(a.pos, text, a.pos2, a.n2); break;
+    case 22: s.insert(a.pos, c_str); break;
     case 23: s.replace(a.pos, a.n2, ptr, len); break;
-    case 24: s.replace(a.pos, a.n2, a.text); break;
+    case 24: s.replace(a.pos, a.n2, other); break;
     case 25: s.replace(a.pos, a.n2, a.n, a.ch); break;
-    case 26: s.replace(a.pos, a.n, a.text, a.pos2, a.n2); break;
+    case 26: s.replace(a.pos, a.n, text, a.pos2, a.n2); break;
     case 27: s.replace(a.pos, a.n, c_str); break;
     case 28: s.replace(first, last, ptr, len); break;
-    case 29: s.replace(first, last, a.text); break;
+    case 29: s.replace(first, last, text); break;
     case 30: s.replace(first, last, a.n, a.ch); break;
     case 31: s.replace(first, last, c_str); break;
     case 32: s.replace(first, last, list.begin(), list.end()); break;
     case 33: s.erase(a.pos, a.n2); break;
-    case 34: return offset(s.erase(first, last));
-    case 35: s.resize(a.n, a.ch); break;
-    case 36: s.clear(); break;
-    case 37: s.reserve(a.n); break;
-    case 38: s.shrink_to_fit(); break;
+    case 34: s.erase(a.pos); break;
+    case 35: if (s.empty()) s.erase(); else s.pop_back(); break;
+    case 36: s.resize(a.n, a.ch); break;
+    case 37: s.resize(from); break;
+    case 38: s.clear(); break;
+    case kReserve: s.reserve(a.n); break;
+    case kShrink: s.shrink_to_fit(); break;
+    case kReplaceAll: return s.replace_all(a.key, text);
+    case 42: return s.replace_all(a.ch, a.ch2);
+    case 43: return a.n2 % 2 ? s.erase_all(a.ch) : s.erase_all(a.key);
+    case kHandOut: return offset(s.insert(first, a.ch));
+    case 45: return offset(s.insert(first, a.n, a.ch));
+    case 46: return offset(s.insert(first, list.begin(), list.end()));
+    case 47: return offset(s.erase(first, last));
+    case 48: return offset(from < s.size() ? s.erase(first) : s.end());
     case kWrite: std::replace(s.begin(), s.end(), a.ch, a.ch2); break;
-    case kMove: move_to(s, other); break;
-    case kSwap: s.swap(other); break;
-    case kMakeReadOnly: make_read_only(s); break;
+    case 50: std::replace(s.rbegin(), s.rend(), a.ch, a.ch2); break;
+    case 51: std::replace(s.data(), s.data() + s.size(), a.ch, a.ch2); break;
+    case 52: s[from] = from < s.size() ? a.ch : Char(); break;
+    case 53: s.at(a.pos) = a.ch; break;
+    case 54: if (s.empty()) s.data(); else s.front() = s.back() = a.ch; break;
+    case kAnew: s = S(ptr, text.size(), ma); break;
+    case 56: s = S(text, ma); break;
+    case 57: s = S(c_str, ma); break;
+    case 58: s = S(a.n, a.ch, ma); break;
+    case 59: s = S(list.begin(), list.end(), ma); break;
+    case 60: s = S(text.begin(), text.end(), ma); break;
+    case 61: s = S({a.ch, a.ch2}, ma); break;
+    case kCopyNew: s = S(other, ma); break;
+    case kPartNew: s = S(other, a.pos2, a.n2, ma); break;
+    case 64: s = S(other + a.ch + s + c_str, ma); break;
+    case 65: s = S(a.ch + s + (other + a.ch2), ma); break;
+    case 66: s.clear(true); break;
     case kCopy: s = other; break;
-    case 44: s += other; break;
-    case 45: s = S(other + a.ch + s); break;
-    case 46: replace_all(s, a); break;
-    case 47: give_back(s); break;
+    case kMove: if (&s != &other) s = std::move(other); break;
+    case kMakeReadOnly: s = S::c_str(kReadOnly<Char>.data(), 60); break;
+    case kSwap: s.swap(other); break;
+    case kTakeNew: S(std::move(other), ma).swap(s); break;
+    case kMoveAway: S gone(std::move(s)); break;
   }
   // clang-format on
   return 0;
 }
 
-constexpr size_t kQueries = 18;
+template <class... T>
+std::vector<long> numbers(T... values) {
+  return {static_cast<long>(values)...};
+}
 
 template <class S, class Char>
-size_t query(const S& s, size_t op, const Args<Char>& a) {
+std::vector<long> query(const S& s, const S& t, const Args<Char>& a,
+                        std::basic_string_view<Char> text) {
   const auto& key = a.key;
-  // GCC 12 ends the program where compare() should raise for these.
-  const size_t pos = std::min(a.pos, s.size());
-  const size_t pos2 = std::min(a.pos2, a.text.size());
-  const auto sign = [](int order) {
-    return static_cast<size_t>(1 + (order > 0) - (order < 0));
+  const Char* const ptr = key.c_str();
+  // GCC 12 ends the program where compare() should raise.
+  const size_t pos = std::min(a.pos, s.size()), n = key.size();
+  const size_t pos2 = std::min(a.pos2, text.size());
+  const auto sign = [](int order) { return (order > 0) - (order < 0); };
+  const auto hash = [](const auto& str) {
+    return std::hash<std::decay_t<decltype(str)>>()(str);
   };
-  // clang-format off
-  switch (op) {
-    case 0: return s.find(key, a.pos);
-    case 1: return s.rfind(key, a.pos);
-    case 2: return s.find_first_of(key, a.pos);
-    case 3: return s.find_last_of(key, a.pos);
-    case 4: return s.find_first_not_of(key, a.pos);
-    case 5: return s.find_last_not_of(key, a.pos);
-    case 6: return s.find(a.ch, a.pos);
-    case 7: return s.rfind(a.ch) + s.find_last_not_of(a.ch);
-    case 8: return s.find(key.c_str(), a.pos, key.size());
-    case 9: return s.rfind(key.c_str()) + s.find(key.c_str());
-    case 10: return sign(s.compare(a.text));
-    case 11: return sign(s.compare(pos, a.n, a.text));
-    case 12: return sign(s.compare(pos, a.n, a.text, pos2, a.n2));
-    case 13: return s < a.text ? 0u : s == a.text ? 1u : 2u;
-    case 14: return sign(s.compare(key.c_str())) + (s == key.c_str() ? 3 : 0);
-    case 15: return static_cast<size_t>(s.at(a.pos));
-    case 16: return std::hash<S>()(s.substr(a.pos, a.n2));
-    case 17: {
-      std::basic_string<Char> to(s.size() + 1, a.ch2);
-      return s.copy(to.data(), a.n2, a.pos) + std::hash<decltype(to)>()(to);
-    }
-  }
-  // clang-format on
-  return 0;
+  std::basic_string<Char> to(s.size() + 1, a.ch2);
+  const size_t copied = s.copy(to.data(), a.n2, pos);
+  return numbers(
+      s.find(key, a.pos), s.find(ptr, a.pos, n), s.find(a.ch), s.find(ptr),
+      s.rfind(key, a.pos), s.rfind(ptr, a.pos, n), s.rfind(a.ch), s.find(t),
+      s.find_first_of(key, a.pos), s.find_first_of(ptr, a.pos, n),
+      s.find_first_of(a.ch), s.find_first_not_of(key, a.pos),
+      s.find_first_not_of(ptr, a.pos, n), s.find_first_not_of(a.ch),
+      s.find_last_of(key, a.pos), s.find_last_of(ptr, a.pos, n),
+      s.find_last_of(a.ch), s.find_last_not_of(key, a.pos),
+      s.find_last_not_of(ptr, a.pos, n), s.find_last_not_of(a.ch),
+      sign(s.compare(t)), sign(s.compare(ptr)), sign(s.compare(pos, a.n, ptr)),
+      sign(s.compare(pos, a.n, ptr, n)), sign(s.compare(pos, a.n, text)),
+      sign(s.compare(pos, a.n, text, pos2)), s == t, s < t, s == ptr, s < ptr,
+      sign(s.compare(pos, a.n, text, pos2, a.n2)), s == text, s < text,
+      s.length(), s.empty(), s[pos], s.empty() ? 0 : s.front() + s.back(),
+      hash(s.substr()), hash(s.substr(pos)), hash(s.substr(pos, a.n2)), copied,
+      hash(to), s.end() - s.begin(), s.cend() - s.cbegin(),
+      s.rend() - s.rbegin(), s.crend() - s.crbegin());
 }
 
+// The type of the error that run raises; void when there is none.
 template <class Run>
-std::string outcome_of(Run run) {
+std::type_index outcome_of(Run run) {
   try {
     run();
-    return "done";
-  } catch (const nalo::out_of_range&) {
-    return "out of range";
+    return typeid(void);
+  } catch (const nalo::exception& exc) {
+    return typeid(exc);
   } catch (const std::out_of_range&) {
-    return "out of range";
-  } catch (const nalo::allocation_error&) {
-    return "refused";
-  } catch (const nalo::rvalue_error&) {
-    return "read only";
+    return typeid(nalo::out_of_range);
+  } catch (const std::length_error&) {
+    return typeid(nalo::underflow_error);
   }
 }
 
 template <class Char>
 class comparison {
   using string = nalo::basic_string<Char>;
-  using model_string = std::basic_string<Char>;
 
  public:
   explicit comparison(choices& random) : random_(random) {
     for (size_t i = 0; i < 6; ++i) {
-      all_.push_back({string(allocators_[i % 3]), i % 3 / 2, {}, false});
+      all_.push_back({string(allocators_[i % 3]), {}});
     }
   }
 
@@ -217,53 +240,52 @@ class comparison {
   void step() {
     Entry& e = all_[below(all_.size())];
     Entry& other = all_[below(all_.size())];
-    const model_string fresh = letters(below(60));
-    const std::basic_string_view<Char> whole = all_[below(all_.size())].str;
-    const size_t begin = below(whole.size() + 1), count = length();
-    const Args<Char> a{length(),
-                       below(90),
-                       length() % 100,
-                       length(),
-                       letter(),
-                       letter(),
-                       below(2) ? fresh : whole.substr(begin, count),
-                       letters(below(3))};
-    const model_string text(a.text);
-    Args<Char> same = a;
-    same.text = text;
-    if (below(3) == 0) {
-      for (auto& source : sources_) {
-        source.refuse_after(static_cast<long>(below(2)));
-      }
+    const auto fresh = letters(below(60));
+    std::basic_string_view<Char> text = all_[below(all_.size())].str;
+    const size_t begin = below(text.size() + 1), count = length();
+    text = below(2) ? fresh : text.substr(begin, count);
+    const Args<Char> a{length(), length(), length() % 100,   length(),
+                       letter(), letter(), letters(below(3))};
+    // Copies and what is written to them lead to most of the storage.
+    const size_t ops[] = {below(kChanges), below(kChanges), kCopy, kWrite};
+    size_t op = ops[below(4)];
+    if (e.str.rvalue() && below(3) == 0) op = kMoveAway;
+    // What the standard's string is after a move to itself is unspecified.
+    if (op == kMove && &e == &other) op = kCopy;
+    SCOPED_TRACE(testing::Message()
+                 << "change " << op << " of \"" << shown<Char>(e.model)
+                 << "\" at " << a.pos << ", " << a.n << "; " << a.pos2 << ", "
+                 << a.n2 << " with \"" << shown(text) << "\", \""
+                 << shown<Char>(other.model) << "\"");
+    if (below(4) == 0) {
+      EXPECT_EQ(query(std::as_const(e.str), std::as_const(other.str), a, text),
+                query(e.model, other.model, a, text));
     }
-    if (below(8) == 0) {
-      query_one(e, below(kQueries), a);
-    } else {
-      // Copies and what is written to them lead to most of the storage.
-      const size_t ops[] = {below(kChanges), below(kChanges), kCopy, kWrite};
-      change_one(e, other, ops[below(4)], a, same);
-    }
+    const long refused = below(3) ? failing_source::never : long(below(2));
+    for (auto& source : sources_) source.refuse_after(refused);
+    change_one(e, other, op, a, text);
     for (auto& source : sources_) source.refuse_after(failing_source::never);
-    // A read-only string comes free when it is moved away.
-    if (e.read_only && below(3) == 0) {
-      string gone(std::move(e.str));
-      e.model.clear();
-      e.read_only = false;
-    }
     expect_all_right();
   }
 
   // How many operations came to which end.
-  std::map<std::string, int> outcomes_;
+  std::map<std::type_index, int> outcomes_;
 
  private:
   // A string and what it should be.
   struct Entry {
     string str;
-    size_t source;
-    model_string model;
-    bool read_only;
+    Model<Char> model;
   };
+
+  // How a string stored its text before an operation.
+  struct Storage {
+    const Char* chunk;  // null where there is none
+    size_t size, capacity;
+    bool shared, read_only;
+  };
+
+  static constexpr size_t local = 40 / sizeof(Char) - 1;
 
   size_t below(size_t n) { return random_.below(n); }
   // Mostly the length of a short text, sometimes behind the end, or npos.
@@ -274,66 +296,91 @@ class comparison {
   Char letter() {
     return random_.one_of({Char('a'), Char('b'), Char(), Char(0xE9)});
   }
-  model_string letters(size_t n) {
+  std::basic_string<Char> letters(size_t n) {
     return random_.text<Char>(n, widened<Char>({"ab\0\xE9", 4}));
   }
-
-  void query_one(Entry& e, size_t op, const Args<Char>& a) {
-    size_t got = 0, want = 0;
-    const auto outcome =
-        outcome_of([&] { got = query(std::as_const(e.str), op, a); });
-    EXPECT_EQ(outcome, outcome_of([&] { want = query(e.model, op, a); }));
-    EXPECT_EQ(got, want) << "query " << op << " at " << a.pos << ", " << a.n
-                         << " for \"" << shown<Char>(a.key) << "\" in \""
-                         << shown<Char>(e.model) << "\"";
+  static const Char* chunk(const string& s) {
+    return !s.rvalue() && s.capacity() > local ? s.c_str() : nullptr;
+  }
+  static Storage storage(const string& s) {
+    return {chunk(s), s.size(), s.capacity(), s.shared(), s.rvalue()};
   }
 
   void change_one(Entry& e, Entry& other, size_t op, const Args<Char>& a,
-                  const Args<Char>& same) {
-    SCOPED_TRACE(testing::Message()
-                 << "change " << op << " of \"" << shown<Char>(e.model)
-                 << "\" at " << a.pos << ", " << a.n << "; " << a.pos2 << ", "
-                 << a.n2 << " with \"" << shown(same.text) << "\", \""
-                 << shown<Char>(other.model) << "\"");
+                  std::basic_string_view<Char> text) {
+    const std::basic_string<Char> copy(text);
+    const Storage was = storage(e.str), others = storage(other.str);
+    const std::type_index done = typeid(void);
     size_t got = 0, want = 0;
-    const std::string outcome =
-        outcome_of([&] { got = change(e.str, other.str, op, a); });
+    const std::type_index outcome =
+        outcome_of([&] { got = change(e.str, other.str, op, a, text); });
     ++outcomes_[outcome];
-    if (outcome == "refused") return;
-    if (outcome == "read only" || (e.read_only && op != kSwap)) {
+    if (outcome == typeid(nalo::allocation_error)) return;
+    if (was.read_only && op < kSwap) {
       // A position behind the end of an argument is found first.
-      EXPECT_TRUE(e.read_only && outcome != "done") << outcome;
+      EXPECT_NE(outcome.name(), done.name());
       return;
     }
-    EXPECT_EQ(outcome, outcome_of([&] {
-                want = change(e.model, other.model, op, same);
-              }));
+    const auto model = [&] {
+      want = change<Model<Char>, Char>(e.model, other.model, op, a, copy);
+    };
+    EXPECT_EQ(outcome.name(), outcome_of(model).name());
     EXPECT_EQ(got, want);
-    if (op == kSwap) std::swap(e.read_only, other.read_only);
-    if (op == kMove) e.read_only = std::exchange(other.read_only, false);
-    if (op == kMakeReadOnly) e.read_only = true;
+    if (outcome != done) return;
+    if (op >= kHandOut && op < kAnew) handed_out_.insert(chunk(e.str));
+    const bool moved = op == kMove || op == kSwap || op == kTakeNew;
+    EXPECT_EQ(e.str.rvalue(),
+              op == kMakeReadOnly || (moved && others.read_only));
+    if (e.str.rvalue() || op == kMoveAway) return;
+
+    // A text stays in its storage where that suffices and is not shared. Else
+    // it gets exactly what it needs when it is made anew or was shared, and
+    // half as much again at least when it grows.
+    const string& s = e.str;
+    const bool same_memory = s.get_allocator() == other.str.get_allocator();
+    const bool shares = same_memory && others.chunk &&
+                        !handed_out_.count(others.chunk) &&
+                        s.size() == others.size &&
+                        (op == kCopy || op == kCopyNew || op == kPartNew);
+    const size_t needed = op == kReserve ? std::max(a.n, s.size()) : s.size();
+    const size_t room = op == kTakeNew ? local : was.capacity;
+    const bool fits = needed <= room;
+    const bool anew = (op >= kAnew && op < kCopy) || op == kSwap ||
+                      (op >= kReplaceAll && op < kHandOut && got != 0) ||
+                      (op == kShrink && !was.shared && was.size < room) ||
+                      (op == kReserve && !fits);
+    if (shares || (moved && (same_memory || !others.chunk))) {
+      EXPECT_EQ(s.capacity(), others.capacity);
+      EXPECT_EQ(chunk(s), others.chunk);
+    } else if (anew || (fits && was.shared && chunk(s) != was.chunk)) {
+      EXPECT_EQ(s.capacity(), std::max(needed, local));
+    } else if (fits) {
+      EXPECT_EQ(s.capacity(), room);
+      EXPECT_TRUE(was.shared || op > kAnew || chunk(s) == was.chunk);
+    } else {
+      EXPECT_EQ(s.capacity(), std::max(needed, room + room / 2 + 1));
+    }
   }
 
   // Every string has its text and a chunk that it says it shares when another
   // one does; no chunk is lost and none is kept in vain.
   void expect_all_right() {
-    std::array<std::map<const Char*, size_t>, 2> users;
-    const auto on_heap = [](const string& s) {
-      return !s.rvalue() && s.buffer_size() * sizeof(Char) > 40;
-    };
-    for (const Entry& e : all_) {
-      EXPECT_EQ(shown<Char>(e.str), shown<Char>(e.model));
-      EXPECT_EQ(e.str.rvalue(), e.read_only);
-      EXPECT_LE(e.str.size(), e.str.capacity());
-      EXPECT_TRUE(e.read_only || e.str.c_str()[e.str.size()] == Char());
-      if (on_heap(e.str)) ++users[e.source][e.str.c_str()];
+    std::array<size_t, 2> bytes{};
+    std::map<const Char*, size_t> users;
+    for (const auto& [str, model] : all_) {
+      if (chunk(str) && users[chunk(str)]++ == 0) {
+        bytes[str.get_allocator() == allocators_[2]] +=
+            8 + str.buffer_size() * sizeof(Char);
+      }
+      EXPECT_EQ(shown<Char>(str), shown<Char>(model));
+      EXPECT_TRUE(str.rvalue() || str.elem(str.size()) == Char());
     }
     for (const Entry& e : all_) {
-      EXPECT_EQ(e.str.shared(),
-                on_heap(e.str) && users[e.source][e.str.c_str()] > 1);
+      EXPECT_EQ(e.str.shared(), chunk(e.str) && users[chunk(e.str)] > 1);
     }
-    EXPECT_EQ(sources_[0].live(), users[0].size());
-    EXPECT_EQ(sources_[1].live(), users[1].size());
+    std::erase_if(handed_out_, [&](auto text) { return !users.count(text); });
+    EXPECT_EQ(sources_[0].bytes(), bytes[0]);
+    EXPECT_EQ(sources_[1].bytes(), bytes[1]);
   }
 
   choices& random_;
@@ -343,6 +390,7 @@ class comparison {
                                              nalo::allocator(sources_[0]),
                                              nalo::allocator(sources_[1])};
   std::vector<Entry> all_;
+  std::set<const Char*> handed_out_;  // for writing, with their chunks
 };
 
 }  // namespace nalo_test::strings
