@@ -6,21 +6,19 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 
 namespace {
 
 // A buffer whose areas are five characters of an array of nine.
 template <class Char>
 struct five_buffer : nalo::basic_streambuf<Char> {
+  using base = nalo::basic_streambuf<Char>;
+  using base::gbump, base::pbump, base::setg, base::setp;
   five_buffer() {
-    this->setg(text + 2, text + 4, text + 7);
-    this->setp(text + 2, text + 7);
+    setg(text + 2, text + 4, text + 7);
+    setp(text + 2, text + 7);
   }
-  using nalo::basic_streambuf<Char>::gbump;
-  using nalo::basic_streambuf<Char>::pbump;
-  using nalo::basic_streambuf<Char>::setg;
-  using nalo::basic_streambuf<Char>::setp;
-
   Char text[9] = {};
 };
 
@@ -30,19 +28,16 @@ using Chars = testing::Types<char, wchar_t>;
 TYPED_TEST_SUITE(Hardened, Chars);
 
 TYPED_TEST(Hardened, EndsTheProgramAtABrokenRule) {
-  using Char = TypeParam;
-  using string = nalo::basic_string<Char>;
-  GTEST_FLAG_SET(death_test_style, "fast");
-  five_buffer<Char> buffer;
-  nalo::basic_iostream<Char> stream(&buffer);
-  Char* const text = buffer.text;
-  string three(3, Char('a'));
-  const string& seen = three;
-  Char* const no_array = nullptr;
-  nalo::istreambuf_iterator<Char> end;
+  using string = nalo::basic_string<TypeParam>;
   using areas =
-      nalo::impl::stream_areas<Char, typename nalo::char_traits<Char>>;
-
+      nalo::impl::stream_areas<TypeParam, nalo::char_traits<TypeParam>>;
+  GTEST_FLAG_SET(death_test_style, "fast");
+  five_buffer<TypeParam> buffer;
+  nalo::basic_iostream<TypeParam> stream(&buffer);
+  TypeParam* const text = buffer.text;
+  TypeParam* const no_array = nullptr;
+  string three(3, 'a');
+  nalo::istreambuf_iterator<TypeParam> end;
   const struct {
     const char* message;
     std::function<void()> call;
@@ -65,8 +60,8 @@ TYPED_TEST(Hardened, EndsTheProgramAtABrokenRule) {
       {"readsome gets", [&] { stream.readsome(text, -1); }},
       {"write gets", [&] { stream.write(text, -1); }},
       {"insert gets", [&] { stream.insert(text, -1); }},
-      {"element behind", [&] { three[4] = Char(); }},
-      {"element behind", [&] { static_cast<void>(seen[4]); }},
+      {"element behind", [&] { three[4] = TypeParam(); }},
+      {"element behind", [&] { static_cast<void>(std::as_const(three)[4]); }},
       {"element behind", [&] { static_cast<void>(string().back()); }},
       {"range ends", [&] { three.erase(three.end(), three.begin()); }},
       {"range ends", [&] { string(text + 1, text); }},
@@ -79,17 +74,14 @@ TYPED_TEST(Hardened, EndsTheProgramAtABrokenRule) {
   }
 
   // At the edge of each rule nothing happens.
-  buffer.gbump(-2);
-  buffer.gbump(5);
-  buffer.pbump(5);
-  buffer.pbump(-5);
+  for (const long off : {-2, 5}) buffer.gbump(off);
+  for (const long off : {5, -5}) buffer.pbump(off);
   buffer.setg(text, text, text);
   buffer.setp(nullptr, nullptr);
   EXPECT_EQ(buffer.sgetn(no_array, 0), 0);
-  EXPECT_EQ(three[3], Char());
+  EXPECT_EQ(three[3], TypeParam());
   three.erase(three.end(), three.end());
-  three.append(no_array, 0);
-  EXPECT_EQ(three, string(3, Char('a')));
+  EXPECT_EQ(three.append(no_array, 0), string(3, 'a'));
 }
 
 }  // namespace

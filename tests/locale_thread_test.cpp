@@ -1,10 +1,10 @@
 // Locales that threads copy, make, replace and destroy at the same time.
-#include <nalo/base/numpunct>
 #include <nalo/locale>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <latch>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -13,87 +13,61 @@ namespace {
 
 using nalo::locale;
 
-constexpr int kThreads = 4;
-constexpr int kRounds = 2000;
-
 template <class Work>
 void run_threads(Work work) {
-  std::atomic<int> ready{0};
-  std::vector<std::thread> threads;
-  for (int number = 0; number < kThreads; ++number) {
-    threads.emplace_back([&, number] {
-      ++ready;
-      while (ready < kThreads) std::this_thread::yield();
-      work(number);
+  std::latch start(4);
+  std::vector<std::jthread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      start.arrive_and_wait();
+      work();
     });
   }
-  for (std::thread& thread : threads) thread.join();
 }
 
-// The dead of its class: no facet is deleted twice or while it is in use.
+std::atomic<int> alive = 0;
 template <int Class>
-struct marked : locale::facet {
-  explicit marked(int value) : facet(0), value_(value) { ++alive; }
-  ~marked() override {
-    value_ = -1;
-    --alive;
-  }
-  int value_;
-  static inline std::atomic<int> alive{0};
+struct client : locale::facet {
+  client() : facet(0) { ++alive; }
+  ~client() override { --alive; }
+  int value = Class;
   static inline locale::id id;
 };
-
-TEST(ThreadLocale, ShareFacetsAndSets) {
-  const locale shared(locale::classic(), new marked<0>(7));
-  run_threads([&](int number) {
-    locale mine;
-    for (int round = 0; round < kRounds; ++round) {
-      mine = shared;
-      const locale more(mine, new marked<1>(number));
-      const locale mixed(locale::classic(), more, locale::all);
-      const locale both = more.without_<marked<0>>().combine<marked<0>>(mine);
-      ASSERT_EQ(nalo::use_facet<marked<0>>(both).value_, 7);
-      ASSERT_EQ(nalo::use_facet<marked<1>>(both).value_, number);
-      ASSERT_FALSE(nalo::has_facet<marked<0>>(mixed));
-      mine = locale::classic();
-    }
-  });
-  EXPECT_EQ(marked<0>::alive, 1);
-  EXPECT_EQ(marked<1>::alive, 0);
-}
-
-TEST(ThreadLocale, ReplaceTheGlobalOne) {
-  run_threads([](int number) {
-    for (int round = 0; round < kRounds; ++round) {
-      const locale client(locale(), new marked<2>(number));
-      const locale earlier =
-          locale::global(round % 3 == 0 ? locale::classic() : client);
-      for (const locale& loc : {locale(), earlier}) {
-        if (!nalo::has_facet<marked<2>>(loc)) continue;
-        const int value = nalo::use_facet<marked<2>>(loc).value_;
-        ASSERT_TRUE(0 <= value && value < kThreads) << value;
-      }
-    }
-  });
-  locale::global(locale::classic());
-  EXPECT_EQ(marked<2>::alive, 0);
-}
-
-// Gives an index to the id of a class while other threads do the same.
 template <int Class>
-void use_first(int number) {
-  const locale loc(locale::classic(), new marked<Class>(number));
-  ASSERT_EQ(nalo::use_facet<marked<Class>>(loc).value_, number);
+bool is_in(const locale& loc) {
+  return nalo::use_facet<client<Class>>(loc).value == Class;
+}
+
+TEST(ThreadLocale, ShareFacetsAndReplaceTheGlobalOne) {
+  {
+    const locale shared(locale::classic(), new client<0>);
+    run_threads([&] {
+      for (int round = 0; round < 2000; ++round) {
+        const locale more(shared, new client<1>);
+        const locale mixed(locale::classic(), more, locale::all);
+        const locale both =
+            more.without_<client<0>>().combine<client<0>>(shared);
+        ASSERT_TRUE(is_in<0>(both) && is_in<1>(both));
+        ASSERT_FALSE(nalo::has_facet<client<0>>(mixed));
+        const locale earlier =
+            locale::global(round % 3 == 0 ? locale::classic() : more);
+        for (const locale& loc : {locale(), earlier}) {
+          ASSERT_TRUE(loc.is_classic_() || is_in<1>(loc));
+        }
+      }
+    });
+    locale::global(locale::classic());
+    EXPECT_EQ(alive, 1);
+  }
+  EXPECT_EQ(alive, 0);
 }
 
 TEST(ThreadLocale, AgreeOnTheIdsOfFacets) {
-  run_threads([](int number) {
+  run_threads([] {
     [&]<int... Class>(std::integer_sequence<int, Class...>) {
-      (use_first<100 + Class>(number), ...);
       locale all;
-      ((all = locale(all, new marked<100 + Class>(Class))), ...);
-      EXPECT_TRUE(
-          ((nalo::use_facet<marked<100 + Class>>(all).value_ == Class) && ...));
+      ((all = locale(all, new client<100 + Class>)), ...);
+      EXPECT_TRUE((is_in<100 + Class>(all) && ...));
     }
     (std::make_integer_sequence<int, 60>());
   });

@@ -1,0 +1,49 @@
+// Counts the blocks of memory that are in use, fills them and what lies behind
+// them with no zeros, and refuses arrays on demand.
+// For programs of one source file: it replaces the global operators.
+#ifndef NALO_TESTS_BLOCKS_IN_USE_H
+#define NALO_TESTS_BLOCKS_IN_USE_H
+
+#include <nalo/exception>
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+namespace nalo_test {
+
+inline long live_blocks = 0;
+// Refuses the arrays that are asked for without exceptions.
+inline bool no_memory = false;
+
+// Without the error that the thread keeps.
+inline long blocks_in_use() {
+  nalo::exception("", 0, "").register_on_thread();
+  return live_blocks;
+}
+
+}  // namespace nalo_test
+
+// Not inline, so that GCC does not see malloc() and free() behind them.
+[[gnu::noinline]] void* operator new(size_t size) {
+  void* block = std::malloc(size + 16);
+  if (!block) throw std::bad_alloc();
+  std::memset(block, 0xA5, size + 16);
+  ++nalo_test::live_blocks;
+  return block;
+}
+void* operator new[](size_t size) { return ::operator new(size); }
+void* operator new[](size_t size, const std::nothrow_t&) noexcept {
+  return nalo_test::no_memory ? nullptr : ::operator new(size);
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept {
+  if (block) --nalo_test::live_blocks;
+  std::free(block);
+}
+void operator delete(void* block, size_t) noexcept { ::operator delete(block); }
+void operator delete[](void* block) noexcept { ::operator delete(block); }
+void operator delete[](void* block, size_t) noexcept {
+  ::operator delete(block);
+}
+
+#endif
