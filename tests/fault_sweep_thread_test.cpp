@@ -164,7 +164,6 @@ struct fault_numpunct : nalo::numpunct<Char> {
 template <class Char, class... Types>
 struct fault_num_put : nalo::num_put<Char> {
   using nalo::num_put<Char>::num_put;
-  using nalo::num_put<Char>::do_put;
 };
 template <class Char, class T, class... Types>
 struct fault_num_put<Char, T, Types...> : fault_num_put<Char, Types...> {
@@ -177,9 +176,7 @@ struct fault_num_put<Char, T, Types...> : fault_num_put<Char, Types...> {
   }
 };
 template <class Char, class... Types>
-struct fault_num_get : nalo::num_get<Char> {
-  using nalo::num_get<Char>::do_get;
-};
+struct fault_num_get : nalo::num_get<Char> {};
 template <class Char, class T, class... Types>
 struct fault_num_get<Char, T, Types...> : fault_num_get<Char, Types...> {
   using fault_num_get<Char, Types...>::do_get;
