@@ -16,16 +16,13 @@
 #include <unistd.h>
 
 #include <climits>
-#include <cstring>
 #include <cwchar>
 #include <functional>
-#include <istream>
 #include <memory>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <system_error>
 #include <thread>
 
 #include "failing_source.h"
@@ -109,17 +106,14 @@ std::string done(nalo::basic_streambuf<Char>& buffer, const std::string& step) {
   if (is('>')) return std::to_string(put(buffer, argument));
   if (is('?')) return std::to_string(buffer.in_avail());
   if (is('!')) return std::to_string(buffer.pubsync());
-  if (is('-')) {
-    const bool failed = buffer.sungetc() == nalo::char_traits<Char>::eof();
-    return failed ? "-1" : std::to_string(buffer.sgetc());
-  }
+  if (is('-')) return std::to_string(buffer.sungetc());
   const char side = argument[0];
   const auto mode = side == 'i' ? in : side == 'o' ? out : in | out;
-  const auto pos = argument.substr(mode == (in | out) ? 0 : 1);
-  return std::to_string((pos.empty()
-                             ? buffer.pubseekoff(0, ios_base::cur, mode)
-                             : buffer.pubseekpos(std::stol(pos), mode)) -
-                        0);
+  const auto to = argument.substr(mode == (in | out) ? 0 : 1);
+  const nalo::streamoff pos = to.empty()
+                                  ? buffer.pubseekoff(0, ios_base::cur, mode)
+                                  : buffer.pubseekpos(std::stol(to), mode);
+  return std::to_string(pos);
 }
 
 template <class Char>
@@ -206,8 +200,8 @@ TYPED_TEST(Buffers, DoWhatTheirModeSays) {
 TYPED_TEST(Buffers, CopyNoStringThatNeedNotBe) {
   using string = nalo::basic_string<TypeParam>;
   using stringbuf = nalo::basic_stringbuf<TypeParam>;
-  const string text(1000, 'a');
   const TypeParam literal[] = {'b', 0};
+  const string text(1000, 'a');
   const stringbuf reader(text, in);
   EXPECT_EQ(reader.view().data(), text.c_str());
   EXPECT_EQ(reader.str().c_str(), text.c_str());
@@ -217,11 +211,10 @@ TYPED_TEST(Buffers, CopyNoStringThatNeedNotBe) {
   // A text that others have is copied before it is written.
   stringbuf writer(text);
   put(writer, "x");
-  EXPECT_EQ(text[0], TypeParam('a'));
   writer.str(string::c_str(literal));
   put(writer, "xy");
   EXPECT_EQ(shown<TypeParam>(writer.str()), "xy");
-  EXPECT_EQ(literal[0], TypeParam('b'));
+  EXPECT_TRUE(text[0] == 'a' && literal[0] == 'b');
 
   string own(1000, 'c');
   own.reserve(2000);
@@ -260,26 +253,16 @@ TYPED_TEST(Buffers, KeepTheirTextWhenMemoryIsRefused) {
 }
 
 TYPED_TEST(Buffers, PassBetweenTheLibrariesWithoutLoss) {
-  std::basic_stringbuf<TypeParam> below(widened<TypeParam>("one two 3 4 five"));
+  std::basic_stringbuf<TypeParam> below(widened<TypeParam>("abcdef"));
   over_std<TypeParam> buffer(&below);
   EXPECT_EQ(buffer.below_buffer_(), &below);
-  std::basic_iostream<TypeParam> theirs(&below);
-  nalo::basic_iostream<TypeParam> ours(&buffer);
-  std::basic_string<TypeParam> word;
-  nalo::basic_string<TypeParam> our_word;
-  int three = 0, four = 0;
-  theirs >> word;
-  const auto pos = ours.tellg();
-  ours >> our_word;
-  theirs >> three;
-  ours >> four;
-  ours.seekg(pos) >> our_word;
-  EXPECT_EQ(shown<TypeParam>(word) + shown<TypeParam>(our_word), "onetwo");
-  EXPECT_EQ(three * 10 + four, 34);
-  ours << 12;
-  theirs << 3;
-  ours << 45;
-  EXPECT_EQ(shown<TypeParam>(below.str()), "12345wo 3 4 five");
+  const auto log = played("s <1 s @i1 s >x p >z", [&](const std::string& step) {
+    if (step == "s") return std::string(1, char(below.sbumpc()));
+    if (step == "p") return std::to_string(below.sputc('y'));
+    return done<TypeParam>(buffer, step);
+  });
+  EXPECT_EQ(log, "a b c 1 b 1 121 1");
+  EXPECT_EQ(shown<TypeParam>(below.str()), "xyzdef");
 
   // What one side raises, and positions, reach the other.
   struct : nalo::basic_streambuf<TypeParam> {
