@@ -160,10 +160,10 @@ TYPED_TEST(RawChunk, IsBoundedBeforeTheSourceIsAsked) {
   const nalo::allocator ma(source);
   EXPECT_TRUE(ma == nalo::allocator(source) && ma != nalo::allocator());
   volatile TypeParam* one = chunk(ma);
-  EXPECT_EQ(source.last_bytes(), width);
+  EXPECT_EQ(source.bytes(), width);
   nalo::free_raw_chunk(one, ma);
   EXPECT_EQ(one, nullptr);
-  EXPECT_EQ(source.live(), 0);
+  EXPECT_EQ(source.bytes(), 0);
   for (const size_t size :
        {size_t{9}, chunk::max_size, chunk::max_size + 1, ~size_t{0}}) {
     const bool possible = size <= chunk::max_size;

@@ -72,16 +72,10 @@ TYPED_TEST(Hardened, EndsTheProgramAtABrokenRule) {
   for (const auto& rule : rules) {
     EXPECT_DEATH(rule.call(), std::string(":[0-9]+: .*") + rule.message);
   }
-
-  // At the edge of each rule nothing happens.
+  // At the edge of a rule nothing happens.
   for (const long off : {-2, 5}) buffer.gbump(off);
   for (const long off : {5, -5}) buffer.pbump(off);
-  buffer.setg(text, text, text);
-  buffer.setp(nullptr, nullptr);
-  EXPECT_EQ(buffer.sgetn(no_array, 0), 0);
   EXPECT_EQ(three[3], TypeParam());
-  three.erase(three.end(), three.end());
-  EXPECT_EQ(three.append(no_array, 0), string(3, 'a'));
 }
 
 }  // namespace

@@ -230,16 +230,17 @@ void check_ranges(const locale& loc) {
   const auto text = characters_to_classify<Char>();
   const Char* const lo = text.data();
   const Char* const hi = lo + text.size();
+  const auto end_of = [](auto& to) { return to.data() + to.size(); };
+  auto upper = text, lower = text;
   std::string narrow(text.size(), '\0');
-  auto upper = text, lower = text,
-       wide = std::basic_string<Char>(text.size(), Char());
+  std::basic_string<Char> wide(text.size(), Char());
   std::vector<ctype_base::mask> classes(text.size(), 0xFFFF);
   EXPECT_EQ(facet.is(lo, hi, classes.data()), hi);
-  EXPECT_EQ(facet.toupper(upper.data(), &*upper.end()), &*upper.end());
-  EXPECT_EQ(facet.tolower(lower.data(), &*lower.end()), &*lower.end());
+  EXPECT_EQ(facet.toupper(upper.data(), end_of(upper)), end_of(upper));
+  EXPECT_EQ(facet.tolower(lower.data(), end_of(lower)), end_of(lower));
   EXPECT_EQ(facet.narrow(lo, hi, '?', narrow.data()), hi);
-  EXPECT_EQ(facet.widen(narrow.data(), &*narrow.end(), wide.data()),
-            &*narrow.end());
+  const char* const end = end_of(narrow);
+  EXPECT_EQ(facet.widen(narrow.data(), end, wide.data()), end);
   for (size_t i = 0; i < text.size(); ++i) {
     for (unsigned bit = 1; bit <= 0x8000; bit *= 2) {
       ASSERT_EQ((classes[i] & bit) != 0, is(bit, text[i])) << i;
