@@ -199,7 +199,7 @@ TYPED_TEST(Ios, GrowsItsWordsOrGivesASpareOne) {
       s.iword(index + 1) = 6;
       s.pword(index) = &s;
       const auto at = static_cast<size_t>(index);
-      words expected(std::max<size_t>(at + 2, size));
+      words expected(std::max(at + 2, static_cast<size_t>(size)));
       expected[at] = {5, &s};
       expected[at + 1] = {6, nullptr};
       EXPECT_EQ(std::get<words>(s.format()), expected);

@@ -271,7 +271,7 @@ void check_ranges(const locale& loc) {
 
 TEST(Ctype, TreatsARangeAsItsCharacters) {
   static ctype_base::mask own[256] = {};
-  own['x'] = ctype_base::alpha;
+  own[size_t{'x'}] = ctype_base::alpha;
   own[0xA0] = ctype_base::space;
   check_ranges<char>(locale());
   check_ranges<char>(locale(locale(), new nalo::ctype<char>(own)));
