@@ -14,10 +14,7 @@ check 0 '' 'no line end' "$(of_input 1 11 11 11.0)" -
 check 0 '' '\na\0\0377\r\n\n' "$(of_input 3 7 4 1.3)" --
 check 0 '' 'a\nb\ncd' "$(of_input 1 2 2 2.0)" --skip-lines 2
 check 0 '' 'a\nb' "$(of_input 0 0 0 0.0)" --skip-lines=9000000000000000000
-for n in 65535 65536 65537 131071; do  # around the size of a block
-  check 0 '' "$(printf "%0${n}d" 0)\n1" \
-    "$(of_input 2 $((n + 2)) "$n" $(((n + 1) / 2)).$(((n + 1) % 2 * 5)))"
-done
+check 0 '' "$(printf %065536d 0)\n1" "$(of_input 2 65538 65536 32768.5)"
 
 # Words, the most frequent first, then by their characters.
 check 0 '' 'b a\tb\n\va\fc\r b d' "\
@@ -52,13 +49,11 @@ dd bs=1 skip=$((16#$end - 2)) count=0 <&5 2>/dev/null
 
 # What cannot be written ends the program, quietly when nobody reads on.
 check_full_device dos
-for disposition in - ''; do  # of SIGPIPE: the default, ignored
-  (
-    trap "$disposition" PIPE
-    "$program" --copy long 2>errors | head -c 1 >/dev/null
-    [ "${PIPESTATUS[0]}" = 141 ] && [ ! -s errors ]
-  ) || fail "a closed pipe, SIGPIPE '$disposition': $(<errors)"
-done
+(
+  trap '' PIPE  # otherwise the signal ends the program
+  "$program" --copy long 2>errors | head -c 1 >/dev/null
+  [ "${PIPESTATUS[0]}" = 141 ] && [ ! -s errors ]
+) || fail "a closed pipe: $(<errors)"
 
 # Mistakes on the command line.
 refuse() { check 2 "$1*usage:*" '' '' "${@:2}"; }
