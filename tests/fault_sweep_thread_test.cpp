@@ -423,6 +423,7 @@ std::vector<operations<World>> all_operations() {
       {{OP(bool b{}; w.in >> nalo::boolalpha >> b)},
        skipping,
        ".  nnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnn "},
+      {{OP(double d{}; w.in >> d; w.n = d > 0)}, skipping, ".  1,234.5 "},
       {{OP(void* p{}; w.in >> p; w.n = p != nullptr)}, skipping, ".  0x1f "},
       {{OP(Numbers value{}; w.in >> value; w.n = value != Numbers{})...},
        skipping,
