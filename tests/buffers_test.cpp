@@ -473,20 +473,26 @@ void interrupt(int) {
 }
 
 TEST(Fdbuf, TransfersGoOnAfterInterruptions) {
-  const std::string text = sample_text<char>(90'000);
-  const target sockets("sockets"), file("file", text);
-  source = file.ends[0];
-  sink = sockets.ends[1];
+  const std::string text = sample_text<char>(400'000);
+  const target sockets("sockets"), from("file", text), to("file");
   ::fcntl(sockets.ends[0], F_SETFL, 0);  // it waits
+  nalo::fdbuf buffer(sockets.ends[0]), copy(to.ends[0]);
   struct sigaction action = {}, before;
   action.sa_handler = interrupt;
   ::sigaction(SIGALRM, &action, &before);
   const itimerval often = {{0, 1000}, {0, 1000}}, never = {};
+  source = sockets.ends[1];
+  sink = to.ends[1];
   ::setitimer(ITIMER_REAL, &often, nullptr);
-  nalo::fdbuf buffer(sockets.ends[0]);
+  EXPECT_EQ(buffer.sputn(text.data(), 400'000), 400'000);
+  while (::lseek(to.ends[1], 0, SEEK_CUR) < 400'000) ::pause();
+  source = from.ends[0];
+  sink = sockets.ends[1];
   EXPECT_TRUE(taken(buffer, text.size()) == text);
   ::setitimer(ITIMER_REAL, &never, nullptr);
   ::sigaction(SIGALRM, &before, nullptr);
+  copy.pubseekpos(0);
+  EXPECT_TRUE(taken(copy, text.size()) == text);
   EXPECT_GT(interruptions, 10);
 }
 
