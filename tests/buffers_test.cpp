@@ -497,7 +497,7 @@ TEST(Fdbuf, TransfersGoOnAfterInterruptions) {
 }
 
 // Nothing may unwind through a destructor, which writes.
-TEST(Fdbuf, IsDestroyedInACancelledThread) {
+TEST(Fdbuf, IsDestroyedUnderCancellation) {
   const target pipe("pipe out");
   bool goes_on = false;
   std::thread thread([&] {
@@ -505,6 +505,10 @@ TEST(Fdbuf, IsDestroyedInACancelledThread) {
       nalo::fdbuf buffer(pipe.ends[0]);
       buffer.sputc('x');
       ::pthread_cancel(::pthread_self());
+    }
+    try {  // makes the address sanitizer forget the frames that are about to go
+      throw 0;
+    } catch (int) {
     }
     ::pthread_testcancel();
     goes_on = true;
