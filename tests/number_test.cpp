@@ -25,7 +25,7 @@ TYPED_TEST_SUITE(Number, Chars);
 
 TYPED_TEST(Number, OfAnyTypeAndFormIsWhatTheModelSays) {
   nalo_test::choices random(20240607);
-  for (int round = 0; round < 10000 && !this->HasFailure(); ++round) {
+  for (int round = 0; round < 20000 && !this->HasFailure(); ++round) {
     nalo_test::numbers::compare<TypeParam>(random);
   }
 }
@@ -54,14 +54,17 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
       {"", limits},
       {"", {"-0x1.fffffep127", "-0x1.fffffffffffffp1023"}},
       {"", {"-0xffffffffffffffffp16320"}},
-      {"", {"1:2", "1@", "1G"}},  // what is beside the digits in ASCII
-      {"", {{"1\0002", 3}}},      // the null, which separates no groups
-      {"", {"t", "fals"}},        // names that could go on
-      {"", {"-nan", "inf", ".5x", "0x", "0x.p", "1e+x"}},
+      {"", {"1:2", "1@", "1G"}},       // what is beside the digits in ASCII
+      {"", {{"1\0002", 3}, "1\xFF"}},  // the null, which separates no groups
+      {"", {"t", "fals", "true"}},     // names that could go on
+      {"", {"-nan", "inf", ".5x", "0x", "0x.p", "1ea"}},
       {"", {"0.0e5", "-0x0p5", "1e#5", "#42", "1#"}},
-      {"", {"1#e-9999", "0.#1e10000", "0x1#p-39996", "0x0.#1p40000"}},
+      {"",
+       {"0x" + ones + "p-300", "1#e-9999", "0.#1e10000", "0x1#p-39996",
+        "0x0.#1p40000"}},
       {"", {"1e-99999999999999999999", "0x1p99999999999999999999"}},
-      {"", {half_float, half_float + ones, half_double, half_double + ones}},
+      {"", {half_float, half_float + ones + "0"}},
+      {"", {half_double, half_double + ones + "0"}},
       {"", {std::string(4900, '7') + "e-4900", "0." + std::string(12000, '3')}},
       {"\3", {"0,123", "012,345"}},  // a prefix is in no group
       {"\3", {",123", "1,,2", "1,22,333,444"}},

@@ -121,9 +121,10 @@ inline punctuation choose_punctuation(choices& random) {
                random.text<char>(random.below(4), "ab")};
 }
 
-// Each with a chance of a quarter.
+// Each with a chance of a half or of a quarter.
 inline fmtflags choose_flags(choices& random) {
-  return static_cast<fmtflags>(random.bits(2) & random.bits(2) & 0x7FFF);
+  const auto some = random.bits(2), mask = random.bits(2);
+  return static_cast<fmtflags>(some & (mask & 0x8000 ? 0x7FFF : mask & 0x7FFF));
 }
 
 // Of any length, or near the limits of types.
