@@ -166,6 +166,7 @@ TYPED_TEST(Ios, IsMadeWithABufferOrWithoutAMask) {
         raised_by([&] { s.init(nullptr, iostate(mask)); }),
         mask == 0 ? "" : "nalo::basic_ios<Char,Traits>::init invalid buffer");
     EXPECT_EQ(s.rdstate(), mask == 0 ? bad : good);
+    this->change(s, 20);
     s.init(&this->buf, good);
     EXPECT_EQ(s.format(), fresh.format());
     EXPECT_EQ(s.rest(), fresh.rest());
@@ -177,9 +178,9 @@ TYPED_TEST(Ios, CanBeDestroyedWithoutInitAndInPlace) {
   using probe = probe<TypeParam>;
   alignas(probe) unsigned char memory[sizeof(probe)];
   auto* const in_place = new (memory) probe;
+  EXPECT_EQ(raised_by([&] { in_place->fill(); }), no_facet);
   EXPECT_EQ(in_place->guarded(),
             std::tuple(ios_base::skipws | ios_base::dec, 0, 6, good, 0, false));
-  EXPECT_EQ(raised_by([&] { in_place->fill(); }), no_facet);
   in_place->init(&this->buf, good);
   in_place->iword(20) = 1;
   in_place->destroy_();
@@ -191,15 +192,17 @@ TYPED_TEST(Ios, CanBeDestroyedWithoutInitAndInPlace) {
 }
 
 TYPED_TEST(Ios, GrowsItsWordsOrGivesASpareOne) {
-  for (const int index : {0, 2, 7, 8, 9, 40}) {
+  for (const int index : {0, 2, 6, 8, 9, 40}) {
     for (const int size : {0, 3, 8}) {
       probe<TypeParam> s(&this->buf);
+      s.iword(7) = 9;
       s.word_size_ = size;
       s.iword(index) = 5;
       s.iword(index + 1) = 6;
       s.pword(index) = &s;
       const auto at = static_cast<size_t>(index);
       words expected(std::max(at + 2, static_cast<size_t>(size)));
+      if (size == 8) expected[7].first = 9;
       expected[at] = {5, &s};
       expected[at + 1] = {6, nullptr};
       EXPECT_EQ(std::get<words>(s.format()), expected);
@@ -243,7 +246,11 @@ TYPED_TEST(Ios, CopiesAndExchangesItsFormat) {
       EXPECT_EQ(a.format(), of_a);
       EXPECT_EQ(b.format(), of_a);
       b.copyfmt(fresh);
-      EXPECT_EQ(b.format(), fresh.format());
+      const auto of_fresh = fresh.format();
+      EXPECT_EQ(b.format(), of_fresh);
+      a.swap_(fresh);
+      EXPECT_EQ(a.format(), of_fresh);
+      EXPECT_EQ(fresh.format(), of_a);
       EXPECT_EQ(a.rest(), rest_of_a);
       EXPECT_EQ(b.rest(), rest_of_b);
     }

@@ -136,7 +136,7 @@ TEST(Locale, LeavesAFacetToTheClientThatSaysSo) {
 }
 
 TEST(Locale, NamesWhatItCannotMake) {
-  const locale other(locale::classic(), new client<0>);
+  const locale other(locale::classic(), new client<2>);
   const char* const null = nullptr;
   const struct {
     std::function<void()> make;
@@ -153,9 +153,9 @@ TEST(Locale, NamesWhatItCannotMake) {
        "nalo::locale \"C\", categories 2048: unknown category"},
       {[&] { locale::throwOnCreationFailure("file", 1, 32, null, null); },
        "nalo::locale \"\", categories 32: "},
-      {[&] { other.combine<client<1>>(other); },
+      {[&] { other.combine<client<3>>(other); },
        "nalo::locale::combine \"*\" lacks the facet"},
-      {[&] { nalo::use_facet<client<1>>(locale::classic()); },
+      {[&] { nalo::use_facet<client<3>>(locale::classic()); },
        "nalo::use_facet \"C\" lacks the facet"},
   };
   for (const auto& [make, text] : cases) {
