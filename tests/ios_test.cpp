@@ -195,14 +195,14 @@ TYPED_TEST(Ios, GrowsItsWordsOrGivesASpareOne) {
   for (const int index : {0, 2, 6, 8, 9, 40}) {
     for (const int size : {0, 3, 8}) {
       probe<TypeParam> s(&this->buf);
-      s.iword(7) = 9;
+      s.iword(5) = 9;
       s.word_size_ = size;
       s.iword(index) = 5;
       s.iword(index + 1) = 6;
       s.pword(index) = &s;
       const auto at = static_cast<size_t>(index);
       words expected(std::max(at + 2, static_cast<size_t>(size)));
-      if (size == 8) expected[7].first = 9;
+      if (size == 8) expected[5].first = 9;
       expected[at] = {5, &s};
       expected[at + 1] = {6, nullptr};
       EXPECT_EQ(std::get<words>(s.format()), expected);
