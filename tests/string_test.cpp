@@ -46,11 +46,11 @@ TYPED_TEST(String, DoesWhatTheStandardsDoes) {
 // A text that begins in the string ends at its end. The zero there is a text
 // of one character.
 TYPED_TEST(String, TakesPartsOfItself) {
-  for (const size_t capacity : {60u, 200u}) {
+  for (const size_t capacity : {91u, 200u}) {
     typename TestFixture::string s(this->str_, this->ma_);
     s.reserve(capacity);
-    s.append(s.c_str() + 30, 100).append(s.c_str() + 90, 1);
-    s.insert(0, s.c_str() + 91, 1);
+    s.insert(0, s.c_str() + 60, 1);
+    s.append(s.c_str() + 31, 100).append(s.c_str() + 91, 1);
     EXPECT_EQ(s,
               TypeParam() + this->text_ + this->text_.substr(30) + TypeParam());
   }
@@ -101,8 +101,7 @@ TYPED_TEST(String, RefusesWhatIsWrongAndStaysAsItWas) {
        {[&](S& s) { (void)std::as_const(s).at(61); },
         [&](S& s) { s.compare(61, 0, V()); },
         [&](S& s) { s.compare(0, 0, V(s), 61); },
-        [&](S& s) { s.copy(copied, 0, 61); },
-        [&](S& s) { s.erase(std::as_const(s).end() + 1); }}},
+        [&](S& s) { s.copy(copied, 0, 61); }}},
       {typeid(nalo::invalid_argument),
        "nalo::string null pointer",
        {[&](S&) { S{null}; }, [&](S& s) { s.find(null); }}},
@@ -145,6 +144,12 @@ TYPED_TEST(String, RefusesWhatIsWrongAndStaysAsItWas) {
   // At the edges nothing is raised.
   for (const long n : {-5L, 0L, LONG_MAX}) In::overflowCheck_(7, 5, n);
   for (const long n : {0L, 1L}) In::overflowCheck_(7, most - 1, n);
+  In::overflowCheck_(7, most + 1, 1);
+  S same(this->str_, this->ma_);
+  same.append(some, 0).append(same.c_str(), 0).insert(1, 0, TypeParam());
+  EXPECT_TRUE(same.insert(1, some, 0).shared());
+  same.reserve(50);
+  EXPECT_TRUE(!same.shared() && same.capacity() == 60);
   S empty(null, 0, this->ma_);
   EXPECT_EQ(empty.append(null, 0).assign(null, 0).insert(0, null, 0), S());
   EXPECT_THROW(empty.pop_back(), nalo::out_of_range);
@@ -163,12 +168,12 @@ TYPED_TEST(String, IsHandedOnWithoutCopies) {
   S s = returned();
   s = returned();
   s = std::move(s);
+  s.assign(text.data(), 60).replace(0, 60, text.data(), 60).reserve(60);
   EXPECT_EQ(s, text);
   const S sum(s + text + TypeParam('+') + text.c_str() +
                   (std::basic_string_view<TypeParam>(text) + s),
               this->ma_);
   EXPECT_EQ(sum, text + text + TypeParam('+') + text + text + text);
-  EXPECT_TRUE(TypeParam('+') + s == (TypeParam('+') + text).c_str());
   EXPECT_EQ((text.c_str() + s).str().size(), 120u);
   const std::vector<short> list(60, 'x');
   const S from_list(list.begin(), list.end(), this->ma_);
@@ -182,7 +187,6 @@ TYPED_TEST(String, IsHandedOnWithoutCopies) {
   const auto text_of = [](const Arg& arg) { return Arg(arg).c_str(); };
   EXPECT_EQ(text_of(text.c_str()), text.c_str());
   EXPECT_EQ(text_of(std::basic_string_view<TypeParam>(text)), text.c_str());
-  EXPECT_EQ(text_of(text), text.c_str());
   EXPECT_EQ(text_of(s), s.c_str());
   const auto keep = [&s](Arg arg) { s = arg; };
   keep(text);
@@ -191,27 +195,6 @@ TYPED_TEST(String, IsHandedOnWithoutCopies) {
   EXPECT_TRUE(s.shared() && S(Arg(s), this->ma_).shared());
   keep(s + TypeParam('+'));
   EXPECT_EQ(s, text + TypeParam('+'));
-}
-
-TYPED_TEST(String, ChunksAreOfSomeElements) {
-  using Chunk = nalo::allocate_raw_chunk<TypeParam>;
-  const size_t before = this->source_.bytes();
-  volatile TypeParam* one = Chunk(this->ma_);
-  EXPECT_EQ(this->source_.bytes() - before, sizeof(TypeParam));
-  nalo::free_raw_chunk(one, this->ma_);
-  EXPECT_EQ(one, nullptr);
-  const std::function<size_t(size_t)> refused = [this](size_t n) -> size_t {
-    try {
-      Chunk(n, this->ma_);
-    } catch (const nalo::allocation_error& exc) {
-      return exc.count();
-    }
-    return 0;
-  };
-  this->source_.refuse_after(0);
-  volatile size_t most = Chunk::max_size;  // or the compiler warns of the size
-  EXPECT_EQ(refused(most), most * sizeof(TypeParam));
-  EXPECT_EQ(refused(most + 1), most + 1);
 }
 
 template <class Traits>
@@ -226,9 +209,9 @@ std::vector<long> traits_answers() {
       Traits::compare(text + 1, text, 1) > 0,
       Traits::compare(text, text + 1, 0), Traits::length(text),
       Traits::find(text, 2, 'b') == nullptr,
-      Traits::find(text, 0, 'a') == nullptr, Traits::find(text, 3, 'b') - text,
-      Traits::assign(to, 0, 'q') - to, Traits::copy(to, text, 0) - to,
-      Traits::move(to, text, 0) - to, to[0],
+      Traits::find(text, 0, 'a') == nullptr, Traits::find(text, 1, 'a') - text,
+      Traits::find(text, 3, 'b') - text, Traits::assign(to, 0, 'q') - to,
+      Traits::copy(to, text, 0) - to, Traits::move(to, text, 0) - to, to[0],
       Traits::eq_int_type(Traits::not_eof(Traits::eof()), Traits::eof()),
       Traits::not_eof('a'));
 }
