@@ -123,6 +123,7 @@ void fdbuf::close() {
   const int fd = fd_;
   fd_ = -1;
   setg(nullptr, nullptr, nullptr);
+  setp(nullptr, nullptr);
   if (ownership_ == fd_ownership::owned && ::close(fd) == -1) {
     raise<fd_output_error>(__LINE__, "cannot close");
   }
@@ -202,6 +203,7 @@ void fdbuf::give_back_() noexcept {
 // Output.
 
 void fdbuf::start_output_() {
+  if (fd_ == -1) write_(nullptr, 0);  // fails before anything is kept
   if (!put_area_) put_area_ = std::make_unique_for_overwrite<char[]>(size_);
   if (!pbase()) give_back_();
   write_out_();
