@@ -249,6 +249,7 @@ TYPED_TEST(Buffers, KeepTheirTextWhenMemoryIsRefused) {
     for (;; ++written) buffer.sputc('x');
   };
   EXPECT_THROW(write(), nalo::allocation_error);
+  EXPECT_EQ(written, sizeof(TypeParam) == 1 ? 59 : 14);
   EXPECT_EQ(taken(buffer, 1000), std::basic_string<TypeParam>(written, 'x'));
 }
 
@@ -492,7 +493,7 @@ TEST(Fdbuf, TransfersGoOnAfterInterruptions) {
   ::setitimer(ITIMER_REAL, &never, nullptr);
   ::sigaction(SIGALRM, &before, nullptr);
   copy.pubseekpos(0);
-  EXPECT_TRUE(taken(copy, text.size()) == text);
+  EXPECT_TRUE(taken(copy, text.size() + 1) == text);
   EXPECT_GT(interruptions, 10);
 }
 

@@ -127,6 +127,7 @@ class flawed_buffer : public std_buffer<Char> {
     if (is("seek stays") && !tells) to(before);
     if (pos != -1) return pos;
     if (is("seek before") && off < 0) return to(0);
+    if (is("text behind") && off > 50) return off;
     if (is("seek behind") && off > 0)
       return base::seekoff(0, ios_base::end, mode);
     if (is(off > 0 ? "refusal ahead moves" : "refusal moves")) to(0);
@@ -202,6 +203,7 @@ TYPED_TEST(Conformance, FindsEveryFlaw) {
       {"seek from here", "pubseekoff(1, cur) at 50: expected 51, saw 1"},
       {"seek before", "pubseekoff(-1, beg) at 50: expected -1, saw 0"},
       {"seek behind", "pubseekoff(51, beg) at 50: expected 51, saw 50"},
+      {"text behind", "sbumpc() at 49: expected eof, saw 'a'"},
       {"refusal moves", "sbumpc() at 50: expected eof, saw '0'"},
       {"refusal ahead moves", "sbumpc() at 50: expected eof, saw '0'"},
       {"seek of unread", "pubseekoff(-50, cur) at 49: expected -1, saw 0"},

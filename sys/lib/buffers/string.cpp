@@ -42,7 +42,8 @@ void basic_stringbuf<Char, Traits>::str(string_type text) {
 template <class Char, class Traits>
 void basic_stringbuf<Char, Traits>::begin_() {
   const size_t size = text_.size();
-  this->begin_with_(fit_(), size, text_.size());
+  Char* const array = fit_();
+  this->begin_with_(array, size, text_.size());
 }
 
 // Makes a string that is written its own and as long as its capacity. Not by
@@ -62,7 +63,8 @@ typename Traits::int_type basic_stringbuf<Char, Traits>::overflow(int_type ch) {
     return base::overflow(ch);
   }
   text_.raw_resize(text_.size() + 1);
-  this->go_on_in_(fit_(), text_.size());
+  Char* const array = fit_();
+  this->go_on_in_(array, text_.size());
   return this->sputc(Traits::to_char_type(ch));
 }
 
