@@ -229,9 +229,16 @@ TYPED_TEST(Buffers, CopyNoStringThatNeedNotBe) {
   EXPECT_EQ(put(owner, "y"), 1);
 }
 
-TYPED_TEST(Buffers, PutBackAnyCharacterThatDoesNotReadAsTheEnd) {
+TYPED_TEST(Buffers, TellCharactersFromTheEnd) {
+  struct open : nalo::basic_spanbuf<TypeParam> {
+    using nalo::basic_spanbuf<TypeParam>::basic_spanbuf;
+    using nalo::basic_spanbuf<TypeParam>::overflow;
+  };
   auto array = widened<TypeParam>("ab");
-  nalo::basic_spanbuf<TypeParam> buffer(array);
+  open buffer(array);
+  constexpr auto eof = nalo::char_traits<TypeParam>::eof();
+  EXPECT_NE(buffer.overflow(eof), eof);
+  EXPECT_EQ(buffer.overflow('c'), eof);
   buffer.sbumpc();
   buffer.sputbackc(static_cast<TypeParam>(-1));
   EXPECT_EQ(shown<TypeParam>(taken(buffer, 9)),
