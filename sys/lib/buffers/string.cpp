@@ -12,7 +12,7 @@ basic_stringbuf<Char, Traits>::basic_stringbuf(openmode mode)
 template <class Char, class Traits>
 basic_stringbuf<Char, Traits>::basic_stringbuf(string_type text, openmode mode)
     : base(mode), text_(std::move(text)) {
-  begin_();
+  begin_(text_);
 }
 
 template <class Char, class Traits>
@@ -28,32 +28,37 @@ template <class Char, class Traits>
 basic_string<Char, Traits> basic_stringbuf<Char, Traits>::str() && {
   if (this->writes_()) text_.raw_resize(this->view().size());
   string_type text = std::move(text_);
-  begin_();
+  begin_(text_);
   return text;
 }
 
 template <class Char, class Traits>
 void basic_stringbuf<Char, Traits>::str(string_type text) {
+  begin_(text);
+}
+
+// Begins with a string as the text. What can be refused comes first, while the
+// earlier text still stands.
+template <class Char, class Traits>
+void basic_stringbuf<Char, Traits>::begin_(string_type& text) {
+  const size_t size = text.size();
+  fit_(text);
   text_.swap(text);  // assigning to a read-only string would raise
-  begin_();
+  this->begin_with_(array_(), size, text_.size());
 }
 
-// Begins with the string as the text.
+// Makes a string that is written its own and as long as its capacity.
 template <class Char, class Traits>
-void basic_stringbuf<Char, Traits>::begin_() {
-  const size_t size = text_.size();
-  Char* const array = fit_();
-  this->begin_with_(array, size, text_.size());
+void basic_stringbuf<Char, Traits>::fit_(string_type& text) {
+  if (!this->writes_()) return;
+  if (text.rvalue()) string_type(text, text.get_allocator()).swap(text);
+  text.raw_resize(text.capacity());
 }
 
-// Makes a string that is written its own and as long as its capacity. Not by
-// way of data(), so that the string can be shared once it leaves the buffer.
+// Not by way of data(), so that the string can be shared once it leaves the
+// buffer.
 template <class Char, class Traits>
-Char* basic_stringbuf<Char, Traits>::fit_() {
-  if (this->writes_()) {
-    if (text_.rvalue()) string_type(text_, text_.get_allocator()).swap(text_);
-    text_.raw_resize(text_.capacity());
-  }
+Char* basic_stringbuf<Char, Traits>::array_() noexcept {
   return const_cast<Char*>(text_.c_str());
 }
 
@@ -63,8 +68,8 @@ typename Traits::int_type basic_stringbuf<Char, Traits>::overflow(int_type ch) {
     return base::overflow(ch);
   }
   text_.raw_resize(text_.size() + 1);
-  Char* const array = fit_();
-  this->go_on_in_(array, text_.size());
+  fit_(text_);
+  this->go_on_in_(array_(), text_.size());
   return this->sputc(Traits::to_char_type(ch));
 }
 
