@@ -251,12 +251,16 @@ TYPED_TEST(Buffers, KeepTheirTextWhenMemoryIsRefused) {
   nalo::basic_stringbuf<TypeParam> buffer{
       nalo::basic_string<TypeParam>(memory)};
   source.refuse_after(1);
-  int written = 0;
+  std::size_t written = 0;
   const auto write = [&] {
     for (;; ++written) buffer.sputc('x');
   };
   EXPECT_THROW(write(), nalo::allocation_error);
-  EXPECT_EQ(written, sizeof(TypeParam) == 1 ? 59 : 14);
+  // A text that others have would be copied.
+  const nalo::basic_string<TypeParam> text(1000, 'y', memory);
+  source.refuse_after(0);
+  EXPECT_THROW(buffer.str({text, memory}), nalo::allocation_error);
+  EXPECT_EQ(written, sizeof(TypeParam) == 1 ? 59u : 14u);
   EXPECT_EQ(taken(buffer, 1000), std::basic_string<TypeParam>(written, 'x'));
 }
 
@@ -396,7 +400,7 @@ TEST(Fdbuf, WorksOnDescriptorsOfEachKind) {
   for (const auto& row : rows) {
     for (const auto ownership : {fd_ownership::borrowed, fd_ownership::owned}) {
       target on(row.kind, row.text);
-      const auto [fd, other] = on.ends;
+      const int fd = on.ends[0], other = on.ends[1];
       auto buffer = std::make_unique<nalo::fdbuf>(fd, ownership, row.size);
       const auto do_step = [&](const std::string& step) {
         const auto argument = step.substr(1);
@@ -465,6 +469,8 @@ TEST(Fdbuf, OpensFilesAsTheModeSays) {
   EXPECT_THROW(nalo::fdbuf("/nonexistent"), nalo::fd_input_error);
   EXPECT_THROW(nalo::fdbuf(99999, fd_ownership::owned).close(),
                nalo::fd_output_error);
+  EXPECT_THROW(nalo::fdbuf(-1, fd_ownership::borrowed, SIZE_MAX).sgetc(),
+               std::bad_alloc);
   EXPECT_THROW(nalo::tThrow(nalo::fd_error("file", 7, "fails", EPIPE)),
                nalo::fd_error);
 }
@@ -504,8 +510,8 @@ TEST(Fdbuf, TransfersGoOnAfterInterruptions) {
   EXPECT_GT(interruptions, 10);
 }
 
-// Nothing may unwind through a destructor, which writes.
-TEST(Fdbuf, IsDestroyedUnderCancellation) {
+// Nothing may unwind through a destructor, which writes. Opening may unwind.
+TEST(Fdbuf, IsDestroyedAndOpenedUnderCancellation) {
   const target pipe("pipe out");
   bool goes_on = false;
   std::thread thread([&] {
@@ -518,7 +524,7 @@ TEST(Fdbuf, IsDestroyedUnderCancellation) {
       throw 0;
     } catch (int) {
     }
-    ::pthread_testcancel();
+    const nalo::fdbuf opened("/dev/null");
     goes_on = true;
   });
   thread.join();

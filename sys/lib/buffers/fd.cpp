@@ -26,6 +26,9 @@ template <class Error>
   tThrow(Error(kFile, line, action, code));
 }
 
+// What is left of the largest array beside the room for putting back.
+constexpr size_t max_size = PTRDIFF_MAX - fdbuf::putback_size;
+
 // Repeats a system call for as long as signals interrupt it.
 template <class Call>
 ssize_t uninterrupted(Call call) {
@@ -66,7 +69,8 @@ int open_flags(ios_base::openmode mode) noexcept {
   }
 }
 
-int open_file(const char* path, ios_base::openmode mode) noexcept {
+// A cancellation point, which may unwind.
+int open_file(const char* path, ios_base::openmode mode) {
   const int flags = open_flags(mode);
   if (flags == -1) {
     errno = EINVAL;
@@ -93,7 +97,9 @@ fd_output_error::~fd_output_error() = default;
 void fd_output_error::throw_self() { throw fd_output_error(*this); }
 
 fdbuf::fdbuf(int fd, fd_ownership ownership, size_t size) noexcept
-    : fd_(fd), ownership_(ownership), size_(std::max<size_t>(size, 1)) {}
+    : fd_(fd),
+      ownership_(ownership),
+      size_(std::clamp<size_t>(size, 1, max_size)) {}
 
 fdbuf::fdbuf(const char* path, ios_base::openmode mode, size_t size)
     : fdbuf(open_file(path, mode), fd_ownership::owned, size) {
