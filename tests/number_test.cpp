@@ -73,8 +73,7 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
       {"\3\177", {"1," + ones + ",234", "1," + ones + ones + ",234"}},
   };
   for (const auto& c : cases) {
-    punctuation punct;
-    if (!c.grouping.empty()) punct = {.grouping = c.grouping};
+    const punctuation punct = {.grouping = c.grouping};
     for (std::string text : c.texts) {
       for (size_t at; (at = text.find('#')) != text.npos;) {
         text.replace(at, 1, 9999, '0');

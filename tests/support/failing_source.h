@@ -1,4 +1,5 @@
-// A source of memory that refuses on demand and accounts for every block.
+// A source of memory that refuses on demand, and what no test needs, and
+// accounts for every block.
 #ifndef NALO_TESTS_FAILING_SOURCE_H
 #define NALO_TESTS_FAILING_SOURCE_H
 
@@ -29,6 +30,7 @@ class failing_source : public nalo::memory_source {
   void* allocate(size_t bytes) override {
     ++requests_;
     if (countdown_ != never && countdown_-- == 0) return nullptr;
+    if (bytes > 65536 * sizeof(wchar_t)) return nullptr;
     void* block = ::operator new(bytes, std::nothrow);
     if (block) bytes_ += blocks_[block] = bytes;
     return block;
