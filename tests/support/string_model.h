@@ -152,7 +152,7 @@ size_t change(S& s, S& other, size_t op, const Args<Char>& a,
     case 53: s[from] = from < s.size() ? a.ch : Char(); break;
     case 54: s.at(a.pos) = a.ch; break;
     case 55: if (s.empty()) s.data(); else s.front() = s.back() = a.ch; break;
-    case kAnew: s = S(ptr, text.size(), ma); break;
+    case kAnew: s = S(ptr, len, ma); break;
     case 57: s = S(text, ma); break;
     case 58: s = S(c_str, ma); break;
     case 59: s = S(a.n, a.ch, ma); break;
@@ -250,6 +250,8 @@ class comparison {
     const auto fresh = letters(below(60));
     std::basic_string_view<Char> text = all_[below(all_.size())].str;
     const size_t begin = below(text.size() + 1), count = length();
+    // The zero behind a string is a text of one character.
+    if (begin == text.size()) text = {text.data(), begin + 1};
     text = below(2) ? fresh : text.substr(begin, count);
     const Args<Char> a{length(), length(), length() % 100,   length(),
                        letter(), letter(), letters(below(3))};
