@@ -5,7 +5,7 @@
 #include <iterator>
 
 #include "fuzz.h"
-#include "istream_model.h"
+#include "stream_model.h"
 
 namespace {
 
@@ -24,10 +24,10 @@ std::basic_string<Char> runs(choices& input) {
   return text;
 }
 
-// Any extraction of a text with nulls and long runs, against the model.
+// Any operation on a text with nulls and long runs, against the model.
 template <class Char>
 void extract(choices& input) {
-  nalo_test::input::comparison<Char> both(input, runs<Char>(input));
+  nalo_test::streams::comparison<Char> both(input, runs<Char>(input));
   while (input.more()) both.step();
 }
 

@@ -51,17 +51,8 @@ constexpr const char* raised_as[] = {"",    "library",   "standard",
 template <class Call>
 std::string run_failing(size_t number, fault kind, Call call,
                         bool in_thread = false) {
-  passed.clear();
-  passed.reserve(2000);
-  failing = number;
-  failing_kind = kind;
   std::string raised = "cancelled";
-  const auto run = [&] {
-    raised = raised_by([&] {
-      const while_set arming(armed, true);
-      call();
-    });
-  };
+  const auto run = [&] { raised = raised_by(call, number, kind); };
   in_thread ? std::thread(run).join() : run();
   return raised.find("alloc") == raised.npos ? raised : "no memory";
 }

@@ -13,8 +13,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "istream_model.h"
 #include "scripted_streambuf.h"
+#include "stream_model.h"
 #include "text.h"
 
 namespace {
@@ -36,8 +36,8 @@ TYPED_TEST_SUITE(Istream, Chars);
 TYPED_TEST(Istream, DoesAndLeavesWhatTheModelSays) {
   choices random(20240229);
   for (int round = 0; round < 6000 && !this->HasFailure(); ++round) {
-    input::comparison<TypeParam> both(random);
-    for (int i = 0; i < 12 && !this->HasFailure(); ++i) both.step();
+    streams::comparison<TypeParam> both(random);
+    for (int i = 0; i < 20 && !this->HasFailure(); ++i) both.step();
   }
 }
 

@@ -1,5 +1,4 @@
-// What can be inserted; how streams begin and end; and random sequences of
-// output operations against a model.
+// What can be inserted; how streams begin and end.
 #include <nalo/iomanip>
 #include <nalo/istream>
 #include <nalo/ostream>
@@ -12,7 +11,6 @@
 #include <string_view>
 #include <type_traits>
 
-#include "ostream_model.h"
 #include "scripted_streambuf.h"
 #include "text.h"
 
@@ -33,14 +31,6 @@ class Ostream : public testing::Test {
 };
 using characters = testing::Types<char, wchar_t>;
 TYPED_TEST_SUITE(Ostream, characters);
-
-TYPED_TEST(Ostream, AgreesWithTheModelOnEveryMaskStateAndFault) {
-  nalo_test::choices random(20240229);
-  for (int round = 0; round < 2000 && !this->HasFailure(); ++round) {
-    nalo_test::output::comparison<TypeParam> both(random);
-    for (int i = 0; i < 25 && !this->HasFailure(); ++i) both.step();
-  }
-}
 
 TYPED_TEST(Ostream, WritesValuesOfEveryKind) {
   using Char = TypeParam;

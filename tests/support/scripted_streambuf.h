@@ -61,7 +61,7 @@ struct fault_point {
   bool refuses = true;
   const char* type = "";
 };
-inline std::vector<fault_point> passed;
+inline std::vector<fault_point> passed(2000);  // room, so that it stays put
 inline bool armed = false, in_test_code = false;
 inline size_t failing = 0;  // 1 for the first point, 0 for none
 inline fault failing_kind = fault::none;
@@ -85,6 +85,21 @@ struct while_set {
   const bool before;
 };
 
+inline void arm(size_t k, fault kind) {
+  passed.clear();
+  failing = k;
+  failing_kind = kind;
+}
+// What a call raises in which the k-th point fails.
+template <class Call>
+std::string raised_by(Call call, size_t k, fault kind) {
+  arm(k, kind);
+  return raised_by([&] {
+    const while_set arming(armed, true);
+    call();
+  });
+}
+
 template <class Char>
 struct script {
   std::basic_string<Char> input = {};
@@ -94,8 +109,6 @@ struct script {
   std::vector<size_t> put_areas = {64};
   size_t accepts = std::basic_string<Char>::npos;  // characters of output
   bool seekable = false;
-  size_t fail_at = 0;  // the virtual call that fails, 1 for the first
-  fault kind = fault::none;
 };
 
 template <class Char>
@@ -124,10 +137,10 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
            this->pbase() <= this->pptr() && this->pptr() <= this->epptr();
   }
 
-  // Lets the k-th call from now on fail.
-  void fail_in(size_t k, fault kind) {
-    play_.fail_at = calls_ + k;
-    play_.kind = kind;
+  // Lets the k-th call from now on fail, of whatever buffer.
+  static void fail_in(size_t k, fault kind) {
+    arm(k, kind);
+    armed = true;
   }
   // Writes the log to another place, each call with a prefix.
   void log_to(std::string& log, std::string prefix) {
@@ -230,9 +243,7 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
       *buf.log_ += buf.prefix_ + name;
       if (!arguments.empty()) *buf.log_ += '(' + arguments + ')';
       *buf.log_ += ' ';
-      if (++buf.calls_ != buf.play_.fail_at) return;
-      raise(buf.play_.kind);
-      fails = buf.play_.kind == fault::refusal;
+      ++buf.calls_;
     }
     bool fails;
     while_set pause{in_test_code, true};
