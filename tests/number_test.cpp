@@ -4,9 +4,11 @@
 
 #include <nalo/base/num_get>
 #include <nalo/base/num_put>
+#include <nalo/iomanip>
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -53,7 +55,7 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
   } cases[] = {
       {"", limits},
       {"", {"-0xffffffffffffffffp16320"}},
-      {"", {"-nan", "inf", "0x.p", "1ea"}},
+      {"", {"-nan", "inf", "0x.p", "1ea", "1e2a"}},
       {"", {"0.0e5", "-0x0p5", "1e#5", "#42", "1#"}},
       {"",
        {"0x" + ones + "p-300", "1#e-9999", "0.#1e10000", "0x1#p-39996",
@@ -90,14 +92,18 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
   }
 }
 
-// With its point, one of 508 digits ends where the array on the stack does.
-TYPED_TEST(Number, OfAnyLengthHasRoomForItsPoint) {
-  scripted_streambuf<TypeParam> buf({});
-  nalo::basic_ostream<TypeParam> out(&buf);
-  out.flags(ios_base::fixed | ios_base::showpoint);
-  out.precision(0);
-  for (const long double value : {2e507L, 2e508L, 2e509L}) out << value;
-  EXPECT_EQ(buf.output().size(), 509u + 510 + 511);
+// The arrays on the stack have room for 120 characters, and for 508 digits and
+// a point.
+TYPED_TEST(Number, OfAnyLengthFindsRoom) {
+  for (const long double value : {2e119L, 2e120L, 2e507L, 2e508L, 2e509L}) {
+    scripted_streambuf<TypeParam> buf({});
+    nalo::basic_ostream<TypeParam> out(&buf);
+    out << nalo::fixed << nalo::setprecision(0) << value;
+    const auto digits = buf.output();
+    EXPECT_EQ(digits.size(), 1 + std::floor(std::log10(value)));
+    out << nalo::showpoint << value;
+    EXPECT_EQ(buf.output(), digits + digits + TypeParam('.'));
+  }
 }
 
 // --- facets ------------------------------------------------------------------

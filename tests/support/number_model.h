@@ -108,8 +108,8 @@ inline punctuation choose_punctuation(choices& random) {
   if (random.below(2) == 0) return {};
   return {random.text<char>(random.below(4), {"\3\1\2\177\0\xFF", 6}),
           random.one_of({'_', '\''}), random.one_of({'.', ',', '\xE9'}),
-          random.text<char>(random.below(4), "ab"),
-          random.text<char>(random.below(4), "ab")};
+          random.text<char>(random.below(4), "aab"),
+          random.text<char>(random.below(4), "aab")};
 }
 
 // Each with a chance of a half or of a quarter.
@@ -384,8 +384,8 @@ std::string choose_text(choices& random, const punctuation& punct) {
   using value = std::conditional_t<std::is_floating_point_v<T>, long double, T>;
   nalo::basic_ios<char> io(nullptr);
   auto text = random.one_of<std::string>({"", "-", "+", "0", "0x", "-0X",
-                                          punct.yes.substr(0, random.below(6)),
-                                          punct.no.substr(0, random.below(6))});
+                                          punct.yes.substr(0, random.below(9)),
+                                          punct.no.substr(0, random.below(9))});
   // Digits, what is beside them in ASCII, and what else a number may have.
   const auto alphabet = "0123456789abcdefxXABCDEFpP+-et/:@G`g ~\xFF" +
                         std::string(5, punct.point) +

@@ -152,7 +152,7 @@ size_t change(S& s, S& other, size_t op, const Args<Char>& a,
     case 53: s[from] = from < s.size() ? a.ch : Char(); break;
     case 54: s.at(a.pos) = a.ch; break;
     case 55: if (s.empty()) s.data(); else s.front() = s.back() = a.ch; break;
-    case kAnew: s = S(ptr, len, ma); break;
+    case kAnew: s = S(ptr, text.size(), ma); break;
     case 57: s = S(text, ma); break;
     case 58: s = S(c_str, ma); break;
     case 59: s = S(a.n, a.ch, ma); break;
