@@ -1,5 +1,5 @@
 // Counts the blocks of memory that are in use, fills them and what lies behind
-// them with no zeros, and refuses arrays on demand.
+// them with no zeros, and refuses them on demand.
 // For programs of one source file: it replaces the global operators.
 #ifndef NALO_TESTS_BLOCKS_IN_USE_H
 #define NALO_TESTS_BLOCKS_IN_USE_H
@@ -13,6 +13,8 @@
 namespace nalo_test {
 
 inline long live_blocks = 0;
+// Whether a request is refused.
+inline bool (*refused)() = [] { return false; };
 // Refuses the arrays that are asked for without exceptions.
 inline bool no_memory = false;
 
@@ -26,15 +28,17 @@ inline long blocks_in_use() {
 
 // Not inline, so that GCC does not see malloc() and free() behind them.
 [[gnu::noinline]] void* operator new(size_t size) {
-  void* block = std::malloc(size + 16);
+  void* block = nalo_test::refused() ? nullptr : std::malloc(size + 16);
   if (!block) throw std::bad_alloc();
   std::memset(block, 0xA5, size + 16);
   ++nalo_test::live_blocks;
   return block;
 }
 void* operator new[](size_t size) { return ::operator new(size); }
-void* operator new[](size_t size, const std::nothrow_t&) noexcept {
+void* operator new[](size_t size, const std::nothrow_t&) noexcept try {
   return nalo_test::no_memory ? nullptr : ::operator new(size);
+} catch (const std::bad_alloc&) {
+  return nullptr;
 }
 [[gnu::noinline]] void operator delete(void* block) noexcept {
   if (block) --nalo_test::live_blocks;
