@@ -33,16 +33,12 @@ void ios_base::deallocate_words_(PIWords* words) noexcept { delete[] words; }
 ios_base::PIWords& ios_base::grow_words_(int index, bool iword_wanted) {
   if (0 <= index && index < word_size_) return word_[index];
   if (0 <= index && index < std::numeric_limits<int>::max()) {
-    const int new_size = index + 1;
-    PIWords* grown =
-        new_size <= local_words_ ? local_word_ : allocate_words_(new_size);
-    if (grown) {
-      if (grown != word_) {
-        std::copy_n(word_, word_size_, grown);
-        deallocate_words_();
-        word_ = grown;
-      }
-      std::fill(word_ + word_size_, word_ + new_size, PIWords());
+    // Never so few that they would belong into local_word_.
+    const int new_size = std::max(index, local_words_) + 1;
+    if (PIWords* grown = allocate_words_(new_size)) {
+      std::copy_n(word_, word_size_, grown);
+      deallocate_words_();
+      word_ = grown;
       word_size_ = new_size;
       return word_[index];
     }
