@@ -4,22 +4,15 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
 #include <utility>
 
 namespace {
 
-// A buffer whose areas are five characters of an array of nine.
 template <class Char>
-struct five_buffer : nalo::basic_streambuf<Char> {
+struct opened : nalo::basic_streambuf<Char> {
   using base = nalo::basic_streambuf<Char>;
   using base::gbump, base::pbump, base::setg, base::setp;
-  five_buffer() {
-    setg(text + 2, text + 4, text + 7);
-    setp(text + 2, text + 7);
-  }
-  Char text[9] = {};
 };
 
 template <class Char>
@@ -32,49 +25,47 @@ TYPED_TEST(Hardened, EndsTheProgramAtABrokenRule) {
   using areas =
       nalo::impl::stream_areas<TypeParam, nalo::char_traits<TypeParam>>;
   GTEST_FLAG_SET(death_test_style, "fast");
-  five_buffer<TypeParam> buffer;
-  nalo::basic_iostream<TypeParam> stream(&buffer);
-  TypeParam* const text = buffer.text;
+  // The areas are five of nine characters.
+  TypeParam text[9] = {};
+  opened<TypeParam> buf;
+  buf.setg(text + 2, text + 4, text + 7);
+  buf.setp(text + 2, text + 7);
+  nalo::basic_iostream<TypeParam> io(&buf);
   TypeParam* const no_array = nullptr;
   string three(3, 'a');
   nalo::istreambuf_iterator<TypeParam> end;
-  const struct {
-    const char* message;
-    std::function<void()> call;
-  } rules[] = {
-      {"setg .* order", [&] { buffer.setg(text + 1, text, text + 2); }},
-      {"setg .* order", [&] { buffer.setg(text, text + 2, text + 1); }},
-      {"setp .* order", [&] { buffer.setp(text + 1, text); }},
-      {"gbump leaves", [&] { buffer.gbump(4); }},
-      {"gbump leaves", [&] { buffer.gbump(-3); }},
-      {"pbump leaves", [&] { buffer.pbump(6); }},
-      {"pbump leaves", [&] { buffer.pbump(-1); }},
-      {"than the get area", [&] { areas::gbump(&buffer, 4); }},
-      {"than the put area", [&] { areas::pbump(&buffer, 6); }},
-      {"sgetn .* null", [&] { buffer.sgetn(no_array, 1); }},
-      {"sputn .* null", [&] { buffer.sputn(no_array, 1); }},
-      {"iterator is read", [&] { *end; }},
-      {"iterator is advanced", [&] { ++end; }},
-      {"iterator is advanced", [&] { end++; }},
-      {"read gets", [&] { stream.read(text, -1); }},
-      {"readsome gets", [&] { stream.readsome(text, -1); }},
-      {"write gets", [&] { stream.write(text, -1); }},
-      {"insert gets", [&] { stream.insert(text, -1); }},
-      {"element behind", [&] { three[4] = TypeParam(); }},
-      {"element behind", [&] { static_cast<void>(std::as_const(three)[4]); }},
-      {"element behind", [&] { static_cast<void>(string().back()); }},
-      {"range ends", [&] { three.erase(three.end(), three.begin()); }},
-      {"range ends", [&] { string(text + 1, text); }},
-      {"null array", [&] { three.append(no_array, 1); }},
-      {"null array", [&] { three.replace(0, 1, no_array, 2); }},
-      {"null array", [&] { string(no_array, 1); }},
+  const auto expect = [](const std::string& message, auto call) {
+    EXPECT_DEATH(call(), ":[0-9]+: .*" + message);
   };
-  for (const auto& rule : rules) {
-    EXPECT_DEATH(rule.call(), std::string(":[0-9]+: .*") + rule.message);
-  }
+  expect("setg .* order", [&] { buf.setg(text + 1, text, text + 2); });
+  expect("setg .* order", [&] { buf.setg(text, text + 2, text + 1); });
+  expect("setp .* order", [&] { buf.setp(text + 1, text); });
+  expect("gbump leaves", [&] { buf.gbump(4); });
+  expect("gbump leaves", [&] { buf.gbump(-3); });
+  expect("pbump leaves", [&] { buf.pbump(6); });
+  expect("pbump leaves", [&] { buf.pbump(-1); });
+  expect("than the get area", [&] { areas::gbump(&buf, 4); });
+  expect("than the put area", [&] { areas::pbump(&buf, 6); });
+  expect("sgetn .* null", [&] { buf.sgetn(no_array, 1); });
+  expect("sputn .* null", [&] { buf.sputn(no_array, 1); });
+  expect("iterator is read", [&] { *end; });
+  expect("iterator is advanced", [&] { ++end; });
+  expect("iterator is advanced", [&] { end++; });
+  expect("read gets", [&] { io.read(text, -1); });
+  expect("readsome gets", [&] { io.readsome(text, -1); });
+  expect("write gets", [&] { io.write(text, -1); });
+  expect("insert gets", [&] { io.insert(text, -1); });
+  expect("element behind", [&] { three[4] = TypeParam(); });
+  expect("element behind", [&] { static_cast<void>(std::as_const(three)[4]); });
+  expect("element behind", [&] { static_cast<void>(string().back()); });
+  expect("range ends", [&] { three.erase(three.end(), three.begin()); });
+  expect("range ends", [&] { string(text + 1, text); });
+  expect("null array", [&] { three.append(no_array, 1); });
+  expect("null array", [&] { three.replace(0, 1, no_array, 2); });
+  expect("null array", [&] { string(no_array, 1); });
   // At the edge of a rule nothing happens.
-  for (const long off : {-2, 5}) buffer.gbump(off);
-  for (const long off : {5, -5}) buffer.pbump(off);
+  for (const long off : {-2, 5}) buf.gbump(off);
+  for (const long off : {5, -5}) buf.pbump(off);
   EXPECT_EQ(three[3], TypeParam());
 }
 

@@ -4,27 +4,20 @@
 
 #include <nalo/exception>
 
-#include <atomic>
-
 namespace nalo_test {
 
 // One at a time.
-class dump_counter {
+class dump_counter : nalo::non_copyable {
  public:
-  dump_counter() : earlier_(nalo::exception::set_dump_handler(&count)) {
-    count_ = 0;
-  }
+  dump_counter() { count_ = 0; }
   ~dump_counter() { nalo::exception::set_dump_handler(earlier_); }
-  dump_counter(const dump_counter&) = delete;
-  dump_counter& operator=(const dump_counter&) = delete;
-
   int count() const { return count_; }
 
  private:
-  static void count(const nalo::exception&) noexcept { ++count_; }
-  static inline std::atomic<int> count_;
-
-  nalo::exception::dump_handler earlier_;
+  static void note(const nalo::exception&) noexcept { ++count_; }
+  static inline int count_;
+  const nalo::exception::dump_handler earlier_ =
+      nalo::exception::set_dump_handler(&note);
 };
 
 }  // namespace nalo_test

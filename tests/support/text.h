@@ -2,6 +2,7 @@
 #ifndef NALO_TESTS_TEXT_H
 #define NALO_TESTS_TEXT_H
 
+#include <cstdio>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -11,28 +12,22 @@ namespace nalo_test {
 // Each byte becomes the character of its unsigned value.
 template <class Char>
 std::basic_string<Char> widened(std::string_view s) {
-  std::basic_string<Char> wide;
-  for (char ch : s) wide += static_cast<Char>(static_cast<unsigned char>(ch));
-  return wide;
+  const auto* bytes = reinterpret_cast<const unsigned char*>(s.data());
+  return {bytes, bytes + s.size()};
 }
 
 // Every other character than the printable ones as \x and its value.
 template <class Char>
 std::string shown(std::basic_string_view<Char> s) {
-  std::string narrow;
-  for (Char wide : s) {
-    auto value = static_cast<std::make_unsigned_t<Char>>(wide);
-    if (value >= 0x20 && value < 0x7F) {
-      narrow += static_cast<char>(value);
-      continue;
-    }
-    std::string digits;
-    for (; value != 0 || digits.size() < 2; value >>= 4) {
-      digits.insert(digits.begin(), "0123456789ABCDEF"[value & 15]);
-    }
-    narrow += "\\x" + digits;
+  std::string all;
+  for (Char ch : s) {
+    const std::make_unsigned_t<Char> value = ch;
+    const bool printable = value >= 0x20 && value < 0x7F;
+    char one[12];
+    std::snprintf(one, sizeof one, printable ? "%c" : "\\x%02X", +value);
+    all += one;
   }
-  return narrow;
+  return all;
 }
 
 }  // namespace nalo_test
