@@ -21,7 +21,7 @@ template <class Char>
 std::string shown(std::basic_string_view<Char> s) {
   std::string all;
   for (Char ch : s) {
-    const std::make_unsigned_t<Char> value = ch;
+    const auto value = static_cast<std::make_unsigned_t<Char>>(ch);
     const bool printable = value >= 0x20 && value < 0x7F;
     char one[12];
     std::snprintf(one, sizeof one, printable ? "%c" : "\\x%02X", +value);
