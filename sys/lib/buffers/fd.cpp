@@ -26,9 +26,6 @@ template <class Error>
   tThrow(Error(kFile, line, action, code));
 }
 
-// What is left of the largest array beside the room for putting back.
-constexpr size_t max_size = PTRDIFF_MAX - fdbuf::putback_size;
-
 // Repeats a system call for as long as signals interrupt it.
 template <class Call>
 ssize_t uninterrupted(Call call) {
@@ -99,7 +96,7 @@ void fd_output_error::throw_self() { throw fd_output_error(*this); }
 fdbuf::fdbuf(int fd, fd_ownership ownership, size_t size) noexcept
     : fd_(fd),
       ownership_(ownership),
-      size_(std::clamp<size_t>(size, 1, max_size)) {}
+      size_(std::clamp<size_t>(size, 1, PTRDIFF_MAX)) {}
 
 fdbuf::fdbuf(const char* path, ios_base::openmode mode, size_t size)
     : fdbuf(open_file(path, mode), fd_ownership::owned, size) {
