@@ -1,8 +1,9 @@
-// Every operation of streams, strings and locales, run once for each place
-// where it asks for memory or calls out, with that place failing in each way
-// that it can. Afterwards the rules must hold: what is raised and what is
-// swallowed, the state, what stays untouched; the object can be used again, and
-// nothing is lost. A thread cancelled at such a place is one more way to fail.
+// Every operation of streams and locales, and every kind of those of strings,
+// run once for each place where it asks for memory or calls out, with that
+// place failing in each way that it can. Afterwards the rules must hold: what
+// is raised and what is swallowed, the state, what stays untouched; the object
+// can be used again, and nothing is lost. A thread cancelled at such a place is
+// one more way to fail.
 #include <nalo/base/ctype>
 #include <nalo/base/num_get>
 #include <nalo/base/num_put>
