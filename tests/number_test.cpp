@@ -54,6 +54,7 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
     std::vector<std::string> texts;
   } cases[] = {
       {"", limits},
+      {"", {"0x1.fffffep127", "-0x1.fffffep127"}},
       {"", {"-0xffffffffffffffffp16320"}},
       {"", {"-nan", "inf", "0x.p", "1ea", "1e2a"}},
       {"", {"0.0e5", "-0x0p5", "1e#5", "#42", "1#"}},

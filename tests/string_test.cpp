@@ -72,7 +72,8 @@ TYPED_TEST(String, RefusesWhatIsWrongAndStaysAsItWas) {
   } errors[] = {
       {typeid(nalo::underflow_error),
        "nalo::string integer underflow",
-       {[&](S& s) { s.replace_all(V(s).substr(34, 2), long_text); },
+       {[&](S& s) { s.append(s.c_str(), none); },
+        [&](S& s) { s.replace_all(V(s).substr(34, 2), long_text); },
         [&](S&) { S(some, none); }, [&](S&) { (void)S::c_str(some, none); },
         [&](S&) { In().append_(some, none); },
         [&](S&) { In::overflowCheck_(7, 5, -6); }}},
@@ -133,9 +134,13 @@ TYPED_TEST(String, RefusesWhatIsWrongAndStaysAsItWas) {
   S same(this->str_, this->ma_);
   same.append(some, 0).append(same.c_str(), 0).insert(1, 0, TypeParam());
   EXPECT_TRUE(same.insert(1, some, 0).shared());
-  // A text that begins in the string ends at its end.
-  same.append(same.c_str() + 31, 100);
-  EXPECT_EQ(same, this->text_ + this->text_.substr(31));
+  // A text that begins in the string ends at its end, in place or not.
+  for (const size_t capacity : {60u, 200u}) {
+    S cut(this->str_, this->ma_);
+    cut.reserve(capacity);
+    cut.append(cut.c_str() + 31, 100);
+    EXPECT_EQ(cut, this->text_ + this->text_.substr(31));
+  }
   S empty(null, 0, this->ma_);
   EXPECT_EQ(empty.append(null, 0).assign(null, 0).insert(0, null, 0), S());
   EXPECT_THROW(empty.pop_back(), nalo::out_of_range);
