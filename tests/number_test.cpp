@@ -38,7 +38,7 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
   using namespace nalo_test::numbers;
   std::vector<std::string> limits = {"18446744073709551616"};  // of integers
   for (const int bits : {15, 16, 31, 32, 63, 64}) {
-    for (const unsigned long near : {-1, 0, 1}) {
+    for (const unsigned long near : {~0UL, 0UL, 1UL}) {
       const auto text = std::to_string((bits < 64 ? 1UL << bits : 0) + near);
       limits.insert(limits.end(), {text, '-' + text});
     }

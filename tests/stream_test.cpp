@@ -346,8 +346,8 @@ TYPED_TEST(Stream, CopyTellsAnExhaustedSourceFromARefusal) {
 
 TYPED_TEST(Stream, CopiesToABufferThatMovesTheSource) {
   struct moving : scripted_streambuf<TypeParam> {
-    using base = scripted_streambuf<TypeParam>;
-    using int_type = typename base::traits_type::int_type;
+    using base [[maybe_unused]] = scripted_streambuf<TypeParam>;
+    using int_type [[maybe_unused]] = typename base::traits_type::int_type;
     explicit moving(base& source)
         : base({.put_areas = {0, 2}}), source_(source) {}
     int_type overflow(int_type ch) override {

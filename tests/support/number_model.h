@@ -62,6 +62,10 @@ struct styled : Numpunct {
   Char do_decimal_point() const override { return Char(style_.point); }
   Char do_thousands_sep() const override { return Char(style_.separator); }
   sizes do_grouping() const override {
+    // Read-only, so that nothing ends a text of no sizes.
+    if constexpr (requires { sizes::c_str("", 0); }) {
+      if (style_.grouping.empty()) return sizes::c_str("\3", 0);
+    }
     return sizes(style_.grouping.data(), style_.grouping.size());
   }
   text do_truename() const override {
