@@ -170,7 +170,7 @@ TYPED_TEST(Stream, AnswersReportsCountsAndLeaves) {
     scripted_streambuf<Char> buf(
         {.input = widened<Char>(row.input), .seekable = true});
     nalo::basic_iostream<Char> io(&buf);
-    io.gcount_ = 7;
+    EXPECT_EQ(std::exchange(io.gcount_, 7), 0);
     Char s[] = {'#', '#', '#'};
     SCOPED_TRACE(std::string(row.call) + " on \"" + row.input + '"');
     EXPECT_EQ(row.run(io, s), row.answer);
