@@ -212,6 +212,7 @@ TYPED_TEST(Buffers, CopyNoStringThatNeedNotBe) {
   stringbuf writer(text);
   put(writer, "x");
   writer.str(string::c_str(literal));
+  EXPECT_EQ(shown<TypeParam>(writer.str()), "b");
   put(writer, "xy");
   EXPECT_EQ(shown<TypeParam>(writer.str()), "xy");
   EXPECT_TRUE(text[0] == 'a' && literal[0] == 'b');
@@ -375,6 +376,7 @@ TEST(Fdbuf, WorksOnDescriptorsOfEachKind) {
        "a 1 4 c 6 1 4 0 4 axcyef"},
       {"file", "abcdef", 99, "<1 >x . . <1 >y !",
        "a 1 -1 -1 in:EBADF out:EBADF 0"},
+      {"file", "", 99, ">x . >y", "1 -1 out:EBADF"},
       {"file", "abcdefghijklmnopq", 4, "<4 <4 - - - - - - - - - <17 - -",
        "abcd efgh 104 103 102 101 100 99 98 97 -1 abcdefghijklmnopq 113 112"},
       {"file", "abcdef", 99, "<3 @4 - <9 ? @99 <1 ?", "abc 4 -1 ef -1 99  -1"},
@@ -503,6 +505,8 @@ TEST(Fdbuf, TransfersGoOnAfterInterruptions) {
   ::setitimer(ITIMER_REAL, &often, nullptr);
   EXPECT_EQ(buffer.sputn(text.data(), 400'000), 400'000);
   while (::lseek(to.ends[1], 0, SEEK_CUR) < 400'000) ::pause();
+  char more;
+  EXPECT_EQ(::read(sockets.ends[1], &more, 1), -1);
   source = from.ends[0];
   sink = sockets.ends[1];
   EXPECT_TRUE(taken(buffer, text.size()) == text);
