@@ -19,9 +19,10 @@ TYPED_TEST_SUITE(ThreadString, Chars);
 TYPED_TEST(ThreadString, UseAChunkOnManyThreads) {
   using S = nalo::basic_string<TypeParam>;
   const std::basic_string<TypeParam> text(100, TypeParam('x'));
+  const S common(text);
   const auto work = [&](S mine) {
     for (int i = 0; i < 100; ++i) {
-      S cleared(mine), last(mine), longer(mine), other(longer);
+      S cleared(common), last(mine), longer(mine), other(longer);
       cleared.clear();
       mine = std::move(last);
       longer += TypeParam('y');
