@@ -50,29 +50,32 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
   std::snprintf(half_double, 2000, "#%.1075Lf#", 0x1.00000000000008p-1022L);
   const std::string ones(127, '1');
   const struct {
-    std::string grouping;
+    punctuation punct;
     std::vector<std::string> texts;
   } cases[] = {
-      {"", limits},
-      {"", {"0x1.fffffep127", "-0x1.fffffep127"}},
-      {"", {"-0xffffffffffffffffp16320"}},
-      {"", {"-nan", "inf", "0x.p", "1ea", "1e2a"}},
-      {"", {"0.0e5", "-0x0p5", "1e#5", "#42", "1#"}},
-      {"",
+      {{}, limits},
+      {{}, {"0x1.fffffep127", "-0x1.fffffep127"}},
+      {{}, {"-0xffffffffffffffffp16320"}},
+      {{}, {"-nan", "inf", "0x.p", "1ea", "1e2a"}},
+      {{}, {"0.0e5", "-0x0p5", "1e#5", "#42", "1#"}},
+      {{},
        {"0x" + ones + "p-300", "1#e-9999", "0.#1e10000", "0x1#p-39996",
         "0x0.#1p40000"}},
-      {"", {"1e-99999999999999999999", "0x1p99999999999999999999"}},
-      {"", {half_float, half_float + ones + "0"}},
-      {"", {half_double, half_double + ones + "0"}},
-      {"", {std::string(4900, '7') + "e-4900", "0." + std::string(12000, '3')}},
-      {"\3", {"0,123", "012,345"}},  // a prefix is in no group
-      {"\3", {",123", "1,,2", "1,22,333,444"}},
-      {"\1\2\3", {"1,333,22,1", "1,333,1,22", "4444,333,22,1"}},
-      {"\3\177", {ones + ",234", ones + ones + ",234"}},  // one takes the rest
-      {"\3\177", {"1," + ones + ",234", "1," + ones + ones + ",234"}},
+      {{}, {"1e-99999999999999999999", "0x1p99999999999999999999"}},
+      {{}, {half_float, half_float + ones + "0"}},
+      {{}, {half_double, half_double + ones + "0"}},
+      {{}, {std::string(4900, '7') + "e-4900", "0." + std::string(12000, '3')}},
+      {{.grouping = "\3"}, {"0,123", "012,345"}},  // a prefix is in no group
+      {{.grouping = "\3"}, {",123", "1,,2", "1,22,333,444"}},
+      {{.grouping = "\1\2\3"}, {"1,333,22,1", "1,333,1,22", "4444,333,22,1"}},
+      {{"\3\177"},
+       {ones + ",234", ones + ones + ",234"}},  // one takes the rest
+      {{.grouping = "\3\177"},
+       {"1," + ones + ",234", "1," + ones + ones + ",234"}},
+      {{.grouping = "\3", .separator = '1'}, {"11234", "2113"}},
+      {{.yes = "so", .no = "so"}, {"so"}},
   };
   for (const auto& c : cases) {
-    const punctuation punct = {.grouping = c.grouping};
     for (std::string text : c.texts) {
       for (size_t at; (at = text.find('#')) != text.npos;) {
         text.replace(at, 1, 9999, '0');
@@ -83,8 +86,9 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
         if (text.size() > 999 && flags != ios_base::dec) continue;
         const auto check = [&]<class T>(T) {
           for (const auto& input : {text, text + ' '}) {
-            compare_reading<T, TypeParam>(input, flags, punct, {1'000'000, 0});
-            compare_reading<T, TypeParam>(input, flags, punct, {1, 2});
+            compare_reading<T, TypeParam>(input, flags, c.punct,
+                                          {1'000'000, 0});
+            compare_reading<T, TypeParam>(input, flags, c.punct, {1, 2});
           }
         };
         std::apply([&](auto... value) { (check(value), ...); }, types());
@@ -105,6 +109,10 @@ TYPED_TEST(Number, OfAnyLengthFindsRoom) {
     out << nalo::showpoint << value;
     EXPECT_EQ(buf.output(), digits + digits + TypeParam('.'));
   }
+  scripted_streambuf<TypeParam> buf({});
+  nalo::basic_ostream<TypeParam>(&buf)
+      << nalo::internal << nalo::setw(6) << -.5;
+  EXPECT_EQ(buf.output(), widened<TypeParam>("-  0.5"));
 }
 
 // --- facets ------------------------------------------------------------------

@@ -134,12 +134,17 @@ TYPED_TEST(String, RefusesWhatIsWrongAndStaysAsItWas) {
   S same(this->str_, this->ma_);
   same.append(some, 0).append(same.c_str(), 0).insert(1, 0, TypeParam());
   EXPECT_TRUE(same.insert(1, some, 0).shared());
-  // A text that begins in the string ends at its end, in place or not.
+  // A text that begins in the string ends at its end, or is the zero behind
+  // it, in place or not.
   for (const size_t capacity : {60u, 200u}) {
     S cut(this->str_, this->ma_);
     cut.reserve(capacity);
     cut.append(cut.c_str() + 31, 100);
     EXPECT_EQ(cut, this->text_ + this->text_.substr(31));
+    S last(this->str_, this->ma_);
+    last.reserve(capacity);
+    last.append(last.c_str() + last.size(), 1);
+    EXPECT_EQ(last, this->text_ + TypeParam());
   }
   S empty(null, 0, this->ma_);
   EXPECT_EQ(empty.append(null, 0).assign(null, 0).insert(0, null, 0), S());

@@ -42,7 +42,7 @@ using nalo::streamsize;
 
 // Unless told otherwise as in the classic locale.
 struct punctuation {
-  std::string grouping;
+  std::string grouping = {};
   char separator = ',';
   char point = '.';
   std::string yes = "true";
