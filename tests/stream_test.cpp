@@ -379,6 +379,27 @@ TYPED_TEST(Stream, CopiesOverItselfInOrder) {
   EXPECT_EQ(buf.shift(0, 0), "abcdefg");
 }
 
+// Into one with room for that or less, in place and on the heap.
+TYPED_TEST(Stream, ReadsALineOrAWordOfAnyLengthIntoAString) {
+  using string = nalo::basic_string<TypeParam>;
+  for (size_t size = 1; size < 70; ++size) {
+    const std::basic_string<TypeParam> text(size, TypeParam('x'));
+    for (const size_t room : {0u, 60u}) {
+      scripted_streambuf<TypeParam> buf(
+          {.input = text + TypeParam('\n') + text + TypeParam('\n')});
+      nalo::basic_istream<TypeParam> in(&buf);
+      string line, word;
+      line.reserve(room);
+      word.reserve(room);
+      getline(in, line) >> word;
+      for (const string* read : {&line, &word}) {
+        EXPECT_EQ(*read, text);
+        EXPECT_LE(size, read->capacity());
+      }
+    }
+  }
+}
+
 TEST(NarrowStream, ReadsEveryKindOfCharacterWithoutAName) {
   scripted_streambuf<char> buf({.input = " \xFF b cdefg hij\nk"});
   unsigned char first = 0, word[4] = {};
