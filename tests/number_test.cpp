@@ -68,8 +68,8 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
       {{.grouping = "\3"}, {"0,123", "012,345"}},  // a prefix is in no group
       {{.grouping = "\3"}, {",123", "1,,2", "1,22,333,444"}},
       {{.grouping = "\1\2\3"}, {"1,333,22,1", "1,333,1,22", "4444,333,22,1"}},
-      {{"\3\177"},
-       {ones + ",234", ones + ones + ",234"}},  // one takes the rest
+      // One takes the rest.
+      {{.grouping = "\3\177"}, {ones + ",234", ones + ones + ",234"}},
       {{.grouping = "\3\177"},
        {"1," + ones + ",234", "1," + ones + ones + ",234"}},
       {{.grouping = "\3", .separator = '1'}, {"11234", "2113"}},
