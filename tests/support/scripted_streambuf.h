@@ -57,9 +57,7 @@ std::string raised_by(Call call) {
 // are counted as they are passed, and any one of them can be made to fail.
 struct fault_point {
   const char* site;
-  const void* owner = nullptr;  // the buffer
   bool refuses = true;
-  const char* type = "";
 };
 inline std::vector<fault_point> passed(2000);  // room, so that it stays put
 inline bool armed = false, in_test_code = false;
@@ -239,7 +237,7 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
   struct call {
     call(scripted_streambuf& buf, const char* name,
          const std::string& arguments = {})
-        : fails(pass({name, &buf})) {
+        : fails(pass({name})) {
       *buf.log_ += buf.prefix_ + name;
       if (!arguments.empty()) *buf.log_ += '(' + arguments + ')';
       *buf.log_ += ' ';
