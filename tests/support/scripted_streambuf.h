@@ -14,14 +14,14 @@
 #include <exception>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 namespace nalo_test {
 
-// How a call fails: by raising a library error, a std::exception or an int, by
-// its own refusal (eof, -1, the invalid position, a count of 0, no memory), or
-// because its thread is cancelled inside it.
+// How a call fails: it raises a library error, a std::exception or an int,
+// refuses (eof, -1, a count of 0, no memory), or its thread is cancelled.
 enum class fault { none, library, standard, other, refusal, cancel };
 
 inline void raise(fault kind) {
@@ -29,8 +29,7 @@ inline void raise(fault kind) {
   if (kind == fault::standard) throw std::runtime_error("standard");
   if (kind == fault::other) throw 42;
   if (kind == fault::cancel) {
-    // Makes the address sanitizer forget the frames that are about to go: it
-    // learns of those that an exception leaves, but not of these.
+    // Makes the address sanitizer forget the frames that are about to go.
     try {
       throw 0;
     } catch (int) {
@@ -53,10 +52,9 @@ std::string raised_by(Call call) {
   return {};
 }
 
-// Where the code under test calls something that a client provides. Such points
-// are counted as they are passed, and any one of them can be made to fail.
+// Where the code under test calls something that a client provides.
 struct fault_point {
-  const char* site;
+  std::string_view site;
   bool refuses = true;
 };
 inline std::vector<fault_point> passed(2000);  // room, so that it stays put
@@ -64,8 +62,7 @@ inline bool armed = false, in_test_code = false;
 inline size_t failing = 0;  // 1 for the first point, 0 for none
 inline fault failing_kind = fault::none;
 
-// Called at a point. Raises, or answers true for a refusal, when this is the
-// one to fail.
+// Raises, or answers true for a refusal, when this point is the one to fail.
 inline bool pass(const fault_point& point) {
   if (!armed) return false;
   passed.push_back(point);
@@ -123,12 +120,11 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
  public:
   explicit scripted_streambuf(script<Char> play) : play_(std::move(play)) {}
 
-  // How many characters of the input were taken, and those that were not.
+  // How many characters of the input were taken.
   size_t position() const {
     return area_at_ + static_cast<size_t>(this->gptr() - this->eback());
   }
   text rest() const { return play_.input.substr(position()); }
-  // All that was written, whether in the put area or out of it.
   text output() const { return drained_ + text(this->pbase(), this->pptr()); }
   bool areas_in_order() const {
     return this->eback() <= this->gptr() && this->gptr() <= this->egptr() &&
@@ -141,9 +137,9 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
     armed = true;
   }
   // Writes the log to another place, each call with a prefix.
-  void log_to(std::string& log, std::string prefix) {
+  void log_to(std::string& log, const char* prefix) {
     log_ = &log;
-    prefix_ = std::move(prefix);
+    prefix_ = prefix;
   }
 
   script<Char> play_;
@@ -158,14 +154,14 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
     const call now(*this, "underflow");
     if (now.fails || position() == play_.input.size()) return traits::eof();
     leave_area(position());
-    const text area =
-        play_.input.substr(area_at_, next_size(play_.get_areas, get_at_));
-    if (area.empty()) return traits::to_int_type(play_.input[area_at_]);
+    const size_t size = next_size(play_.get_areas, get_at_);
+    if (size == 0) return traits::to_int_type(play_.input[area_at_]);
     ++get_at_;
+    const text area = play_.input.substr(area_at_, size);
     get_area_ = std::vector<Char>(area.begin(), area.end());
-    this->setg(get_area_.data(), get_area_.data(),
-               get_area_.data() + get_area_.size());
-    return traits::to_int_type(*this->gptr());
+    Char* const begin = get_area_.data();
+    this->setg(begin, begin, begin + area.size());
+    return traits::to_int_type(*begin);
   }
   int_type uflow() override {
     if (next_size(play_.get_areas, get_at_) != 0) return base::uflow();
@@ -238,7 +234,7 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
     call(scripted_streambuf& buf, const char* name,
          const std::string& arguments = {})
         : fails(pass({name})) {
-      *buf.log_ += buf.prefix_ + name;
+      *buf.log_ += buf.prefix_ + std::string(name);
       if (!arguments.empty()) *buf.log_ += '(' + arguments + ')';
       *buf.log_ += ' ';
       ++buf.calls_;
@@ -268,17 +264,15 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
     const size_t from = way == ios_base::beg         ? 0
                         : way == ios_base::cur && in ? position()
                                                      : size;
-    const nalo::streamoff to = static_cast<nalo::streamoff>(from) + off;
-    if (!play_.seekable || to < 0 || to > static_cast<nalo::streamoff>(size)) {
-      return -1;
-    }
+    const size_t to = from + static_cast<size_t>(off);
+    if (!play_.seekable || to > size) return -1;
     if (in) {
-      leave_area(static_cast<size_t>(to));
+      leave_area(to);
     } else {
       drain();
-      drained_.resize(static_cast<size_t>(to));
+      drained_.resize(to);
     }
-    return to;
+    return static_cast<nalo::streamoff>(to);
   }
 
   std::vector<Char> get_area_;
@@ -288,7 +282,7 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
   text drained_;  // what was written before the put area
   size_t put_at_ = 0;
   std::string* log_ = &own_log_;
-  std::string prefix_;
+  const char* prefix_ = "";
 };
 
 }  // namespace nalo_test
