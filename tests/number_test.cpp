@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -32,15 +33,14 @@ TYPED_TEST(Number, OfAnyTypeAndFormIsWhatTheModelSays) {
   }
 }
 
-// What random texts seldom hold, read as each type, with more behind it or not,
-// in one area and in small ones. A # stands for many zeros.
+// What random texts seldom hold, read as each type. A # stands for many zeros.
 TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
   using namespace nalo_test::numbers;
   std::vector<std::string> limits = {"18446744073709551616"};  // of integers
   for (const int bits : {15, 16, 31, 32, 63, 64}) {
     for (const unsigned long near : {~0UL, 0UL, 1UL}) {
-      const auto text = std::to_string((bits < 64 ? 1UL << bits : 0) + near);
-      limits.insert(limits.end(), {text, '-' + text});
+      limits.push_back(std::to_string((bits < 64 ? 1UL << bits : 0) + near));
+      limits.push_back('-' + limits.back());
     }
   }
   // Half way between the smallest normal value and the next one, which no
@@ -49,34 +49,25 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
   std::snprintf(half_float, 200, "%.150Lf#", 0x1.000001p-126L);
   std::snprintf(half_double, 2000, "#%.1075Lf#", 0x1.00000000000008p-1022L);
   const std::string ones(127, '1');
-  const struct {
-    punctuation punct;
-    std::vector<std::string> texts;
-  } cases[] = {
+  const std::pair<punctuation, std::vector<std::string>> cases[] = {
       {{}, limits},
-      {{}, {"0x1.fffffep127", "-0x1.fffffep127"}},
-      {{}, {"-0xffffffffffffffffp16320"}},
+      {{}, {"0x1.fffffep127", "-0x1.fffffep127", "-0xffffffffffffffffp16320"}},
       {{}, {"-nan", "inf", "0x.p", "1ea", "1e2a"}},
       {{}, {"0.0e5", "-0x0p5", "1e#5", "#42", "1#"}},
-      {{},
-       {"0x" + ones + "p-300", "1#e-9999", "0.#1e10000", "0x1#p-39996",
-        "0x0.#1p40000"}},
-      {{}, {"1e-99999999999999999999", "0x1p99999999999999999999"}},
+      {{}, {"0x" + ones + "p-300", "1#e-9999", "0.#1e10000", "0x1#p-39996"}},
+      {{}, {"0x0.#1p40000", "1e-99999999999999999999"}},
       {{}, {half_float, half_float + ones + "0"}},
       {{}, {half_double, half_double + ones + "0"}},
       {{}, {std::string(4900, '7') + "e-4900", "0." + std::string(12000, '3')}},
       {{.grouping = "\3"}, {"0,123", "012,345"}},  // a prefix is in no group
       {{.grouping = "\3"}, {",123", "1,,2", "1,22,333,444"}},
       {{.grouping = "\1\2\3"}, {"1,333,22,1", "1,333,1,22", "4444,333,22,1"}},
-      // One takes the rest.
-      {{.grouping = "\3\177"}, {ones + ",234", ones + ones + ",234"}},
-      {{.grouping = "\3\177"},
-       {"1," + ones + ",234", "1," + ones + ones + ",234"}},
+      {{.grouping = "\3\177"}, {ones + ",234"}},  // one takes the rest
       {{.grouping = "\3", .separator = '1'}, {"11234", "2113"}},
       {{.yes = "so", .no = "so"}, {"so"}},
   };
-  for (const auto& c : cases) {
-    for (std::string text : c.texts) {
+  for (const auto& [punct, texts] : cases) {
+    for (std::string text : texts) {
       for (size_t at; (at = text.find('#')) != text.npos;) {
         text.replace(at, 1, 9999, '0');
       }
@@ -85,11 +76,8 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
             ios_base::dec | ios_base::boolalpha}) {
         if (text.size() > 999 && flags != ios_base::dec) continue;
         const auto check = [&]<class T>(T) {
-          for (const auto& input : {text, text + ' '}) {
-            compare_reading<T, TypeParam>(input, flags, c.punct,
-                                          {1'000'000, 0});
-            compare_reading<T, TypeParam>(input, flags, c.punct, {1, 2});
-          }
+          compare_reading<T, TypeParam>(text, flags, punct, {1, 2});
+          compare_reading<T, TypeParam>(text + ' ', flags, punct, {99'999, 0});
         };
         std::apply([&](auto... value) { (check(value), ...); }, types());
       }
@@ -100,19 +88,13 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
 // The arrays on the stack have room for 120 characters, and for 508 digits and
 // a point.
 TYPED_TEST(Number, OfAnyLengthFindsRoom) {
-  for (const long double value : {2e119L, 2e120L, 2e507L, 2e508L, 2e509L}) {
+  for (const size_t digits : {120u, 121u, 508u, 509u, 510u}) {
     scripted_streambuf<TypeParam> buf({});
     nalo::basic_ostream<TypeParam> out(&buf);
-    out << nalo::fixed << nalo::setprecision(0) << value;
-    const auto digits = buf.output();
-    EXPECT_EQ(digits.size(), 1 + std::floor(std::log10(value)));
-    out << nalo::showpoint << value;
-    EXPECT_EQ(buf.output(), digits + digits + TypeParam('.'));
+    out << nalo::fixed << nalo::setprecision(0)
+        << 2 * std::pow(10.L, digits - 1);
+    EXPECT_EQ(buf.output().size(), digits);
   }
-  scripted_streambuf<TypeParam> buf({});
-  nalo::basic_ostream<TypeParam>(&buf)
-      << nalo::internal << nalo::setw(6) << -.5;
-  EXPECT_EQ(buf.output(), widened<TypeParam>("-  0.5"));
 }
 
 // --- facets ------------------------------------------------------------------
@@ -146,18 +128,20 @@ TYPED_TEST(Number, FacetsOfClientsAreUsedAndGoWithTheirLocale) {
   EXPECT_EQ(reader::gone, 1);
 }
 
-TYPED_TEST(Number, NeedsANumpunctUnlessItIsAWrittenPointer) {
+// A numpunct, unless it is a written pointer; and a buffer.
+TYPED_TEST(Number, NeedsWhatIsNotThere) {
   using Char = TypeParam;
   const auto lacking = locale::classic().without_<nalo::numpunct<Char>>();
   const auto& writer = nalo::use_facet<nalo::num_put<Char>>(lacking);
   const auto& reader = nalo::use_facet<nalo::num_get<Char>>(lacking);
-  scripted_streambuf<Char> buf({.input = widened<Char>("1")});
+  scripted_streambuf<Char> buf({.put_areas = {3}, .accepts = 3});
+  nalo::ostreambuf_iterator<Char> failed(&buf);
+  failed.put_(widened<Char>("1234").data(), 4);
   nalo::basic_ios<Char> io(nullptr);
   io.imbue(lacking);
-  io.width(3);
   const auto check = [&](auto value) {
     ios_base::iostate err = ios_base::goodbit;
-    EXPECT_THROW(writer.put(&buf, io, Char(' '), value),
+    EXPECT_THROW(writer.put(failed, io, Char(' '), value),
                  nalo::missing_facet_error);
     EXPECT_THROW(reader.get({&buf}, {}, io, err, value),
                  nalo::missing_facet_error);
@@ -166,42 +150,15 @@ TYPED_TEST(Number, NeedsANumpunctUnlessItIsAWrittenPointer) {
   check(1.5);
   io.setf(ios_base::boolalpha);
   check(true);
-  EXPECT_EQ(buf.own_log_, "");
-  writer.put(&buf, io, Char(' '), static_cast<const void*>(nullptr));
-  EXPECT_EQ(buf.output(), widened<Char>("  0"));
-}
-
-TYPED_TEST(Number, NeedsABufferThatTakesIt) {
-  using Char = TypeParam;
-  const auto& writer = nalo::use_facet<nalo::num_put<Char>>(locale());
-  const auto& reader = nalo::use_facet<nalo::num_get<Char>>(locale());
-  nalo::basic_ios<Char> io(nullptr);
-  const auto check = [&](auto value) {
-    ios_base::iostate err = ios_base::goodbit;
-    reader.get({}, {}, io, err, value);
-    EXPECT_EQ(value, 0);
-    EXPECT_EQ(err, ios_base::failbit | ios_base::eofbit);
-  };
-  check(77L);
-  check(77.0);
-
-  scripted_streambuf<Char> buf({.put_areas = {3}, .accepts = 3});
-  nalo::ostreambuf_iterator<Char> failed(&buf), none(nullptr);
-  failed.put_(widened<Char>("1234").data(), 4);
-  for (const auto& out : {failed, none}) {
-    for (const int width : {5, 0}) {
+  io.imbue(locale());
+  for (const int width : {5, 0}) {
+    for (const auto& out : {failed, {nullptr}}) {
       io.width(width);
       EXPECT_TRUE(writer.put(out, io, Char(' '), 42L).failed());
       EXPECT_EQ(io.width(), 0);
     }
   }
   EXPECT_EQ(buf.output(), widened<Char>("123"));
-
-  // The width is reset before a buffer can raise.
-  buf.fail_in(1, nalo_test::fault::other);
-  io.width(100'000);
-  EXPECT_THROW(writer.put(&buf, io, Char(' '), 42L), int);
-  EXPECT_EQ(io.width(), 0);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // Numbers of all types, written and read by a stream, against the compiler's
-// streams and strtod: random values, texts, flags, punctuation, widths,
-// precisions and areas. What memory and the buffer are asked for is checked
-// too.
+// streams: random values, texts, flags, punctuation, widths, precisions and
+// areas. What memory and the buffer are asked for is checked too.
 #ifndef NALO_TESTS_NUMBER_MODEL_H
 #define NALO_TESTS_NUMBER_MODEL_H
 
@@ -13,12 +12,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
+#include <locale>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -62,10 +61,6 @@ struct styled : Numpunct {
   Char do_decimal_point() const override { return Char(style_.point); }
   Char do_thousands_sep() const override { return Char(style_.separator); }
   sizes do_grouping() const override {
-    // Read-only, so that nothing ends a text of no sizes.
-    if constexpr (requires { sizes::c_str("", 0); }) {
-      if (style_.grouping.empty()) return sizes::c_str("\3", 0);
-    }
     return sizes(style_.grouping.data(), style_.grouping.size());
   }
   text do_truename() const override {
@@ -86,24 +81,16 @@ nalo::locale locale_with(const punctuation& punct, nalo::allocator& ma) {
   return {loc, new styled<nalo::numpunct<Char>>(punct)};
 }
 
-// The size of the group at a place from the right, 0 for all that is left.
-inline size_t group_size(const std::string& grouping, size_t place) {
-  if (grouping.empty()) return 0;
-  const char size = grouping[std::min(place, grouping.size() - 1)];
-  return size > 0 && size < CHAR_MAX ? static_cast<size_t>(size) : 0;
-}
-
-// Whether the separators among digits stand where they should. None may.
-inline bool is_grouped(std::string_view digits, const punctuation& punct) {
-  if (digits.find(punct.separator) == digits.npos) return true;
-  for (size_t place = 0;; ++place) {
-    const size_t wanted = group_size(punct.grouping, place);
-    const size_t at = digits.rfind(punct.separator);
-    const size_t size = digits.size() - (at + 1);
-    if (at == digits.npos) return wanted == 0 || size <= wanted;
-    if (size != wanted) return false;
-    digits.remove_suffix(size + 1);
-  }
+// The same flags and punctuation. Whatever ends the sizes of groups is a -1.
+template <class Char>
+void prepare(std::basic_ios<Char>& reference, fmtflags flags,
+             punctuation punct) {
+  static_assert(+std::ios_base::showbase == +ios_base::showbase &&
+                +std::ios_base::uppercase == +ios_base::uppercase);
+  std::replace(punct.grouping.begin(), punct.grouping.end(), '\0', '\xFF');
+  reference.imbue(
+      {std::locale(), new styled<std::numpunct<Char>>(std::move(punct))});
+  reference.flags(static_cast<std::ios_base::fmtflags>(+flags));
 }
 
 // --- choices -----------------------------------------------------------------
@@ -122,17 +109,13 @@ inline fmtflags choose_flags(choices& random) {
   return static_cast<fmtflags>(some & (mask & 0x8000 ? 0x7FFF : mask & 0x7FFF));
 }
 
-// Of any length, or near the limits of types.
-inline std::uint64_t choose_bits(choices& random) {
-  const size_t length = 8 * random.below(8) + 8 - random.below(2);
-  const std::uint64_t power = length < 64 ? std::uint64_t{1} << length : 0;
-  if (random.below(4) == 0) return power - 1 + random.below(3);
-  return random.bits() & (power - 1);
-}
-
 template <class T>
 T choose_value(choices& random) {
-  const std::uint64_t bits = choose_bits(random);
+  // Of any length, or near the limits of types.
+  const size_t length = 8 * random.below(8) + 8 - random.below(2);
+  const std::uint64_t power = length < 64 ? std::uint64_t{1} << length : 0;
+  const std::uint64_t bits = random.below(4) == 0 ? power - 1 + random.below(3)
+                                                  : random.bits() & (power - 1);
   if constexpr (std::is_pointer_v<T>) {
     return reinterpret_cast<T>(bits);
   } else if constexpr (std::is_same_v<T, bool>) {
@@ -170,37 +153,22 @@ inline streamsize choose_length(choices& random) {
 
 // --- writing -----------------------------------------------------------------
 
-// A width or a precision near a limit becomes a smaller one that lies behind
-// all that buffers take after the longest number, and as far from others near
-// it.
-inline streamsize brought_down(streamsize n, streamsize accepted) {
-  constexpr auto most = std::numeric_limits<streamsize>::max();
-  return n > most - 10      ? n - most + 2 * accepted + 40'000
-         : n > INT_MAX - 10 ? n - INT_MAX + accepted + 20'000
-                            : n;
-}
-
-// What the compiler's streams write, which is what printf writes but for
-// padding and punctuation. They group pointers and the 0x of hexadecimal
-// fractions, end the sizes of groups at a 0, and write an infinity in lower
+// What the compiler's streams write, but for very long numbers. They group
+// pointers and the 0x of hexadecimal fractions, and write an infinity in lower
 // case when it is fixed.
 template <class T, class Char>
 std::basic_string<Char> write_reference(const nalo::basic_ios<Char>& io,
                                         T value, punctuation punct,
-                                        streamsize accepted = 0) {
-  static_assert(+std::ios_base::showbase == +ios_base::showbase &&
-                +std::ios_base::uppercase == +ios_base::uppercase);
+                                        streamsize longest = 90'000) {
   const auto field = io.flags() & ios_base::floatfield;
   if (std::is_pointer_v<T> ||
       (std::is_floating_point_v<T> && field == ios_base::floatfield)) {
     punct.grouping.clear();
   }
-  std::replace(punct.grouping.begin(), punct.grouping.end(), '\0', '\xFF');
   std::basic_ostringstream<Char> out;
-  out.imbue({out.getloc(), new styled<std::numpunct<Char>>(punct)});
-  out.flags(static_cast<std::ios_base::fmtflags>(+io.flags()));
-  out.precision(brought_down(io.precision(), accepted));
-  out.width(brought_down(io.width(), accepted));
+  prepare(out, io.flags(), punct);
+  out.precision(std::min(io.precision(), longest));
+  out.width(std::min(io.width(), longest));
   out.fill(io.fill());
   if constexpr (std::is_floating_point_v<T>) {
     if (!std::isfinite(value)) out.unsetf(std::ios_base::floatfield);
@@ -217,10 +185,10 @@ inline testing::Message about(const std::string& value, fmtflags flags,
          << " grouping " << shown<char>(punct.grouping);
 }
 
-// A value is a number, or a text. Seldom the buffer takes more than one block.
 template <class Char, class T>
 void compare_writing(choices& random, T value) {
   const auto punct = choose_punctuation(random);
+  // Seldom the buffer takes more than one block.
   const auto limit = random.below(64) == 63
                          ? 70'000
                          : random.one_of<size_t>({3, 20, 300, 3000});
@@ -236,14 +204,15 @@ void compare_writing(choices& random, T value) {
   out.imbue(locale_with<Char>(punct, ma));
   out.flags(choose_flags(random));
   out.precision(choose_length(random));
-  out.width(random.below(2) ? choose_length(random)
-                            : static_cast<streamsize>(random.below(3)));
+  // So that only one of the two is cut for the reference.
+  out.width(out.precision() < 3000 ? choose_length(random)
+                                   : static_cast<streamsize>(random.below(3)));
   out.fill(random.one_of({Char('*'), Char(), Char('\xE9')}));
   SCOPED_TRACE(about(testing::PrintToString(value), out.flags(), punct)
                << " precision " << out.precision() << " width " << out.width());
 
-  auto expected =
-      write_reference(out, value, punct, static_cast<streamsize>(limit));
+  auto expected = write_reference(out, value, punct,
+                                  static_cast<streamsize>(limit + 20'000));
   const size_t size = expected.size(), room = limit - before;
   expected.insert(0, before, Char('='));
   expected.resize(std::min(expected.size(), limit));
@@ -254,7 +223,7 @@ void compare_writing(choices& random, T value) {
   ASSERT_EQ(out.width(), 0);
   // In place, or each block by an xsputn, which is not logged for one
   // character.
-  if (std::is_scalar_v<T> && size != 1) {
+  if (size != 1) {
     const bool in_place = size <= (before ? std::min(area, room) : 0);
     ASSERT_EQ(std::count(buf.own_log_.begin(), buf.own_log_.end(), 'x'),
               in_place ? 0 : 1 + std::min(size - 1, room) / 65536);
@@ -272,114 +241,51 @@ std::string read_result(T value, bool fail, bool eof, size_t taken) {
   return text.str();
 }
 
-// The longer name when both match, and none when they are the same.
-inline std::string read_name(const std::string& text,
-                             const punctuation& punct) {
-  const auto common = [&](const std::string& name) {
-    const auto [at, other] =
-        std::mismatch(name.begin(), name.end(), text.begin(), text.end());
-    return static_cast<size_t>(at - name.begin());
-  };
-  const size_t no = common(punct.no), yes = common(punct.yes),
-               taken = std::max(no, yes);
-  const bool is_no = taken != 0 && no == taken && no == punct.no.size();
-  const bool is_yes = taken != 0 && yes == taken && yes == punct.yes.size();
-  const bool goes_on = (no == text.size() && no < punct.no.size()) ||
-                       (yes == text.size() && yes < punct.yes.size());
-  return read_result(is_yes && !is_no, is_yes == is_no, goes_on, taken);
-}
-
-// What the standard functions make of a number. Answers whether it fits.
+// The compiler's streams read no hexadecimal fractions.
 template <class T>
-bool convert(const std::string& digits, bool negative, size_t base, T& value) {
-  using limits = std::numeric_limits<T>;
-  const char* const s = digits.c_str();
-  if constexpr (std::is_integral_v<T>) {
-    errno = 0;
-    const auto magnitude = std::strtoul(s, nullptr, static_cast<int>(base));
-    const bool to_min = negative && limits::is_signed;
-    const bool only_0 = negative && std::is_same_v<T, bool>;
-    const auto most = static_cast<unsigned long>(limits::max()) + to_min;
-    const bool fits = errno == 0 && magnitude <= (only_0 ? 0 : most);
-    value = static_cast<T>(negative ? 0 - magnitude : magnitude);
-    if (!fits) value = to_min ? limits::min() : limits::max();
-    return fits;
-  } else {
-    if constexpr (std::is_same_v<T, float>) value = std::strtof(s, nullptr);
-    if constexpr (std::is_same_v<T, double>) value = std::strtod(s, nullptr);
-    if constexpr (sizeof(T) > 8) value = std::strtold(s, nullptr);
-    const bool fits = std::isfinite(value);
-    if (!fits) value = limits::max();
-    if (negative) value = -value;
-    return fits;
+std::string read_hexadecimal(const std::string& text, char point) {
+  size_t taken = text.find_first_of("xX") + 1;
+  const auto take = [&](std::string_view chars, size_t most = -1UL) {
+    const size_t end = text.find_first_not_of(chars, taken);
+    const size_t count = std::min({end - taken, text.size() - taken, most});
+    taken += count;
+    return count;
+  };
+  size_t digits = take("0123456789abcdefABCDEF");
+  if (take({&point, 1}, 1) != 0) digits += take("0123456789abcdefABCDEF");
+  if (digits != 0 && take("pP", 1) != 0) {
+    take("+-", 1);
+    take("0123456789");
   }
+  auto number = text.substr(0, taken);
+  std::replace(number.begin(), number.end(), point, '.');
+  char* end = nullptr;
+  T value = 0;
+  if constexpr (std::is_same_v<T, float>) value = strtof(number.data(), &end);
+  if constexpr (std::is_same_v<T, double>) value = strtod(number.data(), &end);
+  if constexpr (sizeof(T) > 8) value = strtold(number.data(), &end);
+  const bool is_number = *end == '\0', fits = std::isfinite(value);
+  if (!is_number) value = 0;
+  if (!fits) value = std::copysign(std::numeric_limits<T>::max(), value);
+  return read_result(value, !is_number || !fits, taken == text.size(), taken);
 }
 
 template <class T>
 std::string read_reference(const std::string& text, fmtflags flags,
                            const punctuation& punct) {
-  constexpr bool is_floating = std::is_floating_point_v<T>;
-  constexpr bool is_pointer = std::is_pointer_v<T>;
-  if (std::is_same_v<T, bool> && (flags & ios_base::boolalpha) != 0) {
-    return read_name(text, punct);
-  }
-  const auto field = flags & ios_base::basefield;
-  // 0 stands for the one that a prefix names.
-  size_t base = is_floating || (!is_pointer && field == fmtflags()) ? 0
-                : is_pointer || field == ios_base::hex              ? 16
-                : field == ios_base::oct                            ? 8
-                                                                    : 10;
-  const std::string decimal = "0123456789";
-  size_t taken = 0;
-  const auto take = [&](const std::string& chars,
-                        size_t most = std::string::npos) {
-    const size_t count = text.find_first_not_of(chars, taken) - taken;
-    const auto run = text.substr(taken, std::min(count, most));
-    taken += run.size();
-    return run;
-  };
-  const bool negative = take("+-", 1) == "-";
-  std::string number, whole;
-  if (base != 10 && take("0", 1) == "0") {
-    if (base != 8 && take("xX", 1) != "") {
-      base = 16;
-      number = "0x";
-    } else if (base == 16 || is_floating) {
-      whole = "0";
-    } else {  // in front of an octal number, and in no group
-      base = 8;
-      number = "0";
+  if constexpr (std::is_floating_point_v<T>) {
+    const size_t sign = text.find_first_not_of("+-") == 1;
+    const auto prefix = text.substr(sign, 2);
+    if (prefix == "0x" || prefix == "0X") {
+      return read_hexadecimal<T>(text, punct.point);
     }
   }
-  if (base == 0) base = 10;
-  const size_t prefix = number == "0x" ? 2 : 0;
-  const auto digits =
-      base == 16 ? decimal + "abcdefABCDEF" : decimal.substr(0, base);
-  const bool groups = group_size(punct.grouping, 0) != 0;
-  const std::string separator(groups, punct.separator);
-  whole += take(digits + separator);
-  // A separator without digits in front of it ends the number, which is none.
-  const size_t end = (separator + whole).find(separator + separator);
-  if (groups && end != whole.npos) {
-    return read_result(T(), true, false, taken - (whole.size() - end));
-  }
-  const bool groups_agree = !groups || is_grouped(whole, punct);
-  if (groups) std::erase(whole, punct.separator);
-  number += whole;
-  if (is_floating && take({punct.point}, 1) != "") {
-    number += '.' + take(digits);
-  }
-  bool is_number = number.find_first_of(digits, prefix) != number.npos;
-  if (is_floating && is_number && take(base == 16 ? "pP" : "eE", 1) != "") {
-    number += (base == 16 ? 'p' : 'e') + take("+-", 1);
-    const std::string exponent = take(decimal);
-    number += exponent;
-    is_number = exponent != "";
-  }
-  std::conditional_t<is_pointer, unsigned long, T> value = 0;
-  const bool fits = is_number && convert(number, negative, base, value);
-  return read_result(T(value), !fits || !groups_agree, taken == text.size(),
-                     taken);
+  std::istringstream in(text);
+  prepare(in, flags, punct);
+  T value = {};
+  in >> value;
+  const auto left = static_cast<size_t>(in.rdbuf()->in_avail());
+  return read_result(value, in.fail(), in.eof(), text.size() - left);
 }
 
 // A text that looks like a number, mostly.
@@ -397,9 +303,9 @@ std::string choose_text(choices& random, const punctuation& punct) {
   for (size_t pieces = 1 + random.below(3); pieces != 0; --pieces) {
     switch (random.below(3)) {
       case 0:
-        text.append(random.below(1000) == 999
-                        ? 100'000
-                        : random.one_of<size_t>({1, 20, 770, 5000}),
+        // The compiler's streams take a group of more than 127 for less.
+        text.append(random.one_of<size_t>(
+                        {1, 20, 100, punct.grouping.empty() ? 5000UL : 7}),
                     random.one_of({'0', '0', '5', punct.separator}));
         break;
       case 1:
@@ -418,23 +324,24 @@ std::string choose_text(choices& random, const punctuation& punct) {
 // the sizes of get areas. One is at hand, with a digit taken, when the first is
 // larger than the last; or else the buffer is to be asked first.
 template <class T, class Char>
-void compare_reading(const std::string& text, fmtflags flags,
-                     const punctuation& punct,
+void compare_reading(std::string text, fmtflags flags, punctuation punct,
                      const std::vector<size_t>& windows) {
+  // No groups where the compiler's streams read no number, or lose count of
+  // them because it overflows.
+  constexpr bool is_floating = std::is_floating_point_v<T>;
+  if (is_floating ? text.find_first_of("xX") < 3 : sizeof(T) < 8) {
+    punct.grouping.clear();
+  }
+  if (!is_floating && !punct.grouping.empty()) text = text.substr(0, 15);
   constexpr bool is_wide = sizeof(Char) > 1;
-  const bool at_hand = windows.front() > windows.back();
+  const size_t at_hand = windows.front() > windows.back();
   std::basic_string<Char> input(at_hand, '7');
   for (const char ch : text) input += Char(is_wide && ch == '~' ? 0x130 : ch);
-  const script<Char> play{.input = input, .get_areas = windows};
-  scripted_streambuf<Char> buf(play), peer(play);
+  scripted_streambuf<Char> buf({.input = input, .get_areas = windows});
   nalo::basic_istream<Char> in(&buf);
   in.imbue(locale_with<Char>(punct, nalo::allocator::default_()));
   in.flags(flags & ~ios_base::skipws);
-  buf.calls_ = 0;
-  if (at_hand) {
-    buf.sbumpc();
-    peer.sbumpc();
-  }
+  if (at_hand) buf.sbumpc();
   T value = {};
   in >> value;
   SCOPED_TRACE(about(text, flags, punct)
@@ -442,10 +349,7 @@ void compare_reading(const std::string& text, fmtflags flags,
   // The wide character that reads as eof ends the input.
   const size_t end = is_wide ? text.find('\xFF') : text.npos;
   ASSERT_EQ(read_result(value, in.fail(), in.eof(), buf.position() - at_hand),
-            read_reference<T>(text.substr(0, end), flags, punct));
-  peer.sgetc();
-  while (peer.position() < buf.position()) peer.snextc();
-  ASSERT_EQ(buf.calls_, peer.calls_);
+            read_reference<T>(text.substr(0, end), in.flags(), punct));
 }
 
 // --- both --------------------------------------------------------------------
@@ -455,7 +359,7 @@ using types = std::tuple<bool, short, unsigned short, int, unsigned int, long,
                          unsigned long, long long, unsigned long long, float,
                          double, long double, void*>;
 
-// A number, written or read, or a written text.
+// A number, written or read.
 template <class Char>
 void compare(choices& random) {
   const auto one = [&]<class T>(T) {
@@ -470,15 +374,11 @@ void compare(choices& random) {
         text, choose_flags(random), punct,
         {std::max(window, text.size() / 30), random.below(8)});
   };
-  size_t left = random.below(std::tuple_size_v<types> + 1);
+  size_t left = random.below(std::tuple_size_v<types>);
   const auto chosen = [&](auto value) {
     if (left-- == 0) one(value);
   };
   std::apply([&](auto... value) { (chosen(value), ...); }, types());
-  if (left == 0) {
-    const std::basic_string<Char> text(random.below(300), Char());
-    compare_writing<Char>(random, std::basic_string_view<Char>(text));
-  }
 }
 
 }  // namespace nalo_test::numbers
