@@ -34,9 +34,8 @@ inline long blocks_in_use() {
   ++nalo_test::live_blocks;
   return block;
 }
-void* operator new[](size_t size) { return ::operator new(size); }
 void* operator new[](size_t size, const std::nothrow_t&) noexcept try {
-  return nalo_test::no_memory ? nullptr : ::operator new(size);
+  return nalo_test::no_memory ? nullptr : ::operator new[](size);
 } catch (const std::bad_alloc&) {
   return nullptr;
 }
@@ -45,9 +44,5 @@ void* operator new[](size_t size, const std::nothrow_t&) noexcept try {
   std::free(block);
 }
 void operator delete(void* block, size_t) noexcept { ::operator delete(block); }
-void operator delete[](void* block) noexcept { ::operator delete(block); }
-void operator delete[](void* block, size_t) noexcept {
-  ::operator delete(block);
-}
 
 #endif

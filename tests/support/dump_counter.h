@@ -6,18 +6,14 @@
 
 namespace nalo_test {
 
-// One at a time.
-class dump_counter : nalo::non_copyable {
- public:
-  dump_counter() { count_ = 0; }
-  ~dump_counter() { nalo::exception::set_dump_handler(earlier_); }
-  int count() const { return count_; }
-
- private:
-  static void note(const nalo::exception&) noexcept { ++count_; }
-  static inline int count_;
-  const nalo::exception::dump_handler earlier_ =
-      nalo::exception::set_dump_handler(&note);
+struct dump_counter {
+  dump_counter() {
+    counted = 0;
+    nalo::exception::set_dump_handler(
+        [](const nalo::exception&) noexcept { ++counted; });
+  }
+  int count() const { return counted; }
+  static inline int counted;
 };
 
 }  // namespace nalo_test

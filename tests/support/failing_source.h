@@ -29,19 +29,17 @@ class failing_source : public nalo::memory_source {
 
   void* allocate(size_t bytes) override {
     ++requests_;
-    if (countdown_ != never && countdown_-- == 0) return nullptr;
-    if (bytes > 65536 * sizeof(wchar_t)) return nullptr;
-    void* block = ::operator new(bytes, std::nothrow);
-    if (block) bytes_ += blocks_[block] = bytes;
+    if (countdown_-- == 0 || bytes > 65536 * sizeof(wchar_t)) return nullptr;
+    void* const block = ::operator new(bytes);
+    bytes_ += blocks_[block] = bytes;
     return block;
   }
   // Whoever reads the block after this does not find what was there.
   void deallocate(void* block) noexcept override {
-    const size_t bytes = blocks_[block];
-    EXPECT_NE(bytes, 0u) << "not a block of this source";
-    std::fill_n(static_cast<volatile char*>(block), bytes, '!');
-    bytes_ -= bytes;
-    blocks_.erase(block);
+    const auto known = blocks_.extract(block);
+    ASSERT_TRUE(known) << "not a block of this source";
+    std::fill_n(static_cast<volatile char*>(block), known.mapped(), '!');
+    bytes_ -= known.mapped();
     ::operator delete(block);
   }
 

@@ -84,13 +84,14 @@ inline void arm(size_t k, fault kind) {
   passed.clear();
   failing = k;
   failing_kind = kind;
+  armed = true;
 }
 // What a call raises in which the k-th point fails.
 template <class Call>
 std::string raised_by(Call call, size_t k, fault kind) {
-  arm(k, kind);
   return raised_by([&] {
-    const while_set arming(armed, true);
+    const while_set disarmed_later(armed, false);
+    arm(k, kind);
     call();
   });
 }
@@ -112,10 +113,8 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
   using traits = nalo::char_traits<Char>;
   using int_type = typename traits::int_type;
   using text = std::basic_string<Char>;
-  using streamsize = nalo::streamsize;
   using streampos = nalo::streampos;
   using ios_base = nalo::ios_base;
-  using openmode = ios_base::openmode;
 
  public:
   explicit scripted_streambuf(script<Char> play) : play_(std::move(play)) {}
@@ -132,10 +131,7 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
   }
 
   // Lets the k-th call from now on fail, of whatever buffer.
-  static void fail_in(size_t k, fault kind) {
-    arm(k, kind);
-    armed = true;
-  }
+  static void fail_in(size_t k, fault kind) { arm(k, kind); }
   // Writes the log to another place, each call with a prefix.
   void log_to(std::string& log, const char* prefix) {
     log_ = &log;
@@ -179,14 +175,14 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
     leave_area(position() - 1);
     return last;
   }
-  streamsize xsgetn(Char* s, streamsize n) override {
+  nalo::streamsize xsgetn(Char* s, nalo::streamsize n) override {
     const call now(*this, "xsgetn");
     return now.fails ? 0 : base::xsgetn(s, n);
   }
-  streamsize showmanyc() override {
+  nalo::streamsize showmanyc() override {
     const call now(*this, "showmanyc");
     if (now.fails || position() == play_.input.size()) return -1;
-    return static_cast<streamsize>(play_.input.size() - position());
+    return static_cast<nalo::streamsize>(play_.input.size() - position());
   }
 
   int_type overflow(int_type ch) override {
@@ -202,7 +198,7 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
     return traits::not_eof(ch);
   }
   // One character may go as it likes.
-  streamsize xsputn(const Char* s, streamsize n) override {
+  nalo::streamsize xsputn(const Char* s, nalo::streamsize n) override {
     if (n == 1) return base::xsputn(s, n);
     const call now(*this, "xsputn");
     return now.fails ? 0 : base::xsputn(s, n);
@@ -215,13 +211,13 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
     return 0;
   }
   streampos seekoff(nalo::streamoff off, ios_base::seekdir way,
-                    openmode mode) override {
+                    ios_base::openmode mode) override {
     const call now(*this, "seekoff",
                    std::to_string(off) + ',' + std::to_string(way) + ',' +
                        std::to_string(mode));
     return now.fails ? streampos(-1) : seek(off, way, mode);
   }
-  streampos seekpos(streampos pos, openmode mode) override {
+  streampos seekpos(streampos pos, ios_base::openmode mode) override {
     sought_ = pos;
     const call now(*this, "seekpos",
                    std::to_string(pos - 0) + ',' + std::to_string(mode));
@@ -258,7 +254,8 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
   }
   // The input and the output have positions of their own. Moving the output
   // back drops what stands behind.
-  streampos seek(nalo::streamoff off, ios_base::seekdir way, openmode mode) {
+  streampos seek(nalo::streamoff off, ios_base::seekdir way,
+                 ios_base::openmode mode) {
     const bool in = (mode & ios_base::in) != 0;
     const size_t size = in ? play_.input.size() : output().size();
     const size_t from = way == ios_base::beg         ? 0
