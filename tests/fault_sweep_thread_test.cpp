@@ -87,8 +87,7 @@ template <class World>
 struct operations {
   std::vector<std::pair<const char*, void (*)(World&)>> calls;
   region where = plain;
-  const char* input =
-      ".  a_line_that_is_longer_than_what_is_in_place,_by_far\n";
+  const char* input = ".  a_line_that_is_longer_than_it_is_in_place,_by_far\n";
 };
 
 template <class Char>
@@ -150,9 +149,8 @@ struct world {
   }
 
   const text letters = text(35, Char('a')) + text(35, Char('b'));
-  const nalo::locale classic = nalo::locale::classic(),
-                     full = faulty_locale<Char>(),
-                     bare = classic.without_<punct>();
+  const nalo::locale classic, full = faulty_locale<Char>(),
+                              bare = classic.without_<punct>();
   nalo::locale loc = full;
   scripted_streambuf<Char> buf, other;
   nalo::basic_iostream<Char> io{&buf}, wordy{&buf};
