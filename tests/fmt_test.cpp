@@ -39,10 +39,8 @@ TYPED_TEST(Fmt, WritesToStreamsAndStrings) {
 
   nalo::basic_stringbuf<Char> buffer;
   nalo::basic_ostream<Char> out(&buffer);
-  out << 1;
   EXPECT_FALSE(format_to(iterator(out)).failed());
-  out << 2;
-  EXPECT_EQ(buffer.view(), widened<Char>("1") + expected + widened<Char>("2"));
+  EXPECT_EQ(buffer.view(), expected);
 
   Char array[width];
   nalo::basic_spanbuf<Char> refusing(array, nalo::ios_base::out);
