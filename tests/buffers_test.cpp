@@ -14,7 +14,6 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include <climits>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -66,46 +65,6 @@ long put(nalo::basic_streambuf<Char>& to, const std::string& s) {
   return to.sputn(wide.data(), static_cast<long>(wide.size()));
 }
 
-// Does a step of a script:
-//   <3  takes up to three characters   >ab  writes "ab"
-//   ?   counts what can be read        !    synchronizes
-//   -   puts the last one back         @    tells the position
-//   @3  seeks, as @i3 and @o3 in the input and the output only
-template <class Char>
-std::string done(nalo::basic_streambuf<Char>& buffer, const std::string& step) {
-  const std::string argument = step.substr(1);
-  const auto is = [&](char what) { return step[0] == what; };
-  if (is('<')) return shown<Char>(taken(buffer, std::stoul(argument)));
-  if (is('>')) return std::to_string(put(buffer, argument));
-  if (is('?')) return std::to_string(buffer.in_avail());
-  if (is('!')) return std::to_string(buffer.pubsync());
-  if (is('-')) return std::to_string(buffer.sungetc());
-  const char side = argument[0];
-  const auto mode = side == 'i' ? in : side == 'o' ? out : in | out;
-  const auto to = argument.substr(mode == (in | out) ? 0 : 1);
-  const nalo::streamoff pos = to.empty()
-                                  ? buffer.pubseekoff(0, ios_base::cur, mode)
-                                  : buffer.pubseekpos(std::stol(to), mode);
-  return std::to_string(pos);
-}
-
-// Does the steps of a script, which are words, and tells what came of each.
-template <class Do>
-std::string played(const std::string& script, Do do_step) {
-  std::istringstream steps(script);
-  std::string log;
-  for (std::string step; steps >> step;) {
-    try {
-      log += ' ' + do_step(step);
-    } catch (const nalo::fd_error& error) {
-      const bool is_input = dynamic_cast<const nalo::fd_input_error*>(&error);
-      log += is_input ? " in:" : " out:";
-      log += ::strerrorname_np(error.code());
-    }
-  }
-  return log.substr(1);
-}
-
 template <class Char>
 class Buffers : public testing::Test {};
 using Chars = testing::Types<char, wchar_t>;
@@ -120,7 +79,7 @@ TYPED_TEST(Buffers, KeepTheContract) {
   const auto check_in = [&](auto make) {
     EXPECT_EQ(check_input<TypeParam>(make, text), violations());
   };
-  check_in([&] { return std::make_unique<view>(text); });
+  check_in([&] { return std::make_unique<view>(array); });
   check_in([&] { return std::make_unique<sandwich<TypeParam>>(text); });
   check_in([&] {
     array = text;  // what is put back may have changed it
@@ -137,40 +96,51 @@ TYPED_TEST(Buffers, KeepTheContract) {
   }
 }
 
+// What comes of writing, reading and writing again, and of seeks in the input,
+// the output and both.
+template <class Buffer>
+std::string played(Buffer& buffer) {
+  using Char = typename Buffer::char_type;
+  std::ostringstream log;
+  log << put(buffer, "xy") << ' ' << shown<Char>(buffer.view()) << ' ';
+  log << shown<Char>(taken(buffer, 9)) << ' ' << put(buffer, "z") << ' ';
+  log << buffer.in_avail() << " at";
+  for (const auto mode : {in, out, in | out}) {
+    for (const long to : {1, 7}) {
+      log << ' ' << nalo::streamoff(buffer.pubseekpos(to, mode));
+    }
+    log << ' ' << nalo::streamoff(buffer.pubseekoff(0, ios_base::cur, mode));
+  }
+  return log.str();
+}
+
 TYPED_TEST(Buffers, DoWhatTheirModeSays) {
-  const std::string script = ">xy * <9 >z ? @o1 @i1 @o7 @o @i @";
   const struct {
     ios_base::openmode mode;
     const char* span;  // over "abcd"
     const char* string;
   } rows[] = {
-      {in, "0 abcd abcd 0 -1 -1 1 -1 -1 1 1",
-       "0 abcd abcd 0 -1 -1 1 -1 -1 1 1"},
-      {out, "2 xy  1 -1 1 -1 -1 1 -1 1", "2 xycd  1 -1 1 -1 -1 1 -1 1"},
-      {in | out, "2 xycd xycd 1 -1 1 1 -1 1 1 -1",
-       "2 xycd xycd 1 -1 1 1 -1 1 1 -1"},
-      {in | out | trunc, "2 xy xy 1 1 1 1 -1 1 1 -1",
-       "2 xycd xycd 1 -1 1 1 -1 1 1 -1"},
-      {out | ate | trunc, "2 xy  1 -1 1 -1 -1 1 -1 1",
-       "2 abcdxy  1 -1 1 -1 7 7 -1 7"},
-      {in | app | trunc, "2 xy xy 1 1 -1 1 -1 3 1 -1",
-       "2 abcdxy abcdxy 1 1 -1 1 7 7 1 -1"},
-  };
-  const auto play = [&](auto& buffer) {
-    return played(script, [&](const std::string& step) {
-      return step == "*" ? shown<TypeParam>(buffer.view()) : done(buffer, step);
-    });
+      {in, "0 abcd abcd 0 -1 at 1 -1 1 -1 -1 -1 1 -1 1",
+       "0 abcd abcd 0 -1 at 1 -1 1 -1 -1 -1 1 -1 1"},
+      {out, "2 xy  1 -1 at -1 -1 -1 1 -1 1 1 -1 1",
+       "2 xycd  1 -1 at -1 -1 -1 1 -1 1 1 -1 1"},
+      {in | out, "2 xycd xycd 1 -1 at 1 -1 1 1 -1 1 1 -1 -1",
+       "2 xycd xycd 1 -1 at 1 -1 1 1 -1 1 1 -1 -1"},
+      {out | ate | trunc, "2 xy  1 -1 at -1 -1 -1 1 -1 1 1 -1 1",
+       "2 abcdxy  1 -1 at -1 -1 -1 1 7 7 1 7 7"},
+      {in | app | trunc, "2 xy xy 1 1 at 1 -1 1 -1 -1 3 -1 -1 -1",
+       "2 abcdxy abcdxy 1 1 at 1 7 7 -1 7 7 -1 7 -1"},
   };
   for (const auto& row : rows) {
     auto array = widened<TypeParam>("abcd");
     nalo::basic_spanbuf<TypeParam> span(array, row.mode);
     nalo::basic_stringbuf<TypeParam> string(
         nalo::basic_string<TypeParam>(array.c_str()), row.mode);
-    EXPECT_EQ(play(span), row.span) << row.mode;
-    EXPECT_EQ(play(string), row.string) << row.mode;
+    EXPECT_EQ(played(span), row.span) << row.mode;
+    EXPECT_EQ(played(string), row.string) << row.mode;
   }
   sandwich<TypeParam> adapters(widened<TypeParam>("abcd"));
-  EXPECT_EQ(play(adapters), rows[2].string);
+  EXPECT_EQ(played(adapters), rows[2].string);
 }
 
 TYPED_TEST(Buffers, CopyNoStringThatNeedNotBe) {
@@ -178,6 +148,8 @@ TYPED_TEST(Buffers, CopyNoStringThatNeedNotBe) {
   using stringbuf = nalo::basic_stringbuf<TypeParam>;
   const TypeParam literal[] = {'b', 0};
   const string text(1000, 'a');
+  const stringbuf reader(text, in);
+  EXPECT_EQ(reader.str().c_str(), text.c_str());
   EXPECT_EQ(stringbuf(text, in).str().c_str(), text.c_str());
   EXPECT_EQ(stringbuf(string::c_str(literal), in).view().data(), literal);
 
@@ -185,6 +157,7 @@ TYPED_TEST(Buffers, CopyNoStringThatNeedNotBe) {
   stringbuf writer(text);
   put(writer, "x");
   writer.str(string::c_str(literal));
+  EXPECT_EQ(shown<TypeParam>(writer.str()), "b");
   put(writer, "xy");
   EXPECT_EQ(shown<TypeParam>(writer.str()), "xy");
   EXPECT_TRUE(text[0] == 'a' && literal[0] == 'b');
@@ -217,18 +190,21 @@ TYPED_TEST(Buffers, KeepTheirTextWhenMemoryIsRefused) {
   const string text(1000, 'y', memory);
   source.refuse_after(0);
   EXPECT_THROW(buffer.str({text, memory}), nalo::allocation_error);
+  EXPECT_EQ(written, sizeof(TypeParam) == 1 ? 59u : 14u);
   EXPECT_EQ(taken(buffer, 1000), std::basic_string<TypeParam>(written, 'x'));
 }
 
 TYPED_TEST(Buffers, PassBetweenTheLibrariesWithoutLoss) {
   std::basic_stringbuf<TypeParam> below(widened<TypeParam>("abcdef"));
   over_std<TypeParam> buffer(&below);
-  const auto log = played("s <1 s @i1 s >x p >z", [&](const std::string& step) {
-    if (step == "s") return std::string(1, char(below.sbumpc()));
-    if (step == "p") return std::to_string(below.sputc('y'));
-    return done<TypeParam>(buffer, step);
-  });
-  EXPECT_EQ(log, "a b c 1 b 1 121 1");
+  EXPECT_EQ(below.sbumpc(), 'a');
+  EXPECT_EQ(buffer.sbumpc(), 'b');
+  EXPECT_EQ(below.sbumpc(), 'c');
+  buffer.pubseekpos(1, in);
+  EXPECT_EQ(below.sbumpc(), 'b');
+  put(buffer, "x");
+  below.sputc('y');
+  put(buffer, "z");
   EXPECT_EQ(shown<TypeParam>(below.str()), "xyzdef");
 
   // Whole positions reach the other side and come back.
@@ -238,12 +214,10 @@ TYPED_TEST(Buffers, PassBetweenTheLibrariesWithoutLoss) {
     }
   } own;
   over_nalo<TypeParam> over(&own);
-  EXPECT_EQ(over.below_buffer_(), &own);
   std::mbstate_t state = {};
   state.__count = 3;
   std::streampos place(5);
   place.state(state);
-  EXPECT_EQ(over.pubseekpos(place), place);
   EXPECT_EQ(over.pubseekpos(place).state().__count, 3);
 }
 
@@ -282,7 +256,7 @@ struct descriptors {
 
 TEST(Fdbuf, KeepsTheContract) {
   const std::string text = sample_text<char>(300);
-  for (const std::size_t size : {1u, 7u, 64u, 1000u}) {
+  for (const std::size_t size : {0u, 7u, 1000u}) {
     const auto over = [=](const char* kind, std::string_view input) {
       return [=] {
         const descriptors on(kind, input);
@@ -297,9 +271,31 @@ TEST(Fdbuf, KeepsTheContract) {
   }
 }
 
-// Beside the steps of all buffers:
-//   #   tells where the descriptor is  *    tells what came to the other end
-//   .   closes                         +ab  writes at the other end
+// Does a step of a script on a buffer, or at the other end of its descriptor:
+//   <3   takes up to three characters   >ab  writes "ab"
+//   -    puts the last one back         ?    counts what can be read
+//   @    tells the position             @3   seeks
+//   !    synchronizes                   .    closes
+//   #    tells where the descriptor is  +ab  writes at the other end
+//   *    tells what came to the other end
+std::string done(const std::string& step, nalo::fdbuf& buffer, int other) {
+  const std::string argument = step.substr(1);
+  const auto is = [&](char what) { return step[0] == what; };
+  if (is('<')) return taken(buffer, std::stoul(argument));
+  if (is('*')) return content(other);
+  if (is('.')) buffer.close();
+  return std::to_string(
+      is('>')       ? put(buffer, argument)
+      : is('-')     ? buffer.sungetc()
+      : is('?')     ? buffer.in_avail()
+      : is('!')     ? buffer.pubsync()
+      : is('#')     ? ::lseek(other, 0, SEEK_CUR)
+      : is('+')     ? ::write(other, argument.data(), argument.size())
+      : is('.')     ? buffer.fd()
+      : step == "@" ? nalo::streamoff(buffer.pubseekoff(0, ios_base::cur))
+                    : nalo::streamoff(buffer.pubseekpos(std::stol(argument))));
+}
+
 TEST(Fdbuf, WorksOnDescriptorsOfEachKind) {
   const struct {
     const char* kind;
@@ -309,21 +305,18 @@ TEST(Fdbuf, WorksOnDescriptorsOfEachKind) {
     const char* log;
   } rows[] = {
       // The areas are of the given size, and what is larger goes past them.
-      {"file", "abcd", 0, "<1 #", "a 1"},
       {"file", "abcdefgh", 4, "<3 # <5 #", "abc 4 defgh 8"},
-      {"file", "abcdefgh", 4, "<1 <6 #", "a bcdefg 8"},
-      {"file", "abcdefgh", 4, "<5 #", "abcde 5"},
+      {"file", "abcdefgh", 4, "<5 # <1 #", "abcde 5 f 8"},
       {"file", "", 4, ">abc # >defg # >h # ! #", "3 0 4 7 1 7 0 8"},
       // Reading and writing share a position, and what was not read is left.
       {"file", "abcdef", 99, "<1 >x ? <1 # >y @ ! # *",
        "a 1 4 c 6 1 4 0 4 axcyef"},
       {"file", "abcdef", 99, "<1 >x . . <1 >y !",
        "a 1 -1 -1 in:EBADF out:EBADF 0"},
-      {"file", "", 99, ">x . >y", "1 -1 out:EBADF"},
       {"file", "abcdefghijklmnopq", 4, "<4 <4 - - - - - - - - - <17 - -",
        "abcd efgh 104 103 102 101 100 99 98 97 -1 abcdefghijklmnopq 113 112"},
       {"file", "abcdef", 99, "<3 @4 - <9 ? @99 <1 ?", "abc 4 -1 ef -1 99  -1"},
-      {"file", "abcdef", 99, "<2 ! # <1 . #", "ab 0 2 c -1 3"},
+      {"file", "abcdef", 99, "<2 ! # <1 . # <1", "ab 0 2 c -1 3 in:EBADF"},
       {"file", "abcdef", 99, ">xy @ #", "2 2 0"},
       // Elsewhere they are apart, and asking for input sends the output.
       {"sockets", "unread", 99, "? <2 >question ! * <3 @ <1",
@@ -334,21 +327,22 @@ TEST(Fdbuf, WorksOnDescriptorsOfEachKind) {
       // What cannot tell what there is.
       {"/", "", 99, "? <1", "0 in:EISDIR"},
       {"/proc/self/status", "", 99, "?", "0"},
-      {"/nonexistent", "", 99, "? <1 >x !", "0 in:EBADF out:EBADF 0"},
   };
   for (const auto& row : rows) {
     const descriptors on(row.kind, row.text);
-    const int other = on.ends[1];
-    nalo::fdbuf buffer(on.ends[0], fd_ownership::borrowed, row.size);
-    const auto do_step = [&](const std::string& step) {
-      if (step == "#") return std::to_string(::lseek(other, 0, SEEK_CUR));
-      if (step == "*") return content(other);
-      if (step[0] == '+') return std::to_string(::write(other, &step[1], 1));
-      if (step != ".") return done(buffer, step);
-      buffer.close();
-      return std::to_string(buffer.fd());
-    };
-    EXPECT_EQ(played(row.script, do_step), row.log) << row.script;
+    nalo::fdbuf buffer(on.ends[0], fd_ownership::owned, row.size);
+    std::istringstream steps(row.script);
+    std::string log;
+    for (std::string step; steps >> step;) {
+      try {
+        log += ' ' + done(step, buffer, on.ends[1]);
+      } catch (const nalo::fd_error& error) {
+        const bool is_input = dynamic_cast<const nalo::fd_input_error*>(&error);
+        log += is_input ? " in:" : " out:";
+        log += ::strerrorname_np(error.code());
+      }
+    }
+    EXPECT_EQ(log, std::string(" ") + row.log) << row.script;
   }
 }
 
@@ -400,9 +394,6 @@ TEST(Fdbuf, OpensFilesAsTheModeSays) {
     }
     EXPECT_EQ(result, row.result) << row.mode;
   }
-  nalo::fdbuf status("/proc/self/status");
-  status.sgetc();
-  EXPECT_EQ(status.pubseekoff(LONG_MIN, ios_base::cur), -1);
   EXPECT_THROW(nalo::fdbuf("/", out), nalo::fd_output_error);
   EXPECT_THROW(nalo::fdbuf("/nonexistent"), nalo::fd_input_error);
   EXPECT_THROW(nalo::tThrow(nalo::fd_error("file", 7, "fails", EPIPE)),
@@ -429,33 +420,27 @@ TEST(Fdbuf, TransfersGoOnAfterInterruptions) {
       }
     }
   });
-  // A part goes through the put area, and the rest past it.
+  // A part goes past the put area, and the rest through it.
   nalo::fdbuf buffer(sockets.ends[0], fd_ownership::borrowed, 1'000'000);
-  buffer.sputn(text.data(), 500'000);
-  buffer.sputn(text.data() + 500'000, 1'000'000);
+  buffer.sputn(text.data(), 1'000'000);
+  buffer.sputn(text.data() + 1'000'000, 500'000);
   EXPECT_TRUE(taken(buffer, text.size()) == text);
   echo.join();
 }
 
-// Nothing may unwind through a destructor, which writes. Opening may unwind.
-TEST(Fdbuf, IsDestroyedAndOpenedUnderCancellation) {
+// Nothing may unwind through a destructor, which writes.
+TEST(Fdbuf, IsDestroyedUnderCancellation) {
   const descriptors file("file");
-  bool goes_on = false;
-  std::thread thread([&] {
+  int is_off = 1;
+  std::thread([&] {
     {
       nalo::fdbuf buffer(file.ends[0]);
       buffer.sputc('x');
       ::pthread_cancel(::pthread_self());
     }
-    try {  // makes the address sanitizer forget the frames that are about to go
-      throw 0;
-    } catch (int) {
-    }
-    const nalo::fdbuf opened("/dev/null");
-    goes_on = true;
-  });
-  thread.join();
-  EXPECT_FALSE(goes_on);
+    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &is_off);
+  }).join();
+  EXPECT_EQ(is_off, PTHREAD_CANCEL_ENABLE);
   EXPECT_EQ(content(file.ends[1]), "x");
 }
 
