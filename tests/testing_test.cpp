@@ -11,7 +11,6 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 
 namespace {
 
@@ -30,41 +29,44 @@ class flawed_buffer : public std_buffer<Char> {
   using typename base::int_type, typename base::traits_type;
 
  public:
-  explicit flawed_buffer(std::string_view flaw,
+  explicit flawed_buffer(const std::string& flaw,
                          const std::basic_string<Char>& text = {})
       : base(&text_), flaw_(flaw), text_(text) {}
   std::basic_string<Char> output() const { return written_; }
 
  private:
   static constexpr int_type eof = traits_type::eof();
-  bool is(std::string_view flaw) const { return flaw_ == flaw; }
+  bool is(const std::string& flaw) const { return flaw_ == flaw; }
 
-  int_type underflow() override {
-    if (is("raises")) throw std::runtime_error("it");
-    if (is("get area")) this->setg(area_ + 1, area_, area_);
-    return is("underflow takes") ? base::uflow() : base::underflow();
+  // What an operation answers, with the flaws that any may have.
+  template <class Answer>
+  Answer done(const std::string& operation, Answer answer) {
+    if (is(operation + " raises")) throw std::runtime_error("it");
+    if (is(operation + " takes")) base::uflow();
+    if (is(operation + " writes")) base::overflow('~');
+    if (is(operation + " breaks get area")) this->setg(area_ + 1, area_, area_);
+    if (is(operation + " breaks put area")) this->setp(area_ + 1, area_);
+    return is(operation + " lies") ? answer + 1 : answer;
   }
+
+  int_type underflow() override { return done("underflow", base::underflow()); }
   int_type uflow() override {
     const int_type ch = base::uflow();
-    return is("no end") && ch == eof && ended_++ ? '~' : ch;
+    return ch == eof ? done("uflow at end", ch) : ch;
   }
   streamsize xsgetn(Char* s, streamsize n) override {
-    if (is("xsgetn of none") && n == 0) return 1;
-    if (is("xsgetn of less") && n < 0) return n;
     const auto got = base::xsgetn(s, is("xsgetn short") && n > 3 ? 3 : n);
     if (is("xsgetn more") && n > 0) s[n] = Char('~');
     if (is("xsgetn other") && n > 0) s[0] = Char('~');
-    return got;
+    return done("xsgetn", got);
   }
   int_type pbackfail(int_type ch) override {
     const int_type back = base::pbackfail(ch);
-    if (is("pbackfail stays") && back != eof) base::uflow();
-    return is("pbackfail lies") && back != eof ? '~' : back;
+    return back == eof ? eof : done("pbackfail", back);
   }
   streamsize showmanyc() override {
     const auto left = base::showmanyc();
-    if (is("showmanyc at end") && left <= 0) return -2;
-    return is("showmanyc less") ? -1 : left;
+    return is("showmanyc at end") && left <= 0 ? -2 : done("showmanyc", left);
   }
 
   // What there is room for, of n characters.
@@ -73,54 +75,46 @@ class flawed_buffer : public std_buffer<Char> {
     return std::min(n, 60 - at);
   }
   int_type overflow(int_type ch) override {
-    if (is("put area")) this->setp(area_ + 1, area_);
-    if (is("overflow of eof") && ch == eof) base::overflow('~');
-    return fitting(1) > 0 || ch == eof ? base::overflow(ch) : eof;
+    if (ch == eof) return done("overflow of eof", base::overflow(ch));
+    return fitting(1) > 0 ? base::overflow(ch) : eof;
   }
   streamsize xsputn(const Char* s, streamsize n) override {
-    if (is("xsputn of less") && n < 0) return n;
     if (is("xsputn fails") && n > 0) return -1;
     const auto put = base::xsputn(s, fitting(n));
-    return is("xsputn counts all") && n > 0 ? n : put;
+    return is("xsputn counts all") ? n : done("xsputn", put);
   }
   int sync() override {
-    if (is("sync takes")) base::uflow();
-    if (is("sync writes")) base::overflow('~');
+    const int result = done("sync", 0);
     if (!is("sync keeps")) written_ = text_.str();
-    return 0;
+    return result;
   }
 
   nalo::streampos seekoff(streamoff off, ios_base::seekdir way,
                           ios_base::openmode mode) override {
     if (is("no position")) return -1;
-    const bool tells = way == ios_base::cur && off == 0;
     const streamoff before = base::seekoff(0, ios_base::cur, mode);
+    if (way == ios_base::cur && off == 0) return done("tell", before);
     const streamoff pos = base::seekoff(off, way, mode);
-    if (is(tells ? "tell other" : "seek other")) return pos + 1;
-    if (is("seek stays") && !tells) base::seekpos(before, mode);
-    if (pos != -1) return pos;
+    if (is("seek stays")) base::seekpos(before, mode);
+    if (pos != -1) return done("seek", pos);
     if (is("text behind") && off > 90) return off;
-    if (is("seek behind") && off > 0)
-      return base::seekoff(0, ios_base::end, mode);
-    if (is(off > 0 ? "refusal ahead moves" : "refusal moves"))
-      base::seekpos(0, mode);
+    if (is("seek behind") && off > 0) return before;
+    if (is("refusal moves")) base::seekpos(0, mode);
     return -1;
   }
   nalo::streampos seekpos(nalo::streampos pos,
                           ios_base::openmode mode) override {
-    if (is("seekpos stays")) return pos;
-    return base::seekpos(pos, mode) + (is("seekpos other") ? 1 : 0);
+    return is("seekpos stays") ? pos : base::seekpos(pos, mode);
   }
 
-  std::string_view flaw_;
+  std::string flaw_;
   std::basic_stringbuf<Char> text_;
   std::basic_string<Char> written_;
-  int ended_ = 0;
   Char area_[2];
 };
 
 template <class Char>
-violations found_in(std::string_view flaw) {
+violations found_in(const std::string& flaw) {
   using buffer = flawed_buffer<Char>;
   std::basic_string<Char> text;
   for (int value = 0x20; value < 0x80; ++value) text += Char(value);
@@ -144,38 +138,37 @@ TYPED_TEST(Conformance, FindsEveryFlaw) {
     const char* report;  // one begins with it
   } rows[] = {
 #ifndef NALO_HARDENED  // which stops the buffer itself
-      {"get area", "sgetc() at 0: expected the pointers of the get area"},
-      {"put area", "overflow(eof) at 0: expected the pointers of the put area"},
+      {"underflow breaks get area",
+       "sgetc() at 0: expected the pointers of the get area"},
+      {"overflow of eof breaks put area",
+       "overflow(eof) at 0: expected the pointers of the put area"},
 #endif
-      {"raises", "sgetc() at 0: expected no exception, saw it"},
-      {"no end", "sbumpc() at 96: expected eof, saw '~'"},
+      {"underflow raises", "sgetc() at 0: expected no exception, saw it"},
       {"underflow takes", "sbumpc() at 0: expected 0x20, saw '!'"},
-      {"xsgetn of less", "sgetn(-1) at 0: expected 0, saw -1"},
+      {"uflow at end lies", "sbumpc() at 96: expected eof, saw 0x0"},
       {"xsgetn short", "sgetn(4) at 0: expected 4, saw 3"},
       {"xsgetn more", "sgetn(1) at 0: expected no more than was asked for"},
       {"xsgetn other", "sgetn(1) at 0: expected 0x20 as character 0, saw '~'"},
-      {"pbackfail stays", "sungetc() at 0: expected eof, saw 0x20"},
-      {"pbackfail stays", "sputbackc(0x20) at 0: expected eof, saw 0x20"},
-      {"pbackfail lies", "sputbackc('!') at 1: expected '!', saw '~'"},
-      {"showmanyc less", "in_avail() at 0: expected 0 to 96, saw -1"},
+      {"pbackfail takes", "sungetc() at 0: expected eof, saw 0x20"},
+      {"pbackfail takes", "sputbackc(0x20) at 0: expected eof, saw 0x20"},
+      {"pbackfail lies", "sputbackc('!') at 1: expected '!', saw '\"'"},
+      {"showmanyc lies", "in_avail() at 0: expected 0 to 96, saw 97"},
       {"showmanyc at end", "in_avail() at 96: expected -1 to 0, saw -2"},
       {"sync takes", "sbumpc() at 0: expected 0x20, saw '!'"},
-      {"tell other", "pubseekoff(0, cur) at 0: expected 0, saw 1"},
+      {"tell lies", "pubseekoff(0, cur) at 0: expected 0, saw 1"},
       {"seek behind", "pubseekoff(97, beg) at 96: expected 97, saw 96"},
       {"text behind", "sbumpc() at 95: expected eof, saw 0x7f"},
       {"refusal moves", "sbumpc() at 96: expected eof, saw 0x20"},
-      {"refusal ahead moves", "sbumpc() at 96: expected eof, saw 0x20"},
-      {"seek other", "pubseekoff(0, beg) at 1: expected 0, saw 1"},
+      {"seek lies", "pubseekoff(0, beg) at 1: expected 0, saw 1"},
       {"seekpos stays", "sgetc() at 0: expected 0x20, saw eof"},
-      {"seekpos other", "pubseekpos(0) at 96: expected 0, saw 1"},
-      {"overflow of eof", "pubsync() at 30: expected "},
-      {"xsputn of less", "sputn(-1) at 0: expected 0, saw -1"},
+      {"overflow of eof writes", "pubsync() at 30: expected "},
+      {"xsputn lies", "sputn(0) at 0: expected 0, saw 1"},
       {"xsputn fails", "sputn(1) at 0: expected 0 to 1, saw -1"},
       {"xsputn counts all", "pubsync() at 62: expected "},
       {"sync keeps", "pubsync() at 5: expected "},
       {"sync writes",
        "pubsync() at 19: expected none as character 19, saw '~'"},
-      {"tell other", "pubseekoff(0, cur) at 1: expected 1, saw 2"},
+      {"tell lies", "pubseekoff(0, cur) at 1: expected 1, saw 2"},
       {"seek stays", "pubseekoff(0, cur) at 1: expected 1, saw 2"},
       {"refusal moves",
        "pubseekoff(-1, cur) at 1: expected the same as from the beginning"},
@@ -183,7 +176,7 @@ TYPED_TEST(Conformance, FindsEveryFlaw) {
   for (const char* const sound : {"none", "no position"})
     EXPECT_EQ(found_in<TypeParam>(sound), violations());
   // Each check ends at the first.
-  EXPECT_EQ(found_in<TypeParam>("xsgetn of none"),
+  EXPECT_EQ(found_in<TypeParam>("xsgetn lies"),
             violations{"sgetn(0) at 0: expected 0, saw 1"});
   for (const auto& row : rows) {
     const auto found = found_in<TypeParam>(row.flaw);
