@@ -11,7 +11,6 @@
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <memory>
@@ -212,10 +211,8 @@ TYPED_TEST(Buffers, PassBetweenTheLibrariesWithoutLoss) {
     }
   } own;
   over_nalo<TypeParam> over(&own);
-  std::mbstate_t state = {};
-  state.__count = 3;
   std::streampos place(5);
-  place.state(state);
+  place.state({3, {}});
   EXPECT_EQ(over.pubseekpos(place).state().__count, 3);
 }
 

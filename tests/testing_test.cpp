@@ -166,12 +166,9 @@ TYPED_TEST(Conformance, FindsEveryFlaw) {
       {"xsputn fails", "sputn(1) at 0: expected 0 to 1, saw -1"},
       {"xsputn counts all", "pubsync() at 62: expected "},
       {"sync keeps", "pubsync() at 5: expected "},
-      {"sync writes",
-       "pubsync() at 19: expected none as character 19, saw '~'"},
-      {"tell lies", "pubseekoff(0, cur) at 1: expected 1, saw 2"},
+      {"sync writes", "pubsync() at 19: expected none as character 19"},
       {"seek stays", "pubseekoff(0, cur) at 1: expected 1, saw 2"},
-      {"refusal moves",
-       "pubseekoff(-1, cur) at 1: expected the same as from the beginning"},
+      {"refusal moves", "pubseekoff(-1, cur) at 1: expected the same as"},
   };
   for (const char* const sound : {"none", "no position"})
     EXPECT_EQ(found_in<TypeParam>(sound), violations());
