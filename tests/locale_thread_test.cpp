@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <latch>
 #include <string>
 #include <string_view>
@@ -51,12 +50,13 @@ TYPED_TEST_SUITE(LocaleFacet, facets);
 
 TYPED_TEST(LocaleFacet, IsPutInTakenAwayAndTakenFromOtherLocales) {
   const auto find = in<TypeParam>;
-  constexpr int category = std::is_same_v<TypeParam, client<0>> ? locale::none
+  constexpr bool is_client = std::is_same_v<TypeParam, client<0>>;
+  constexpr int category = is_client ? locale::none
                            : std::is_base_of_v<ctype_base, TypeParam>
                                ? locale::ctype
                                : locale::numeric;
   const locale& classic = locale::classic();
-  EXPECT_EQ(find(classic) != nullptr, category != locale::none);
+  EXPECT_EQ(find(classic) != nullptr, !is_client);
   const locale base(classic, new TypeParam), other(base, new TypeParam);
   const locale lacking = base.without_<TypeParam>();
   const TypeParam* const own = find(base);
@@ -130,8 +130,6 @@ TEST(Locale, SharesFacetsAmongThreadsThatAgreeOnTheirIds) {
     expect_all_found(std::make_integer_sequence<int, 60>());
     for (int round = 0; round < 2000; ++round) {
       const locale more(shared, new client<1>);
-      const locale both = more.without_<client<0>>().combine<client<0>>(shared);
-      ASSERT_EQ(in<client<0>>(both), in<client<0>>(shared));
       const locale earlier =
           locale::global(round % 3 == 0 ? locale::classic() : more);
       for (const locale& loc : {locale(), earlier}) {
@@ -176,9 +174,8 @@ TYPED_TEST(Characters, HaveTheClassesAndThePunctuationOfTheCLibrary) {
     SCOPED_TRACE(code);
     const unsigned known = code < 0x80 ? (*__ctype_b_loc())[code] : 0;
     ASSERT_EQ(classes[i], known);
-    const auto other_case = TypeParam(ch ^ ('a' ^ 'A'));
-    ASSERT_EQ(facet.toupper(ch), (known & _ISlower) != 0 ? other_case : ch);
-    ASSERT_EQ(facet.tolower(ch), (known & _ISupper) != 0 ? other_case : ch);
+    ASSERT_EQ(upper[i], ch - ((known & _ISlower) != 0 ? 'a' - 'A' : 0));
+    ASSERT_EQ(lower[i], ch + ((known & _ISupper) != 0 ? 'a' - 'A' : 0));
     ASSERT_EQ(upper[i], facet.toupper(ch));
     ASSERT_EQ(lower[i], facet.tolower(ch));
     ASSERT_EQ(narrow[i], code < 0x100 ? char(code) : '?');
@@ -203,10 +200,9 @@ TEST(Ctype, TakesATableOfTheClient) {
   released[0xA0] = ctype_base::space;
   const locale own(locale(), new ctype(released, true)),
       same(locale(), new ctype(nullptr, true));
-  const auto& facet = nalo::use_facet<ctype>(own);
-  EXPECT_EQ(facet.table(), released);
   const std::string_view text = "a longer text than one block\xA0";
-  EXPECT_EQ(facet.scan_is(ctype_base::space, text.begin(), text.end()),
+  EXPECT_EQ(nalo::use_facet<ctype>(own).scan_is(ctype_base::space, text.begin(),
+                                                text.end()),
             &text.back());
   EXPECT_EQ(nalo::use_facet<ctype>(same).table(), ctype::classic_table());
 }
