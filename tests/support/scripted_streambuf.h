@@ -181,8 +181,8 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
   }
   nalo::streamsize showmanyc() override {
     const call now(*this, "showmanyc");
-    if (now.fails || position() == play_.input.size()) return -1;
-    return static_cast<nalo::streamsize>(play_.input.size() - position());
+    const auto left = static_cast<nalo::streamsize>(rest().size());
+    return now.fails || left == 0 ? -1 : left;
   }
 
   int_type overflow(int_type ch) override {
