@@ -1,5 +1,5 @@
 // Random numbers, written and read, against a model; what they seldom are; and
-// facets of clients and what is not there.
+// what is not there.
 #include "number_model.h"
 
 #include <nalo/base/num_get>
@@ -97,25 +97,6 @@ TYPED_TEST(Number, OfAnyLengthFindsRoom) {
         << 2 * std::pow(10.L, digits - 1);
     EXPECT_EQ(buf.output().size(), digits);
   }
-}
-
-// --- facets ------------------------------------------------------------------
-
-TYPED_TEST(Number, FacetsOfClientsAreUsed) {
-  using base = nalo::num_put<TypeParam>;
-  using iterator = nalo::ostreambuf_iterator<TypeParam>;
-  struct doubling : base {
-    using base::do_put;
-    iterator do_put(iterator out, ios_base& io, TypeParam fill,
-                    long value) const override {
-      return base::do_put(out, io, fill, 2 * value);
-    }
-  };
-  scripted_streambuf<TypeParam> buf({});
-  nalo::basic_ostream<TypeParam> out(&buf);
-  out.imbue({locale(), new doubling});
-  out << true << nalo::boolalpha << true;  // a bool is written as long
-  EXPECT_EQ(buf.output(), widened<TypeParam>("2true"));
 }
 
 // A numpunct, unless it is a written pointer; and a buffer.
