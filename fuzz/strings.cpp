@@ -3,16 +3,11 @@
 #include "fuzz.h"
 #include "string_model.h"
 
-namespace {
-
-template <class Char>
-void compare(nalo_test::choices& input) {
-  nalo_test::strings::comparison<Char> both(input);
-  while (input.more()) both.step();
-}
-
-}  // namespace
-
 void run(nalo_test::choices& input) {
-  return input.below(2) == 0 ? compare<char>(input) : compare<wchar_t>(input);
+  using nalo_test::strings::comparison;
+  const auto compare = [&input](auto both) {
+    while (input.more()) both.step();
+  };
+  return input.below(2) == 0 ? compare(comparison<char>(input))
+                             : compare(comparison<wchar_t>(input));
 }
