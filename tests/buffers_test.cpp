@@ -129,9 +129,13 @@ TYPED_TEST(Buffers, DoWhatTheirModeSays) {
     auto array = text;
     nalo::basic_spanbuf<TypeParam> span(array, row.mode);
     EXPECT_EQ(played(span), row.log) << row.mode;
+    const bool is_both = row.mode != in && (row.mode & in) != 0;
+    EXPECT_EQ(span.sputbackc('q') == 'q', is_both) << row.mode;
   }
   sandwich<TypeParam> adapters(text);
   EXPECT_EQ(played(adapters), rows[2].log);
+  adapters.pubseekpos(3, out);
+  EXPECT_EQ(adapters.sbumpc(), 'y');
   // A string keeps its text.
   const nalo::basic_string<TypeParam> string(text);
   nalo::basic_stringbuf<TypeParam> at_end(string, out | ate | trunc);
@@ -145,14 +149,15 @@ TYPED_TEST(Buffers, CopyNoStringThatNeedNotBe) {
   using stringbuf = nalo::basic_stringbuf<TypeParam>;
   const TypeParam literal[] = {'b', 0};
   const string text(1000, 'a');
-  const stringbuf reader(text, in);
+  stringbuf reader(text, in);
+  EXPECT_EQ(put(reader, "x"), 0);
   EXPECT_EQ(reader.str().c_str(), text.c_str());
   EXPECT_EQ(stringbuf(text, in).str().c_str(), text.c_str());
   EXPECT_EQ(stringbuf(string::c_str(literal), in).view().data(), literal);
 
   // A text that others have is copied before it is written.
   stringbuf writer(text);
-  put(writer, "x");
+  put(writer, "xyz");
   writer.str(string::c_str(literal));
   EXPECT_EQ(shown<TypeParam>(writer.str()), "b");
   put(writer, "xy");
@@ -214,6 +219,7 @@ TYPED_TEST(Buffers, PassBetweenTheLibrariesWithoutLoss) {
   std::streampos place(5);
   place.state({3, {}});
   EXPECT_EQ(over.pubseekpos(place).state().__count, 3);
+  EXPECT_EQ(over.below_buffer_(), &own);
 }
 
 // What a file holds, or has come to an end of a connection.
@@ -300,22 +306,24 @@ TEST(Fdbuf, WorksOnDescriptorsOfEachKind) {
     const char* log;
   } rows[] = {
       // The areas are of the given size, and what is larger goes past them.
+      {"file", "abcd", 0, "<1 #", "a 1"},
       {"file", "abcdefgh", 4, "<3 # <5 #", "abc 4 defgh 8"},
+      {"file", "abcdefgh", 4, "<1 <6 #", "a bcdefg 8"},
       {"file", "abcdefgh", 4, "<5 # <1 #", "abcde 5 f 8"},
       {"file", "", 4, ">abc # >defg # >h # ! #", "3 0 4 7 1 7 0 8"},
       // Reading and writing share a position, and what was not read is left.
       {"file", "abcdef", 99, "<1 >x ? <1 # >y @ ! # *",
        "a 1 4 c 6 1 4 0 4 axcyef"},
-      {"file", "abcdef", 99, "<1 >x . . <1 >y !",
-       "a 1 -1 -1 in:EBADF out:EBADF 0"},
+      {"file", "abcdef", 99, "<1 >x . . >y <1 !",
+       "a 1 -1 -1 out:EBADF in:EBADF 0"},
       {"file", "abcdefghijklmnopq", 4, "<4 <4 - - - - - - - - - <17 - -",
        "abcd efgh 104 103 102 101 100 99 98 97 -1 abcdefghijklmnopq 113 112"},
       {"file", "abcdef", 99, "<3 @4 - <9 ? @99 <1 ?", "abc 4 -1 ef -1 99  -1"},
       {"file", "abcdef", 99, "<2 ! # <1 . # <1", "ab 0 2 c -1 3 in:EBADF"},
       {"file", "abcdef", 99, ">xy @ #", "2 2 0"},
       // Elsewhere they are apart, and asking for input sends the output.
-      {"sockets", "unread", 99, "? <2 >question ! * <3 @ <1",
-       "6 un 8 0 question rea -1 d"},
+      {"sockets", "unread", 99, "? <2 >question ! * <2 @ @3 <1 . <1",
+       "6 un 8 0 question re -1 -1 a -1 in:EBADF"},
       {"sockets", "", 99, ">? <1 * +! <1", "1 in:EAGAIN ? 1 !"},
       // What could not be written is pending.
       {"/dev/full", "", 99, ">x ! .", "1 out:ENOSPC out:ENOSPC"},
@@ -405,13 +413,13 @@ TEST(Fdbuf, TransfersGoOnAfterInterruptions) {
   for (const int fd : sockets.ends) ::fcntl(fd, F_SETFL, 0);  // they wait
   std::thread echo([&, waiting = ::pthread_self()] {
     nalo::fdbuf end(sockets.ends[1]);
-    for (int step = 0; step < 60; ++step) {
+    for (std::size_t step = 0; step < 60; ++step) {
       ::usleep(1000);
       ::pthread_kill(waiting, SIGUSR1);
       if (step < 30) {
         arrived += taken(end, 50'000);
       } else {
-        end.sputn(&arrived[(step - 30) * 50'000u], 50'000);
+        end.sputn(&arrived[(step - 30) * 50'000], 50'000);
       }
     }
   });
