@@ -61,6 +61,8 @@ TEST(Raise, RegistersTheErrorWithItsThreadAndThrowsItInItsOwnType) {
     EXPECT_EQ(last(), "2 c:4: nalo::ios_base the locale lacks a facet");
     EXPECT_EQ(raise_forgetful(), "a/file: local");
     EXPECT_EQ(last(), "3 a/file:12: local");
+    EXPECT_THROW(nalo::tThrow(nalo::locale_error("", 0, "")),
+                 nalo::locale_error);
     EXPECT_THROW(nalo::tThrow(42), int);
   }).join();
   EXPECT_EQ(ends_late::seen, "sys/src/nalo/exception: , then 0 :0: ");

@@ -215,7 +215,8 @@ std::vector<operations<World>> all_operations() {
         OP(w.s.assign(w.first, w.last)),
         OP(w.s.insert(w.s.cbegin(), w.first, w.last)),
         OP(w.s.replace(w.s.cbegin(), w.s.cend(), w.first, w.last)),
-        OP(string(w.first, w.last)), OP(string(w.s + w.letters))}},
+        OP(string(w.first, w.last)), OP(w.s.shrink_to_fit()),
+        OP(string(w.s + w.letters))}},
       {{OP(w.io.copyfmt(w.wordy)), OP(w.io.imbue(w.full)),
         OP(w.loc = locale(w.loc, new fault_numpunct<char>)),
         OP(w.loc = locale(w.loc, w.classic, locale::numeric)),
@@ -291,6 +292,7 @@ TYPED_TEST(FaultSweep, NothingIsLostWhateverFails) {
                       unsigned int, long, unsigned long, long long,
                       unsigned long long, float, double, long double>()) {
     for (const auto& [name, op] : ops.calls) {
+      const size_t before = faults;
       for (const size_t area : {0U, 3U, 64U}) {
         for (const iostate mask : {good, bad, eof | fail, bad | eof | fail}) {
           SCOPED_TRACE(testing::Message()
@@ -298,6 +300,7 @@ TYPED_TEST(FaultSweep, NothingIsLostWhateverFails) {
           sweep(ops, op, area, mask);
         }
       }
+      EXPECT_NE(faults, before) << name;
     }
   }
   EXPECT_GT(faults, 10000);
