@@ -268,7 +268,10 @@ streampos fdbuf::seekoff(streamoff off, ios_base::seekdir way,
                          ios_base::openmode) {
   if (way == ios_base::cur && off == 0) return tell_();
   write_out_();
-  if (way == ios_base::cur) give_back_();
+  if (way == ios_base::cur &&
+      __builtin_sub_overflow(off, egptr() - gptr(), &off)) {
+    return -1;
+  }
   const int whence = way == ios_base::beg   ? SEEK_SET
                      : way == ios_base::cur ? SEEK_CUR
                                             : SEEK_END;
