@@ -34,13 +34,16 @@ TYPED_TEST_SUITE(String, Chars);
 TYPED_TEST(String, DoesWhatTheStandardsDoes) {
   nalo_test::choices random(20240229);
   nalo_test::strings::comparison<TypeParam> both(random);
-  for (int i = 0; i < 20000 && !this->HasFailure(); ++i) both.step();
+  for (int i = 0; i < 50000 && !this->HasFailure(); ++i) both.step();
 }
 
 // What a derived class sees of a string.
 template <class Char>
 struct Inside : nalo::string_base<Char, nalo::char_traits<Char>> {
-  using nalo::string_base<Char, nalo::char_traits<Char>>::overflowCheck_;
+  using base = nalo::string_base<Char, nalo::char_traits<Char>>;
+  Inside() : base(nalo::allocator::default_()) { base::append_(1, Char()); }
+  using base::append_;
+  using base::overflowCheck_;
 };
 
 TYPED_TEST(String, RefusesWhatIsWrongAndStaysAsItWas) {
@@ -60,6 +63,7 @@ TYPED_TEST(String, RefusesWhatIsWrongAndStaysAsItWas) {
        {[&](S& s) { s.append(s.c_str(), none); },
         [&](S& s) { s.replace_all(V(s).substr(34, 2), long_text); },
         [&](S&) { S(some, none); }, [&](S&) { (void)S::c_str(some, none); },
+        [&](S&) { In().append_(some, none); },
         [&](S&) { In::overflowCheck_(7, 5, -6); }}},
       {"nalo::string integer overflow",
        {[&](S& s) { s = s + long_text + long_text; },
@@ -86,14 +90,23 @@ TYPED_TEST(String, RefusesWhatIsWrongAndStaysAsItWas) {
   // At the edges nothing is raised.
   for (const long n : {-5L, 0L, LONG_MAX}) In::overflowCheck_(7, 5, n);
   for (const long n : {0L, 1L}) In::overflowCheck_(7, most - 1, n);
+  In::overflowCheck_(7, most + 1, 1);
   EXPECT_EQ(S::max_size() + 1, none / sizeof(TypeParam));
   S s(null, 0, this->ma_);
   s.append(null, 0).assign(null, 0).insert(0, null, 0);
   EXPECT_THROW(s.pop_back(), nalo::out_of_range);
-  // A text that begins in the string ends at its end.
-  s = this->text_;
-  s.append(s.c_str() + 31, 100).append(s.c_str() + 60, 100);
-  EXPECT_EQ(s, this->text_ + this->text_.substr(31) + this->text_.substr(31));
+  EXPECT_THROW((void)std::as_const(s).at(0), nalo::out_of_range);
+  s = this->str_;
+  s.append(some, 0).append(s.c_str(), 0).insert(1, 0, TypeParam());
+  EXPECT_TRUE(s.insert(1, some, 0).shared());
+  // A text that begins in the string ends at its end, or is the zero behind
+  // it, in place or not.
+  for (const size_t capacity : {60u, 89u, 200u}) {
+    S own(this->str_, this->ma_);
+    own.reserve(capacity);
+    own.append(own.c_str() + 31, 100).append(own.c_str() + own.size(), 1);
+    EXPECT_EQ(own, this->text_ + this->text_.substr(31) + TypeParam());
+  }
 
   // A change to a read-only text is told first, and with the text.
   const T x300(300, 'x'), zero(3, TypeParam());
@@ -106,9 +119,18 @@ TYPED_TEST(String, RefusesWhatIsWrongAndStaysAsItWas) {
       {S::c_str(odd.data(), 4), sizeof(TypeParam) == 1 ? "a\xFF" : "a\xFF??"},
   };
   for (auto& text : read_only) {
-    EXPECT_THROW(text.first.append(some, none), nalo::rvalue_error);
-    EXPECT_EQ(nalo_test::raised_by([&] { text.first.clear(); }), text.second);
+    S& str = text.first;
+    EXPECT_THROW(str.append(some, none), nalo::rvalue_error);
+    EXPECT_THROW(str.append(none, TypeParam()), nalo::rvalue_error);
+    EXPECT_THROW(str.insert(999, some, 0), nalo::rvalue_error);
+    EXPECT_THROW(str.insert(999, 0, TypeParam()), nalo::rvalue_error);
+    EXPECT_EQ(nalo_test::raised_by([&str] { str.clear(); }), text.second);
   }
+  using ReadOnly = nalo::impl::StringRvalueException<sizeof(TypeParam) == 1>;
+  EXPECT_EQ(nalo_test::raised_by([&] { ReadOnly::doThrow(7, x300.c_str()); }),
+            read_only[0].second);
+  EXPECT_EQ(nalo_test::raised_by([&] { ReadOnly::doThrow(7, odd.c_str()); }),
+            read_only[4].second);
 }
 
 TYPED_TEST(String, IsHandedOnWithoutCopies) {
@@ -151,6 +173,8 @@ TYPED_TEST(String, HasTheStandardsTraits) {
   using Traits = nalo::char_traits<TypeParam>;
   const TypeParam text[] = {'a', TypeParam(0xE4), 0};
   TypeParam to[] = {'x'};
+  Traits::assign(to[0], text[1]);
+  EXPECT_EQ(to[0], text[1]);
   EXPECT_EQ(Traits::copy(to, text, 0), to);
   EXPECT_EQ(Traits::move(to, text, 0), to);
   EXPECT_EQ(Traits::assign(to, 0, 'q'), to);
@@ -166,8 +190,9 @@ TYPED_TEST(String, HasTheStandardsTraits) {
 TEST(Position, IsAnOffset) {
   nalo::streampos pos(7);
   pos -= 2;
-  EXPECT_EQ(pos + 3, nalo::streampos(8));
-  EXPECT_EQ(pos - 1 - nalo::streampos(), 4);
+  EXPECT_EQ(pos + 3, 8L);
+  EXPECT_EQ(pos - 1 - nalo::streampos(3), 1L);
+  EXPECT_EQ(nalo::streampos(), 0L);
 }
 
 }  // namespace

@@ -68,8 +68,8 @@ struct Args {
 // and treat read-only strings as others.
 constexpr size_t kHandOut = 14, kAnew = 20, kSwap = 31, kChanges = 33;
 constexpr size_t kCopy = 12, kMove = 13, kWrite = 16, kReserve = 20,
-                 kCopyNew = 27, kPartNew = 28, kMakeReadOnly = 30,
-                 kMoveAway = 32;
+                 kShrink = 21, kReplaceAll = 23, kCopyNew = 27, kPartNew = 28,
+                 kMakeReadOnly = 30, kMoveAway = 32;
 
 // Changes s, and other when it is moved or swapped. text may lie in any string.
 template <class S, class Char>
@@ -107,9 +107,9 @@ void change(S& s, S& other, size_t op, const Args<Char>& a,
     case 18: s[from] = from < s.size() ? a.ch : Char(); break;
     case 19: s.data(); break;
     case kReserve: s.reserve(a.n); break;
-    case 21: s.shrink_to_fit(); break;
+    case kShrink: s.shrink_to_fit(); break;
     case 22: s.clear(true); break;
-    case 23: s.replace_all(a.key, text); break;
+    case kReplaceAll: s.replace_all(a.key, text); break;
     case 24: s = S(ptr, text.size(), ma); break;
     case 25: s = S(a.n, a.ch, ma); break;
     case 26: s = S(list.begin(), list.end(), ma); break;
@@ -146,6 +146,8 @@ std::vector<long> query(const S& s, const S& t, const Args<Char>& a,
 
   std::basic_istringstream<Char> in(key);
   S c(s);
+  const auto at = [&c, pos] { return c.cbegin() + static_cast<long>(pos); };
+  c.replace(at(), c.cend(), text.data(), text.size());
   c.append(list.begin(), list.end()).append(In(in), In()).append(text, pos2);
   c.append(const_cast<Char*>(ptr), n).append(ptr).append(t).append(text);
   ((c += text) += ptr) += a.ch;
@@ -155,8 +157,6 @@ std::vector<long> query(const S& s, const S& t, const Args<Char>& a,
   c.insert(pos, text, pos2, a.n2).insert(pos, key, 0).erase(pos, 1);
   c.replace(pos, n, t).replace(pos, n, text).replace(pos, n, ptr);
   c.replace(pos, n, text, pos2, a.n2).replace(pos, n, text, pos2);
-  const auto at = [&c, pos] { return c.cbegin() + static_cast<long>(pos); };
-  c.replace(at(), c.cend(), text.data(), text.size());
   c.replace(at(), at(), text).replace(at(), at(), ptr);
   c.replace(at(), at(), n, a.ch).replace(at(), at(), list.begin(), list.end());
   *c.insert(at(), a.ch2) = a.ch;
@@ -192,7 +192,7 @@ std::vector<long> query(const S& s, const S& t, const Args<Char>& a,
       hash(S(text.begin(), text.end())),
       hash(S(t + a.ch + s + ptr, s.get_allocator())), hash(S(t) = text),
       hash(S(t) = ptr), hash(S(t) = a.ch), hash(S(t) = {a.ch, a.ch2}),
-      hash(S(t).assign(text, pos2, a.n2)),
+      hash(S(t).assign(text, pos2, a.n2)), hash(S(t).erase()),
       hash(S(t).assign(list.begin(), list.end())));
 }
 
@@ -277,6 +277,7 @@ class comparison {
     const size_t room = s.capacity(), size = other.str.size();
     const bool shared = s.shared(), read_only = s.rvalue();
     const bool takes_read_only = other.str.rvalue();
+    const bool finds = !a.key.empty() && s.find(a.key) != s.npos;
     const auto error =
         raised_by([&] { change(e.str, other.str, op, a, text); });
     if (error == "nalo::allocator out of memory") return;
@@ -303,10 +304,14 @@ class comparison {
       EXPECT_EQ(chunk(s), others);
     } else if (op < kAnew && needed > room) {
       EXPECT_EQ(s.capacity(), std::max(needed, room + room / 2 + 1));
-    } else if (op < kAnew && !shared) {
+    } else if (op == kShrink       ? shared
+               : op == kReserve    ? !shared && needed <= room
+               : op == kReplaceAll ? !finds
+                                   : op < kAnew && !shared) {
       EXPECT_EQ(chunk(s), old);
-    } else if (chunk(s) != old || !old) {
+    } else if (op >= kAnew || chunk(s) != old || !old) {
       EXPECT_EQ(s.capacity(), std::max(needed, local));
+      EXPECT_TRUE(op > kShrink || !s.shared());
     }
   }
 
