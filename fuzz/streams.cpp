@@ -5,7 +5,5 @@
 
 void run(nalo_test::choices& input) {
   using namespace nalo_test::streams;
-  constexpr size_t all = -1;
-  input.below(2) == 0 ? compare<char>(input, all)
-                      : compare<wchar_t>(input, all);
+  input.below(2) == 0 ? compare<char>(input) : compare<wchar_t>(input);
 }

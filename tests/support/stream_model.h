@@ -371,7 +371,7 @@ struct world {
 
 // Does the same to a stream and to its model.
 template <class Char>
-void compare(choices& random, size_t steps) {
+void compare(choices& random, size_t steps = no_limit) {
   script<Char> input = play<Char>(random), other = play<Char>(random);
   // The character that reads as the end of the input is one where it is looked
   // at by itself.
