@@ -139,7 +139,7 @@ class Collector:
 
     def visit_function(self, cursor, children, frozen):
         owner = cursor.semantic_parent
-        name = cursor.spelling
+        name = re.sub(r"<\w.*", "", cursor.spelling)
         if owner and owner.kind.name.startswith(("CLASS", "STRUCT", "UNION")):
             name = f"{owner.spelling}::{name}"
         previous = None
