@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <iterator>
 #include <set>
 #include <string>
@@ -303,6 +304,7 @@ TYPED_TEST(FaultSweep, NothingIsLostWhateverFails) {
       EXPECT_NE(faults, before) << name;
     }
   }
+  std::printf("%zu faults tried\n", faults);
   EXPECT_GT(faults, 10000);
   // Every virtual function of the buffer and of the facets, and memory.
   EXPECT_EQ(sites.size(), sizeof(TypeParam) > 1 ? 19 : 18)
