@@ -5,8 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 
 #include "choices.h"
 
@@ -14,7 +17,10 @@
 // program, as a crash does.
 void run(nalo_test::choices& input);
 
+inline size_t operations = 0;
+
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  std::atexit([] { std::printf("stat::operations: %zu\n", operations); });
   // Nobody catches what is thrown, which ends the program.
   GTEST_FLAG_SET(throw_on_failure, true);
   return 0;
@@ -23,6 +29,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {
   nalo_test::choices input({data, size});
   run(input);
+  operations += std::max(input.operations(), size_t{1});
   return 0;
 }
 

@@ -19,8 +19,9 @@ class choices {
   // From bytes, and only zeros behind them.
   explicit choices(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
 
-  // Whether there is more to choose from.
-  bool more() const { return random_ || !bytes_.empty(); }
+  // Whether there is more to choose from, for one more operation.
+  bool more() { return (random_ || !bytes_.empty()) && ++operations_ != 0; }
+  size_t operations() const { return operations_; }
 
   std::uint64_t bits(size_t bytes = 8) {
     if (random_) return (*random_)();
@@ -47,6 +48,7 @@ class choices {
  private:
   std::optional<std::mt19937_64> random_;
   std::span<const std::uint8_t> bytes_;
+  size_t operations_ = 0;
 };
 
 }  // namespace nalo_test
