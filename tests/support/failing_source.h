@@ -22,6 +22,8 @@ class failing_source : public nalo::memory_source {
 
   // Refuses the request that follows so many others, and only that one.
   void refuse_after(long requests) { countdown_ = requests; }
+  // Whether it refuses by raising std::bad_alloc instead of by a null pointer.
+  bool raises = false;
 
   long requests() const { return requests_; }
   // The size of all blocks that are out.
@@ -29,7 +31,9 @@ class failing_source : public nalo::memory_source {
 
   void* allocate(size_t bytes) override {
     ++requests_;
-    if (countdown_-- == 0 || bytes > 65536 * sizeof(wchar_t)) return nullptr;
+    const bool refuses = countdown_-- == 0;
+    if (refuses && raises) throw std::bad_alloc();
+    if (refuses || bytes > 65536 * sizeof(wchar_t)) return nullptr;
     void* const block = ::operator new(bytes);
     bytes_ += blocks_[block] = bytes;
     return block;
