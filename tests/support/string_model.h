@@ -309,7 +309,7 @@ class comparison {
       EXPECT_EQ(chunk(s), others);
     } else if (op < kAnew && needed > room) {
       EXPECT_EQ(s.capacity(), std::max(needed, room + room / 2 + 1));
-    } else if (op == kShrink       ? shared
+    } else if (op == kShrink       ? shared || needed == room
                : op == kReserve    ? !shared && needed <= room
                : op == kReplaceAll ? !finds
                                    : op < kAnew && !shared) {
