@@ -63,6 +63,7 @@ TEST(Raise, RegistersTheErrorWithItsThreadAndThrowsItInItsOwnType) {
     EXPECT_EQ(last(), "3 a/file:12: local");
     EXPECT_THROW(nalo::tThrow(nalo::locale_error("", 0, "")),
                  nalo::locale_error);
+    EXPECT_THROW(nalo::tThrow(nalo::exception("", 0, "")), nalo::exception);
     EXPECT_THROW(nalo::tThrow(42), int);
   }).join();
   EXPECT_EQ(ends_late::seen, "sys/src/nalo/exception: , then 0 :0: ");

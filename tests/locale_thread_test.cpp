@@ -152,6 +152,7 @@ TYPED_TEST(Characters, HaveTheClassesAndThePunctuationOfTheCLibrary) {
   const auto& punct = nalo::use_facet<nalo::numpunct<TypeParam>>(locale());
   EXPECT_EQ(punct.decimal_point(), '.');
   EXPECT_EQ(punct.thousands_sep(), ',');
+  EXPECT_TRUE(punct.grouping().empty());
   const auto& facet = nalo::use_facet<nalo::ctype<TypeParam>>(locale());
   // Each in its own class or case or next to it.
   std::basic_string<TypeParam> text;
