@@ -43,11 +43,13 @@ struct Model : std::basic_string<Char> {
   template <class From, class To>
   size_t replace_all(const From& from, const To& to) {
     const base what{from}, with{to};
-    size_t found = 0, pos = 0;
-    for (; !what.empty() && (pos = base::find(what, pos)) != base::npos;
-         pos += with.size(), ++found) {
-      base::replace(pos, what.size(), with);
+    base result;
+    size_t found = 0, pos = 0, at = 0;
+    for (; !what.empty() && (at = base::find(what, pos)) != base::npos;
+         pos = at + what.size(), ++found) {
+      result.append(*this, pos, at - pos).append(with);
     }
+    *this = result.append(*this, pos);
     return found;
   }
   template <class What>
