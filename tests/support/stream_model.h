@@ -282,7 +282,7 @@ struct arguments {
   nalo::locale loc = a_locale<Char>(random);
   bool clears = random.below(2) == 0;
   iostate state = static_cast<iostate>(random.below(8));
-  size_t failing_call = random.below(20);                // or none
+  size_t failing_call = random.below(10);                // or none
   fault kind = static_cast<fault>(1 + random.below(4));  // no cancellation
 };
 
