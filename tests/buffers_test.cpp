@@ -132,6 +132,12 @@ TYPED_TEST(Buffers, DoWhatTheirModeSays) {
     const bool is_both = row.mode != in && (row.mode & in) != 0;
     EXPECT_EQ(span.sputbackc('q') == 'q', is_both) << row.mode;
   }
+  // The wide character that reads as eof is none that can be put back.
+  auto array = text;
+  nalo::basic_spanbuf<TypeParam> span(array);
+  span.sbumpc();
+  span.sputbackc(static_cast<TypeParam>(-1));
+  EXPECT_EQ(span.sgetc(), sizeof(TypeParam) > 1 ? 'b' : 0xFF);
   sandwich<TypeParam> adapters(text);
   EXPECT_EQ(played(adapters), rows[2].log);
   adapters.pubseekpos(3, out);

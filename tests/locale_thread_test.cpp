@@ -109,6 +109,8 @@ TEST(Locale, NamesWhatItCannotMake) {
          [] { locale loc("c"); });
   expect("nalo::locale \"*\", categories 1: unknown category",
          [&] { locale loc(other, other, 1); });
+  expect("nalo::locale \"\", categories 32: ",
+         [] { locale::throwOnCreationFailure("", 1, 32, nullptr, nullptr); });
   expect("nalo::locale::combine \"*\" lacks the facet",
          [&] { other.combine<client<3>>(other); });
   expect("nalo::use_facet \"C\" lacks the facet",

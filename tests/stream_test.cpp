@@ -344,6 +344,8 @@ TYPED_TEST(Stream, BufferCallsAVirtualOperationAtAnEdgeOnly) {
       {CALL(in(&b).rdbuf_() == &b), true, ""},
       {CALL(static_cast<writes&>(std::copy_n(s, 9, out(&b))).failed()), true,
        "overflow(48) overflow(53) overflow(54) "},
+      {CALL((std::copy_n(s, 9, out(&b)).put_(s, 2), 0)), 0,
+       "overflow(48) overflow(53) overflow(54) "},
       // A buffer that is copied over itself reads what has been written.
       {CALL((b.setg_(s, s, s + 5), b.setp_(s + 2, s + 9),
              nalo::copy_streambufs<Char>(&b, &b), s[6])),

@@ -92,7 +92,8 @@ class flawed_buffer : public std_buffer<Char> {
   nalo::streampos seekoff(streamoff off, ios_base::seekdir way,
                           ios_base::openmode mode) override {
     const bool tells = way == ios_base::cur && off == 0;
-    if (is("no position") || (is("tell refused") && tells)) return -1;
+    if (is("no position") || is("seekpos alone")) return -1;
+    if (is("tell refused") && tells) return -1;
     const streamoff before = base::seekoff(0, ios_base::cur, mode);
     if (tells) return done("tell", before);
     const streamoff pos = base::seekoff(off, way, mode);
@@ -105,7 +106,8 @@ class flawed_buffer : public std_buffer<Char> {
   }
   nalo::streampos seekpos(nalo::streampos pos,
                           ios_base::openmode mode) override {
-    return is("seekpos stays") ? pos : seekoff(pos, ios_base::beg, mode);
+    if (is("seekpos stays") || is("seekpos alone")) return pos;
+    return seekoff(pos, ios_base::beg, mode);
   }
 
   std::string flaw_;
@@ -157,6 +159,7 @@ TYPED_TEST(Conformance, FindsEveryFlaw) {
       {"showmanyc lies", "in_avail() at 0: expected 0 to 96, saw 97"},
       {"showmanyc at end", "in_avail() at 96: expected -1 to 0, saw -2"},
       {"sync takes", "sbumpc() at 0: expected 0x20, saw '!'"},
+      {"seekpos alone", "pubseekpos(0) at 0: expected -1, saw 0"},
       {"tell refused", "pubseekoff(0, beg) at 0: expected -1, saw 0"},
       {"tell lies", "pubseekoff(0, cur) at 0: expected 0, saw 1"},
       {"seek behind", "pubseekoff(97, beg) at 96: expected 97, saw 96"},
