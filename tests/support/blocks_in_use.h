@@ -34,8 +34,10 @@ inline long blocks_in_use() {
   ++nalo_test::live_blocks;
   return block;
 }
+// The arrays too: those of a sanitizer would not come here.
+void* operator new[](size_t size) { return ::operator new(size); }
 void* operator new[](size_t size, const std::nothrow_t&) noexcept try {
-  return nalo_test::no_memory ? nullptr : ::operator new[](size);
+  return nalo_test::no_memory ? nullptr : ::operator new(size);
 } catch (const std::bad_alloc&) {
   return nullptr;
 }
@@ -44,5 +46,9 @@ void* operator new[](size_t size, const std::nothrow_t&) noexcept try {
   std::free(block);
 }
 void operator delete(void* block, size_t) noexcept { ::operator delete(block); }
+void operator delete[](void* block) noexcept { ::operator delete(block); }
+void operator delete[](void* block, size_t) noexcept {
+  ::operator delete(block);
+}
 
 #endif
