@@ -285,6 +285,9 @@ TYPED_TEST(Stream, BufferHasNothingByDefaultAndEndsInPlace) {
   const nalo::locale other =
       nalo::locale("C").without_<nalo::ctype<TypeParam>>();
   plain& buf = *new (memory) plain(other);
+  for (auto ch : {buf.sbumpc(), buf.sputbackc('x'), buf.sputc('x')}) {
+    EXPECT_EQ(ch, nalo::char_traits<TypeParam>::eof());
+  }
   EXPECT_EQ(buf.in_avail(), 0);
   EXPECT_EQ(buf.pubseekoff(0, ios_base::cur), nalo::streamoff{-1});
   EXPECT_EQ(buf.pubseekpos(0), nalo::streamoff{-1});
