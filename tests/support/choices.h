@@ -20,7 +20,11 @@ class choices {
   explicit choices(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
 
   // Whether there is more to choose from, for one more operation.
-  bool more() { return (random_ || !bytes_.empty()) && ++operations_ != 0; }
+  bool more() {
+    const bool is_more = random_ || !bytes_.empty();
+    operations_ += is_more;
+    return is_more;
+  }
   size_t operations() const { return operations_; }
 
   std::uint64_t bits(size_t bytes = 8) {

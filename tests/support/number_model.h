@@ -277,13 +277,15 @@ std::string choose_text(choices& random, const punctuation& punct) {
   const auto alphabet = "0123456789abcdefxXABCDEFpP+-et/:@G`g ~\xFF" +
                         std::string(5, punct.point) +
                         std::string(4, punct.separator) + '\0';
+  size_t size;
   for (size_t pieces = 1 + random.below(3); pieces != 0; --pieces) {
     switch (random.below(3)) {
       case 0:
         // The compiler's streams take a group of more than 127 for less.
-        text.append(random.one_of<size_t>(
-                        {1, 20, 100, punct.grouping.empty() ? 5000UL : 7}),
-                    random.one_of({'0', '0', '5', punct.separator}));
+        size = random.one_of<size_t>(
+            {1, 20, 100, punct.grouping.empty() ? 5000UL : 7});
+        if (size == 5000 && random.below(500) == 499) size = 1'000'000;
+        text.append(size, random.one_of({'0', '0', '5', punct.separator}));
         break;
       case 1:
         io.flags(choose_flags(random));
