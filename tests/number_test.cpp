@@ -67,6 +67,8 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
       {{.grouping = "\3\177"}, {ones + ",234", "1," + ones + ",234"}},
       {{.grouping = "\3", .separator = '1'}, {"11234", "2113"}},
       {{.yes = "so", .no = "so"}, {"so"}},
+      // As a wide character the end of the input, which it does not match.
+      {{.grouping = "\3", .separator = '\xFF', .yes = "\xFF"}, {"", "1"}},
   };
   for (const auto& c : cases) {
     for (std::string text : c.second) {
