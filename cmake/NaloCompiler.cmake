@@ -12,6 +12,14 @@ if(NOT DEFINED NALO_MINIMUM_${CMAKE_CXX_COMPILER_ID}
     "Choose a compiler with -DCMAKE_CXX_COMPILER=...")
 endif()
 
+if(NOT CMAKE_SYSTEM_NAME STREQUAL "Linux" OR NOT CMAKE_SIZEOF_VOID_P EQUAL 8
+   OR NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|amd64|AMD64)$")
+  math(EXPR bits "8 * ${CMAKE_SIZEOF_VOID_P}")
+  message(FATAL_ERROR
+    "nalo supports 64-bit Linux on x86-64 only, and found ${bits}-bit "
+    "${CMAKE_SYSTEM_NAME} on ${CMAKE_SYSTEM_PROCESSOR}.")
+endif()
+
 # The project's own targets link this one. Whoever builds nalo as a part of
 # something else is not held to it.
 add_library(nalo_warnings INTERFACE)
