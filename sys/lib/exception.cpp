@@ -1,12 +1,10 @@
 // The bodies of the error classes and the record that each thread keeps.
 #include <nalo/exception>
-#include <nalo/impl/require>
 
 #include <pthread.h>
 
 #include <atomic>
 #include <cstdio>
-#include <cstdlib>
 #include <optional>
 
 namespace nalo {
@@ -89,14 +87,6 @@ void throw_check_base::throw_returned() {
   if (record_is_gone) throw exception("sys/src/nalo/exception", __LINE__, "");
   throw exception(*this_thread.last);
 }
-
-#ifdef NALO_HARDENED
-void requirementFailed(const char* file, int line,
-                       const char* message) noexcept {
-  std::fprintf(stderr, "%s:%d: %s\n", file, line, message);
-  std::abort();
-}
-#endif
 
 }  // namespace impl
 
