@@ -1,6 +1,9 @@
-// Texts of both character types from literals, and back for failure messages.
+// Texts of both character types from literals, and back for failure messages,
+// and through buffers.
 #ifndef NALO_TESTS_TEXT_H
 #define NALO_TESTS_TEXT_H
+
+#include <nalo/streambuf>
 
 #include <cstdio>
 #include <string>
@@ -28,6 +31,21 @@ std::string shown(std::basic_string_view<Char> s) {
     all += one;
   }
   return all;
+}
+
+// Takes up to size characters from a buffer.
+template <class Char>
+std::basic_string<Char> taken(nalo::basic_streambuf<Char>& from,
+                              std::size_t size) {
+  std::basic_string<Char> text(size, Char());
+  const auto n = from.sgetn(text.data(), static_cast<long>(size));
+  text.resize(static_cast<std::size_t>(n));
+  return text;
+}
+template <class Char>
+long put(nalo::basic_streambuf<Char>& to, const std::string& s) {
+  const auto wide = widened<Char>(s);
+  return to.sputn(wide.data(), static_cast<long>(wide.size()));
 }
 
 }  // namespace nalo_test

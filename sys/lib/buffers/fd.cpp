@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <string>
 #include <system_error>
+#include <utility>
 
 namespace nalo {
 
@@ -36,8 +37,13 @@ ssize_t uninterrupted(Call call) {
   return result;
 }
 
-bool writes(ios_base::openmode mode) noexcept {
-  return (mode & (ios_base::out | ios_base::app)) != 0;
+// A cancellation that is pending takes place before what it meets is closed.
+int close_file(int fd) noexcept {
+  int cancelable;
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelable);
+  const int result = ::close(fd);
+  pthread_setcancelstate(cancelable, nullptr);
+  return result;
 }
 
 // The flags of open(); -1 when the modes make no sense together.
@@ -66,15 +72,31 @@ int open_flags(ios_base::openmode mode) noexcept {
   }
 }
 
-// A cancellation point, which may unwind.
+// A new descriptor, or -1 and an errno. A cancellation point, which may unwind.
 int open_file(const char* path, ios_base::openmode mode) {
   const int flags = open_flags(mode);
   if (flags == -1) {
     errno = EINVAL;
     return -1;
   }
-  return static_cast<int>(
+  const auto fd = static_cast<int>(
       uninterrupted([&] { return ::open(path, flags | O_CLOEXEC, 0666); }));
+  if (fd == -1 || (mode & ios_base::ate) == 0) return fd;
+  if (::lseek(fd, 0, SEEK_END) != -1) return fd;
+  const int code = errno;
+  close_file(fd);
+  errno = code;
+  return -1;
+}
+
+[[noreturn]] void raise_cannot_open(const char* path, ios_base::openmode mode) {
+  const int code = errno;
+  const std::string action =
+      "cannot open \"" + std::string(path ? path : "") + '"';
+  if ((mode & (ios_base::out | ios_base::app)) != 0) {
+    tThrow(fd_output_error(kFile, __LINE__, action.c_str(), code));
+  }
+  tThrow(fd_input_error(kFile, __LINE__, action.c_str(), code));
 }
 
 }  // namespace
@@ -98,12 +120,33 @@ fdbuf::fdbuf(int fd, fd_ownership ownership, size_t size) noexcept
       ownership_(ownership),
       size_(std::clamp<size_t>(size, 1, PTRDIFF_MAX)) {}
 
+fdbuf::fdbuf() noexcept : fdbuf(-1) {}
+
 fdbuf::fdbuf(const char* path, ios_base::openmode mode, size_t size)
-    : fdbuf(open_file(path, mode), fd_ownership::owned, size) {
-  if (fd_ == -1 && writes(mode))
-    raise<fd_output_error>(__LINE__, "cannot open");
-  if (fd_ == -1) raise<fd_input_error>(__LINE__, "cannot open");
-  if ((mode & ios_base::ate) != 0) ::lseek(fd_, 0, SEEK_END);
+    : fdbuf(-1, fd_ownership::owned, size) {
+  open_(path, mode);
+}
+
+fdbuf::fdbuf(fdbuf&& other) noexcept
+    : fdbuf(-1, fd_ownership::owned, other.size_) {
+  swap(other);
+}
+
+fdbuf& fdbuf::operator=(fdbuf&& other) {
+  if (this == &other) return *this;
+  close();
+  fdbuf taken(std::move(other));
+  swap(taken);
+  return *this;
+}
+
+void fdbuf::swap(fdbuf& other) noexcept {
+  streambuf::swap(other);
+  std::swap(fd_, other.fd_);
+  std::swap(ownership_, other.ownership_);
+  std::swap(size_, other.size_);
+  get_area_.swap(other.get_area_);
+  put_area_.swap(other.put_area_);
 }
 
 // Writing and closing are cancellation points, and nothing may unwind through
@@ -114,9 +157,19 @@ fdbuf::~fdbuf() {
   try {
     close();
   } catch (const std::exception&) {
-    if (ownership_ == fd_ownership::owned) ::close(fd_);
+    if (ownership_ == fd_ownership::owned) close_file(fd_);
   }
   pthread_setcancelstate(cancelable, nullptr);
+}
+
+void fdbuf::open_(const char* path, ios_base::openmode mode) {
+  if (is_open()) {
+    errno = EBUSY;
+    raise_cannot_open(path, mode);
+  }
+  fd_ = open_file(path, mode);
+  if (!is_open()) raise_cannot_open(path, mode);
+  ownership_ = fd_ownership::owned;
 }
 
 void fdbuf::close() {
@@ -127,7 +180,7 @@ void fdbuf::close() {
   fd_ = -1;
   setg(nullptr, nullptr, nullptr);
   setp(nullptr, nullptr);
-  if (ownership_ == fd_ownership::owned && ::close(fd) == -1) {
+  if (ownership_ == fd_ownership::owned && close_file(fd) == -1) {
     raise<fd_output_error>(__LINE__, "cannot close");
   }
 }
