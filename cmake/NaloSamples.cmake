@@ -19,7 +19,7 @@ function(nalo_add_sample program source console)
   file(GENERATE OUTPUT "${dir}/console.txt" CONTENT "${console}")
 
   add_executable(${program} "${dir}/program.cpp")
-  target_link_libraries(${program} PRIVATE nalo::buffers nalo_warnings)
+  target_link_libraries(${program} PRIVATE nalo::buffers nalo_warnings sanitizer_options)
   set_target_properties(${program} PROPERTIES
     CXX_EXTENSIONS OFF
     OUTPUT_NAME program
