@@ -3,6 +3,7 @@
 #include <nalo/buffers/span>
 
 #include <algorithm>
+#include <utility>
 
 namespace nalo {
 
@@ -10,6 +11,21 @@ namespace impl {
 
 template <class Char, class Traits>
 memorybuf<Char, Traits>::~memorybuf() = default;
+
+template <class Char, class Traits>
+memorybuf<Char, Traits>::memorybuf(memorybuf&& other) noexcept
+    : memorybuf(other.mode_) {
+  swap(other);
+}
+
+template <class Char, class Traits>
+void memorybuf<Char, Traits>::swap(memorybuf& other) noexcept {
+  basic_streambuf<Char, Traits>::swap(other);
+  std::swap(mode_, other.mode_);
+  std::swap(begin_, other.begin_);
+  std::swap(capacity_, other.capacity_);
+  std::swap(known_size_, other.known_size_);
+}
 
 template <class Char, class Traits>
 void memorybuf<Char, Traits>::begin_with_(Char* array, size_t size,

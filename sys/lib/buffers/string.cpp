@@ -1,6 +1,7 @@
 // Instantiates the buffers over strings.
 #include <nalo/buffers/string>
 
+#include <memory>
 #include <utility>
 
 namespace nalo {
@@ -12,11 +13,43 @@ basic_stringbuf<Char, Traits>::basic_stringbuf(openmode mode)
 template <class Char, class Traits>
 basic_stringbuf<Char, Traits>::basic_stringbuf(string_type text, openmode mode)
     : base(mode), text_(std::move(text)) {
-  begin_(text_);
+  const size_t size = text_.size();
+  fit_(text_);
+  begin_(size);
 }
 
 template <class Char, class Traits>
 basic_stringbuf<Char, Traits>::~basic_stringbuf() = default;
+
+template <class Char, class Traits>
+basic_stringbuf<Char, Traits>::basic_stringbuf(basic_stringbuf&& other) noexcept
+    : base(std::move(other)), text_(std::move(other.text_)) {
+  this->go_on_in_(array_(), text_.size());
+  other.fit_(other.text_);
+  other.begin_(0);
+}
+
+template <class Char, class Traits>
+basic_stringbuf<Char, Traits>& basic_stringbuf<Char, Traits>::operator=(
+    basic_stringbuf&& other) noexcept {
+  basic_stringbuf(std::move(other)).swap(*this);
+  return *this;
+}
+
+// Not by swapping the strings, which keep their allocators and so may have to
+// allocate.
+template <class Char, class Traits>
+void basic_stringbuf<Char, Traits>::swap(basic_stringbuf& other) noexcept {
+  if (this == &other) return;
+  base::swap(other);
+  string_type text(std::move(text_));
+  std::destroy_at(&text_);
+  std::construct_at(&text_, std::move(other.text_));
+  std::destroy_at(&other.text_);
+  std::construct_at(&other.text_, std::move(text));
+  this->go_on_in_(array_(), text_.size());
+  other.go_on_in_(other.array_(), other.text_.size());
+}
 
 template <class Char, class Traits>
 basic_string<Char, Traits> basic_stringbuf<Char, Traits>::str() const& {
@@ -28,23 +61,18 @@ template <class Char, class Traits>
 basic_string<Char, Traits> basic_stringbuf<Char, Traits>::str() && {
   if (this->writes_()) text_.raw_resize(this->view().size());
   string_type text = std::move(text_);
-  begin_(text_);
+  fit_(text_);
+  begin_(0);
   return text;
 }
 
+// What can be refused comes first, while the earlier text still stands.
 template <class Char, class Traits>
 void basic_stringbuf<Char, Traits>::str(string_type text) {
-  begin_(text);
-}
-
-// Begins with a string as the text. What can be refused comes first, while the
-// earlier text still stands.
-template <class Char, class Traits>
-void basic_stringbuf<Char, Traits>::begin_(string_type& text) {
   const size_t size = text.size();
   fit_(text);
   text_.swap(text);  // assigning to a read-only string would raise
-  this->begin_with_(array_(), size, text_.size());
+  begin_(size);
 }
 
 // Makes a string that is written its own and as long as its capacity.
@@ -53,6 +81,12 @@ void basic_stringbuf<Char, Traits>::fit_(string_type& text) {
   if (!this->writes_()) return;
   if (text.rvalue()) string_type(text, text.get_allocator()).swap(text);
   text.raw_resize(text.capacity());
+}
+
+// Begins with the first size characters of the string as the text.
+template <class Char, class Traits>
+void basic_stringbuf<Char, Traits>::begin_(size_t size) noexcept {
+  this->begin_with_(array_(), size, text_.size());
 }
 
 // Not by way of data(), so that the string can be shared once it leaves the
