@@ -1,0 +1,67 @@
+// The buffers of the file streams.
+#include <nalo/buffers/file>
+
+#include <cerrno>
+
+namespace nalo {
+
+namespace {
+
+constexpr const char* kFile = "sys/lib/buffers/file.cpp";
+
+// What an operation on a file that raises its errors comes to.
+template <class Buffer, class Operation>
+Buffer* self_or_null(Buffer* buffer, Operation operation) {
+  try {
+    operation();
+    return buffer;
+  } catch (const fd_error&) {
+    return nullptr;
+  }
+}
+
+}  // namespace
+
+filebuf::~basic_filebuf() = default;
+
+filebuf* filebuf::open(const impl::file_path& path, ios_base::openmode mode) {
+  return self_or_null(this, [&] { open_(path, mode); });
+}
+
+filebuf* filebuf::close() {
+  return self_or_null(this, [&] { close_(); });
+}
+
+void filebuf::open_(const impl::file_path& path, ios_base::openmode mode) {
+  fdbuf::open_(path.c_str(), mode);
+}
+
+void filebuf::close_() {
+  if (!is_open()) {
+    tThrow(fd_output_error(kFile, __LINE__, "cannot close", EBADF));
+  }
+  try {
+    fdbuf::close();
+  } catch (const fd_error&) {
+    fdbuf(std::move(*this));  // closed by its destructor
+    throw;
+  }
+}
+
+filebuf::int_type filebuf::underflow() {
+  return is_open() ? fdbuf::underflow() : traits_type::eof();
+}
+
+streamsize filebuf::xsgetn(char* strng, streamsize sz) {
+  return is_open() ? fdbuf::xsgetn(strng, sz) : 0;
+}
+
+filebuf::int_type filebuf::overflow(int_type ch) {
+  return is_open() ? fdbuf::overflow(ch) : traits_type::eof();
+}
+
+streamsize filebuf::xsputn(const char* strng, streamsize sz) {
+  return is_open() ? fdbuf::xsputn(strng, sz) : 0;
+}
+
+}  // namespace nalo
