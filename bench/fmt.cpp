@@ -1,11 +1,13 @@
 // The writing workloads with {fmt}, formats compiled, straight into memory.
 #include <fmt/compile.h>
 #include <fmt/format.h>
+#include <fmt/xchar.h>
 
-#include <algorithm>
-#include <cstring>
+#include <locale>
+#include <string>
 #include <string_view>
 
+#include "output.h"
 #include "workload.h"
 
 namespace bench {
@@ -14,32 +16,22 @@ namespace {
 
 constexpr size_t longest_item = 128;
 
-// Writes each item in place while there is room for any, and through a copy
-// near the end of the area.
-template <class Write>
+// Writes each item in place.
+template <class Char = char, class Write>
 void write_items(const Input& in, Area& area, Write write) {
-  char* const end = area.begin + area.size;
-  char* next = area.begin;
+  Output<Char> output(area);
   for (size_t i = 0; i < in.items; ++i) {
-    if (static_cast<size_t>(end - next) >= longest_item) [[likely]] {
-      next = write(next, i);
-      continue;
-    }
-    char item[longest_item];
-    const size_t size = static_cast<size_t>(write(item, i) - item);
-    const size_t left = std::min(size, static_cast<size_t>(end - next));
-    std::memcpy(next, item, left);
-    if (left == size) {
-      next += size;
-    } else {
-      std::memcpy(area.begin, item + left, size - left);
-      next = area.begin + (size - left);
-    }
+    output.template print<longest_item>([&](Char* to) { return write(to, i); });
   }
-  area.used = static_cast<size_t>(next - area.begin);
 }
 
 std::string_view view(const Slice& slice) { return {slice.begin, slice.size}; }
+
+void write_ints(const Input& in, Area& area) {
+  write_items(in, area, [&](char* to, size_t i) {
+    return fmt::format_to(to, FMT_COMPILE("{}"), static_cast<int>(in.longs[i]));
+  });
+}
 
 void write_longs(const Input& in, Area& area) {
   write_items(in, area, [&](char* to, size_t i) {
@@ -47,17 +39,64 @@ void write_longs(const Input& in, Area& area) {
   });
 }
 
+void write_wide_longs(const Input& in, Area& area) {
+  write_items<wchar_t>(in, area, [&](wchar_t* to, size_t i) {
+    return fmt::format_to(to, FMT_COMPILE(L"{}"), in.longs[i]);
+  });
+}
+
+void write_hex(const Input& in, Area& area) {
+  write_items(in, area, [&](char* to, size_t i) {
+    return fmt::format_to(to, FMT_COMPILE("{:x}"),
+                          static_cast<unsigned long>(in.longs[i]));
+  });
+}
+
+class German : public std::numpunct<char> {
+  char do_decimal_point() const override { return ','; }
+  char do_thousands_sep() const override { return '.'; }
+  std::string do_grouping() const override { return "\3"; }
+};
+
+void write_grouped(const Input& in, Area& area) {
+  const std::locale german(std::locale::classic(), new German);
+  write_items(in, area, [&](char* to, size_t i) {
+    return fmt::format_to(to, german, "{:L}", in.longs[i]);
+  });
+}
+
+void write_bools(const Input& in, Area& area) {
+  write_items(in, area, [&](char* to, size_t i) {
+    return fmt::format_to(to, FMT_COMPILE("{}"), in.longs[i] < 0);
+  });
+}
+
+void write_floats(const Input& in, Area& area) {
+  write_items(in, area, [&](char* to, size_t i) {
+    return fmt::format_to(to, FMT_COMPILE("{:.{}g}"),
+                          static_cast<float>(in.doubles[i]), in.precision);
+  });
+}
+
 void write_doubles(const Input& in, Area& area) {
-  if (in.fixed) {
-    write_items(in, area, [&](char* to, size_t i) {
-      return fmt::format_to(to, FMT_COMPILE("{:.{}f}"), in.doubles[i],
-                            in.precision);
-    });
-  } else {
-    write_items(in, area, [&](char* to, size_t i) {
-      return fmt::format_to(to, FMT_COMPILE("{:.{}g}"), in.doubles[i],
-                            in.precision);
-    });
+  switch (in.notation) {
+    case Notation::fixed:
+      write_items(in, area, [&](char* to, size_t i) {
+        return fmt::format_to(to, FMT_COMPILE("{:.{}f}"), in.doubles[i],
+                              in.precision);
+      });
+      break;
+    case Notation::scientific:
+      write_items(in, area, [&](char* to, size_t i) {
+        return fmt::format_to(to, FMT_COMPILE("{:.{}e}"), in.doubles[i],
+                              in.precision);
+      });
+      break;
+    default:
+      write_items(in, area, [&](char* to, size_t i) {
+        return fmt::format_to(to, FMT_COMPILE("{:.{}g}"), in.doubles[i],
+                              in.precision);
+      });
   }
 }
 
@@ -80,8 +119,20 @@ void report_lines(const Input& in, Area& area) {
 
 Passes fmt_passes(Workload workload) {
   switch (workload) {
+    case Workload::write_ints:
+      return {write_ints, write_ints};
     case Workload::write_longs:
       return {write_longs, write_longs};
+    case Workload::write_wide_longs:
+      return {write_wide_longs, write_wide_longs};
+    case Workload::write_hex:
+      return {write_hex, write_hex};
+    case Workload::write_grouped:
+      return {write_grouped, write_grouped};
+    case Workload::write_bools:
+      return {write_bools, write_bools};
+    case Workload::write_floats:
+      return {write_floats, write_floats};
     case Workload::write_doubles:
       return {write_doubles, write_doubles};
     case Workload::pad_texts:

@@ -15,8 +15,7 @@ int main(int argc, char** argv) {
   }
   for (const Case& c : all_cases()) {
     if (argc != 3 || argv[1] != std::string_view(c.name)) continue;
-    const Data data = c.make_data();
-    const Input input = make_input(c, data);
+    const Input input = make_input(c);
     static char put_area[put_area_size];
     Area area{put_area, sizeof put_area, 0};
     const Pass pass = nalo_passes(c.workload).timed;

@@ -1,6 +1,15 @@
 // The workloads with nalo.
+#include <nalo/base/numpunct>
 #include <nalo/istream>
+#include <nalo/locale>
 #include <nalo/ostream>
+#if __has_include(<nalo/fstream>) && __has_include(<nalo/sstream>) && \
+    __has_include(<nalo/iostream>)
+#define NALO_BENCH_PROGRAMS
+#include <nalo/fstream>
+#include <nalo/iostream>
+#include <nalo/sstream>
+#endif
 
 #include "stream_passes.h"
 
@@ -8,6 +17,9 @@ namespace {
 
 struct Nalo {
   using ios_base = nalo::ios_base;
+  using locale = nalo::locale;
+  template <class Char>
+  using numpunct = nalo::numpunct<Char>;
   template <class Char>
   using streambuf = nalo::basic_streambuf<Char>;
   template <class Char>
@@ -16,6 +28,13 @@ struct Nalo {
   using ostream = nalo::basic_ostream<Char>;
   template <class Char>
   using string = nalo::basic_string<Char>;
+#ifdef NALO_BENCH_PROGRAMS
+  using ifstream = nalo::ifstream;
+  using ofstream = nalo::ofstream;
+  using istringstream = nalo::istringstream;
+  using ostringstream = nalo::ostringstream;
+  static nalo::istream& cin() { return nalo::cin; }
+#endif
 };
 
 }  // namespace

@@ -3,84 +3,172 @@ import collections
 import dataclasses
 import math
 import re
+import statistics
 
-PEERS = ["std", "libc++", "fmt"]  # in the order of the columns
+PEERS = {  # in the order of the columns, and what provides them
+    "std": "the compiler's standard library",
+    "libc++": "libc++-19-dev and clang-19",
+    "stdio": "the C library",
+    "fmt": "libfmt-dev",
+    "raw_ostream": "llvm-dev",
+}
+LIMITS = ["plain", "vector"]
 
 
 @dataclasses.dataclass
 class Row:
-    """A case: nanoseconds for each item with each library."""
-    number: int
+    """A case: by library and sweep the nanoseconds for each item."""
     case: str
-    target: float
-    times: dict
+    goal: float
+    reference: str
+    sweeps: dict = dataclasses.field(
+        default_factory=lambda: collections.defaultdict(dict))
 
-    @property
-    def nalo(self):
-        return self.times["nalo"]
+    def __post_init__(self):
+        self.limit = None
+
+    def choose_limit(self):
+        """The better of the two is the limit."""
+        self.limit = min((name for name in LIMITS if name in self.sweeps),
+                         key=self.time, default=None)
+
+    def time(self, library):
+        """The median of its times; None without."""
+        times = self.sweeps.get(library)
+        return statistics.median(times.values()) if times else None
+
+    def ratios(self, library):
+        """How many times nalo's time the library takes, in order."""
+        nalo = self.sweeps["nalo"]
+        return sorted(time / nalo[sweep]
+                      for sweep, time in self.sweeps[library].items())
 
     def beside(self, library):
-        """How many times the library takes what nalo does; None without."""
-        time = self.times.get(library)
-        return time and round(time / self.nalo, 2)
+        """The median of the ratios; None without the library."""
+        if library not in self.sweeps or "nalo" not in self.sweeps:
+            return None
+        return statistics.median(self.ratios(library))
+
+    def lost_to(self, library):
+        """Whether the library is ahead in three quarters of the sweeps."""
+        if self.beside(library) is None:
+            return False
+        ratios = self.ratios(library)
+        return ratios[3 * len(ratios) // 4] < 1
 
     @property
     def of_limit(self):
-        """What the target is held against: nalo / limit, or nanoseconds."""
-        limit = self.times.get("limit")
-        return round(self.nalo / limit if limit else self.nalo, 2)
+        ratio = self.limit and self.beside(self.limit)
+        return ratio and 1 / ratio
+
+    @property
+    def of_goal(self):
+        """What the goal is held against; None when there is nothing."""
+        if self.reference == "ns":
+            return self.time("nalo")
+        if self.reference == "limit":
+            return self.of_limit
+        ratio = self.beside(self.reference)
+        return ratio and 1 / ratio
+
+    @property
+    def lost(self):
+        return [peer for peer in PEERS if self.lost_to(peer)]
 
     @property
     def verdict(self):
+        if "nalo" not in self.sweeps:
+            return "not there yet"
         missed = []
-        if self.of_limit > self.target:
-            missed.append("over the target")
-        if self.beside("std") < 1:
-            missed.append("slower than std")
-        return ", ".join(missed) or "ok"
+        if self.of_goal and round(self.of_goal, 2) > self.goal:
+            missed.append(f"{self.of_goal:.2f}, over the goal")
+        if self.lost:
+            missed.append("lost to " + ", ".join(self.lost))
+        return "; ".join(missed) or "ok"
 
 
-def read(results):
-    """Answers the rows, and by library the nanoseconds by thread count."""
+def read(results, goals):
+    """Returns the rows, and by library the nanoseconds by thread count."""
     failed = [b["name"] + ": " + b["error_message"]
               for b in results["benchmarks"] if b.get("error_occurred")]
     if failed:
         raise SystemExit("\n".join(failed))
-    rows = {}
-    threads = collections.defaultdict(dict)
+    rows = {name: Row(name, float(factor), reference)
+            for name, factor, reference in goals}
+    threads = collections.defaultdict(lambda: collections.defaultdict(list))
     for bench in results["benchmarks"]:
-        if bench.get("aggregate_name") != "median":
-            continue
         # The time of the processor: others on the machine take less from it.
         time = bench["cpu_time"] / bench["items"]
         case, library = re.fullmatch(r"(.*)\|([^/]*).*",
                                      bench["run_name"]).groups()
         if case == "threads":
-            threads[library][bench["threads"]] = time
-        else:
-            row = rows.setdefault(
-                case, Row(bench["number"], case, bench["target"], {}))
-            row.times[library] = time
-    # Interleaved runs are reported in any order.
-    return sorted(rows.values(), key=lambda row: row.number), threads
+            threads[library][bench["threads"]].append(time)
+        elif case in rows:
+            rows[case].sweeps[library][bench["sweep"]] = time
+    measured = [row for row in rows.values() if row.sweeps]
+    for row in measured:
+        row.choose_limit()
+    return measured, threads
 
 
-def columns(rows):
+def missing_peers(rows):
+    return [f"{peer}, which needs {provider}"
+            for peer, provider in PEERS.items()
+            if not any(peer in row.sweeps for row in rows)]
+
+
+def two_digits(number):
+    return f"{number:.2f}" if number else ""
+
+
+def goal_text(row):
+    if not row.reference:
+        return ""
+    factor = f"{row.goal:.3g}"
+    if row.reference in ("limit", "ns"):
+        return factor + (" ns" if row.reference == "ns" else "")
+    reference = "to_chars" if row.reference == "plain" else row.reference
+    return f"{factor} {reference}"
+
+
+def columns(rows, bold=lambda text: text):
     """The head and the cells of the table."""
-    peers = [p for p in PEERS if any(p in row.times for row in rows)]
-    head = (["workload", "nalo ns", "nalo/limit", "target"] +
-            [peer + "/nalo" for peer in peers] + [""])
+    peers = [p for p in PEERS if any(p in row.sweeps for row in rows)]
+    head = (["workload", "nalo ns", "plain ns", "vector ns", "nalo/limit",
+             "goal"] + [peer + "/nalo" for peer in peers] + [""])
     cells = []
     for row in rows:
-        has_limit = "limit" in row.times
-        cells.append(
-            [row.case, f"{row.nalo:.2f}",
-             f"{row.of_limit:.2f}" if has_limit else "",
-             f"{row.target:g}" if has_limit else f"{row.target:g} ns"] +
-            [f"{ratio:.2f}" if (ratio := row.beside(peer)) else ""
-             for peer in peers] +
-            [row.verdict])
+        limits = [two_digits(row.time(name)) for name in LIMITS]
+        beside = [bold(two_digits(row.beside(peer))) if row.lost_to(peer)
+                  else two_digits(row.beside(peer)) for peer in peers]
+        cells.append([row.case, two_digits(row.time("nalo")), *limits,
+                      two_digits(row.of_limit), goal_text(row), *beside,
+                      row.verdict])
     return head, cells
+
+
+def geometric_mean(numbers):
+    return math.exp(statistics.fmean(map(math.log, numbers)))
+
+
+def summary(rows):
+    """Geometric means over all rows, and how many are lost or over the goal."""
+    lines = []
+    for peer in PEERS:
+        ratios = [ratio for row in rows if (ratio := row.beside(peer))]
+        if ratios:
+            lines.append(f"nalo is {geometric_mean(ratios):.2f} times as fast "
+                         f"as {peer} ({len(ratios)} rows)")
+    ratios = [ratio for row in rows if (ratio := row.of_limit)]
+    if ratios:
+        lines.append(f"nalo takes {geometric_mean(ratios):.2f} times the limit "
+                     f"({len(ratios)} rows)")
+    lost = sum(bool(row.lost) for row in rows)
+    over = sum("over the goal" in row.verdict for row in rows)
+    with_goal = sum(row.of_goal is not None for row in rows)
+    lines.append(f"{lost} of {len(rows)} rows are lost to a peer, "
+                 f"{over} of {with_goal} are over their goal")
+    return "\n".join(lines)
 
 
 def text_table(rows):
@@ -99,11 +187,16 @@ def markdown_table(head, cells):
                      for line in [head, aligned] + cells)
 
 
+def markdown_list(text):
+    return "\n".join(f"- {line}." for line in text.splitlines())
+
+
 def thread_columns(threads):
     counts = sorted({n for times in threads.values() for n in times})
     head = ["threads"] + [str(n) for n in counts]
-    return head, [[library] + [f"{times[n]:.1f}" for n in counts]
-                  for library, times in threads.items()]
+    return head, [[library] + [f"{statistics.median(times[n]):.1f}"
+                               for n in counts]
+                  for library, times in sorted(threads.items())]
 
 
 def text_threads(threads):
@@ -119,6 +212,7 @@ def chart(rows):
 
     The axis is logarithmic.
     """
+    rows = [row for row in rows if row.beside("std")]
     row_height, left, width, low, high = 20, 350, 400, 0.5, 32
 
     def x(ratio):
@@ -153,8 +247,8 @@ def chart(rows):
                      f'x="{start}" y="{y}" width="{end - start:.1f}" '
                      f'height="{row_height - 6}"/>')
         marks = [ratio]
-        if limit := row.times.get("limit"):
-            marks.append(row.times["std"] / limit)
+        if row.of_limit:
+            marks.append(ratio * row.of_limit)
             parts.append(f'<line class="limit" x1="{x(marks[1])}" '
                          f'x2="{x(marks[1])}" y1="{y - 2}" '
                          f'y2="{y + row_height - 4}"/>')
@@ -174,10 +268,13 @@ def write_page(docs, results, rows, threads, footprint):
     page = docs / "benchmarks.md"
     text = page.read_text()
     cpus = results["context"]["num_cpus"]
+    sweeps = 1 + max(bench["sweep"] for bench in results["benchmarks"])
+    missing = "".join(f" Left out: {peer}." for peer in missing_peers(rows))
     parts = {
         "machine": f"Measured on {processor()}, {cpus} processors, "
-                   f"with {footprint.compiler}.",
-        "results": markdown_table(*columns(rows)),
+                   f"with {footprint.compiler}, in {sweeps} sweeps.{missing}",
+        "summary": markdown_list(summary(rows)),
+        "results": markdown_table(*columns(rows, "**{}**".format)),
         "threads": markdown_table(*thread_columns(threads)),
         "footprint": markdown_table(*footprint.columns()),
     }

@@ -1,22 +1,23 @@
 #!/usr/bin/env python3
 """Runs the benchmarks of a build and reports.
 
-usage: bench/run.py BUILD_DIR [--quick] [--filter REGEX]
+usage: bench/run.py BUILD_DIR [--quick] [--filter REGEX] [--page]
 
 Prints a table and leaves benchmarks.json in BUILD_DIR/bench. A full run also
-measures the size of the library and writes docs/benchmarks.md and .svg anew.
+measures the size of the library and writes docs/benchmarks.md and .svg anew;
+--page does that from the last run of all cases, without timing anything.
 """
 import argparse
 import json
 import pathlib
 import subprocess
 import sys
+import time
 
 import footprint
 import report
 
 DOCS = pathlib.Path(__file__).parent.parent / "docs"
-
 
 # A process that ever had a second thread pays for it: allocations and the
 # counters of shared texts become atomic for good. So those that start threads
@@ -24,34 +25,56 @@ DOCS = pathlib.Path(__file__).parent.parent / "docs"
 ALL = ["-^threads", "^threads"]
 
 
-def run_benchmarks(build_dir, filters, repetitions, seconds):
-    """Runs them interleaved, a process for each filter, and answers what they
-    report."""
-    results = None
-    output = build_dir / "bench" / "benchmarks.json"
-    for chosen in filters:
-        done = subprocess.run(
-            [
-                build_dir / "bench" / "streams_bench",
-                f"--benchmark_filter={chosen}",
-                "--benchmark_enable_random_interleaving=true",
-                f"--benchmark_repetitions={repetitions}",
-                f"--benchmark_min_time={seconds}",
-                "--benchmark_report_aggregates_only=true",
-                f"--benchmark_out={output}",
-                "--benchmark_out_format=json",
-            ],
-            stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True,
-        )
-        if done.returncode != 0:
-            raise SystemExit(done.stderr)
-        part = json.loads(output.read_text())
-        if results:
-            results["benchmarks"] += part["benchmarks"]
-        else:
-            results = part
-    output.write_text(json.dumps(results, indent=1))
+def sweep(program, number, chosen, seconds, output):
+    """Times each of the chosen once, in a process of its own."""
+    done = subprocess.run(
+        [
+            program,
+            f"--sweep={number}",
+            f"--benchmark_filter={chosen}",
+            f"--benchmark_min_time={seconds}",
+            f"--benchmark_out={output}",
+            "--benchmark_out_format=json",
+        ],
+        stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True,
+    )
+    if done.returncode != 0:
+        raise SystemExit(done.stderr)
+    return json.loads(output.read_text())
+
+
+def run_benchmarks(build_dir, filters, sweeps, seconds):
+    """Sweeps through all of them several times.
+
+    Within a sweep the libraries of a case are timed one right after the other,
+    so that whatever slows the machine down for a while slows all of them; only
+    times of the same sweep are compared. Each sweep is a process of its own,
+    because how the memory of a process happens to lie makes a difference that
+    lasts as long as the process.
+    """
+    program = build_dir / "bench" / "streams_bench"
+    output = build_dir / "bench" / "sweep.json"
+    results = {"benchmarks": []}
+    for number in range(sweeps):
+        for chosen in filters:
+            part = sweep(program, number, chosen, seconds, output)
+            results["context"] = part["context"]
+            for bench in part["benchmarks"]:
+                results["benchmarks"].append({**bench, "sweep": number})
+        if sys.stderr.isatty():
+            print(f"\r{number + 1} of {sweeps} sweeps", end="",
+                  file=sys.stderr, flush=True)
+    if sys.stderr.isatty():
+        print(file=sys.stderr)
+    output.unlink()
     return results
+
+
+def list_goals(build_dir):
+    """The cases in their order: name, factor and reference of the goal."""
+    lines = subprocess.run([build_dir / "bench" / "streams_bench", "--list"],
+                           check=True, text=True, stdout=subprocess.PIPE)
+    return [line.split("|") for line in lines.stdout.splitlines()]
 
 
 def main():
@@ -61,15 +84,32 @@ def main():
                         help="under two minutes; leaves docs alone")
     parser.add_argument("--filter", metavar="REGEX",
                         help="only these cases; leaves docs alone")
+    parser.add_argument("--page", action="store_true",
+                        help="write docs from the results of the last run")
     options = parser.parse_args()
 
-    filters = [options.filter] if options.filter else ALL
-    results = run_benchmarks(options.build_dir, filters, 9,
-                             0.02 if options.quick else 0.1)
-    rows, threads = report.read(results)
+    kept = options.build_dir / "bench" / "benchmarks.json"
+    if options.page:
+        results = json.loads(kept.read_text())
+    else:
+        start = time.monotonic()
+        filters = [options.filter] if options.filter else ALL
+        results = run_benchmarks(options.build_dir, filters,
+                                 5 if options.quick else 15,
+                                 0.004 if options.quick else 0.05)
+        seconds = time.monotonic() - start
+        results["seconds"] = seconds
+        if not options.filter:
+            kept.write_text(json.dumps(results))
+        print(f"timed in {seconds:.0f} s")
+    rows, threads = report.read(results, list_goals(options.build_dir))
+    for missing in report.missing_peers(rows):
+        print(f"left out: {missing}")
     print(report.text_table(rows))
-    print(report.text_threads(threads))
-    if not options.quick and not options.filter:
+    print(report.summary(rows))
+    if threads:
+        print(report.text_threads(threads))
+    if options.page or not (options.quick or options.filter):
         report.write_page(DOCS, results, rows, threads,
                           footprint.measure(options.build_dir))
     return 0

@@ -1,7 +1,11 @@
 // The workloads with the standard streams, those of libc++ when compiled for
 // it.
+#include <fstream>
+#include <iostream>
 #include <istream>
+#include <locale>
 #include <ostream>
+#include <sstream>
 #include <streambuf>
 #include <string>
 
@@ -11,6 +15,9 @@ namespace {
 
 struct Std {
   using ios_base = std::ios_base;
+  using locale = std::locale;
+  template <class Char>
+  using numpunct = std::numpunct<Char>;
   template <class Char>
   using streambuf = std::basic_streambuf<Char>;
   template <class Char>
@@ -19,6 +26,15 @@ struct Std {
   using ostream = std::basic_ostream<Char>;
   template <class Char>
   using string = std::basic_string<Char>;
+  using ifstream = std::ifstream;
+  using ofstream = std::ofstream;
+  using istringstream = std::istringstream;
+  using ostringstream = std::ostringstream;
+  static std::istream& cin() {
+    [[maybe_unused]] static const bool synced =
+        std::ios_base::sync_with_stdio(false);
+    return std::cin;
+  }
 };
 
 }  // namespace

@@ -1,11 +1,19 @@
 // Times every case for each library, in one process and on the same bytes. The
 // name of a benchmark is CASE|LIBRARY.
+//
+// With --sweep=N the libraries of each case are timed in another order, so that
+// none is always first. Sweep 0 checks each pass before it times it. --list
+// prints the cases and their goals.
 #include <benchmark/benchmark.h>
 
-#include <cstring>
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "cases.h"
 #include "workload.h"
@@ -19,13 +27,21 @@ struct Library {
   Passes (*passes)(Workload);
 };
 
+// The first that does a workload says what the others must make of it.
 const Library libraries[] = {
-    {"nalo", nalo_passes},     {"std", std_passes}, {"limit", limit_passes},
+    {"plain", limit_passes},
+    {"vector", vector_passes},
+    {"std", std_passes},
+    {"nalo", nalo_passes},
+#ifdef NALO_BENCH_LIBCXX
+    {"libc++", libcxx_passes},
+#endif
+    {"stdio", stdio_passes},
 #ifdef NALO_BENCH_FMT
     {"fmt", fmt_passes},
 #endif
-#ifdef NALO_BENCH_LIBCXX
-    {"libc++", libcxx_passes},
+#ifdef NALO_BENCH_LLVM
+    {"raw_ostream", raw_ostream_passes},
 #endif
 };
 
@@ -33,16 +49,16 @@ const Library libraries[] = {
 class AreaOwner {
  public:
   explicit AreaOwner(size_t size)
-      : memory_(new (std::align_val_t(4096)) char[size]()),
+      : memory_(static_cast<char*>(std::aligned_alloc(
+            window_size,
+            (size + window_size - 1) / window_size * window_size))),
         area_{memory_.get(), size, 0} {}
 
   Area& area() { return area_; }
 
  private:
   struct Free {
-    void operator()(char* p) const {
-      operator delete[](p, std::align_val_t(4096));
-    }
+    void operator()(char* p) const { std::free(p); }
   };
   std::unique_ptr<char[], Free> memory_;
   Area area_;
@@ -55,68 +71,67 @@ std::string result(Pass pass, const Input& in) {
   return {output.area().begin, output.area().used};
 }
 
-// The data of a case, and what all libraries must make of it.
-struct Prepared {
-  explicit Prepared(const Case& c)
-      : data(c.make_data()), input(make_input(c, data)) {
-    if (Pass pass = limit_passes(c.workload).checked) {
-      expected = result(pass, input);
-    }
+const std::string& expected(const Case& c, const Input& in) {
+  static std::map<const Case*, std::string> all;
+  std::string& text = all[&c];
+  for (const Library& library : libraries) {
+    if (!text.empty()) break;
+    if (Pass pass = library.passes(c.workload).checked) text = result(pass, in);
   }
-
-  Data data;
-  Input input;
-  std::string expected;
-};
-
-Prepared& prepared(const Case& c) {
-  static std::map<const Case*, Prepared> all;
-  return all.try_emplace(&c, c).first->second;
+  return text;
 }
 
-void measure(benchmark::State& state, const Case& c, const Passes& passes) {
+void measure(benchmark::State& state, const Case& c, const Passes& passes,
+             bool check) {
+  const Input input = make_input(c);
   static std::map<Pass, std::map<const Case*, bool>> checked;
-  const Prepared& work = prepared(c);
-  bool& correct = checked[passes.timed][&c];
-  if (!correct) {
-    const std::string made = result(passes.checked, work.input);
-    correct = !made.empty() && (work.expected.empty() || made == work.expected);
-    if (!correct) {
-      state.SkipWithError("reads or writes something else than the limit");
+  if (bool& done = checked[passes.timed][&c]; check && !done) {
+    done = true;
+    if (result(passes.checked, input) != expected(c, input)) {
+      state.SkipWithError("reads or writes something else than the others");
       return;
     }
   }
 
   static AreaOwner output(put_area_size);
-  for (auto _ : state) passes.timed(work.input, output.area());
-  state.counters["items"] = static_cast<double>(work.input.items);
-  state.counters["target"] = c.target;
-  state.counters["number"] = static_cast<double>(&c - all_cases().data());
+  for (auto _ : state) passes.timed(input, output.area());
+  state.counters["items"] = static_cast<double>(input.items);
 }
 
 // Each thread formats numbers through a stream of its own.
 void measure_threads(benchmark::State& state, Pass pass) {
   static const Case& numbers =
       *std::ranges::find(all_cases(), Workload::write_longs, &Case::workload);
-  static const Prepared work(numbers);
+  static const Input input = make_input(numbers);
   AreaOwner output(put_area_size);
-  for (auto _ : state) pass(work.input, output.area());
-  state.counters["items"] = benchmark::Counter(
-      static_cast<double>(work.input.items), benchmark::Counter::kAvgThreads);
+  for (auto _ : state) pass(input, output.area());
+  state.counters["items"] = benchmark::Counter(static_cast<double>(input.items),
+                                               benchmark::Counter::kAvgThreads);
 }
 
-void register_all() {
+// The libraries, beginning with another one at each sweep and backwards at
+// every second.
+std::vector<Library> in_order(size_t sweep) {
+  std::vector<Library> order(std::begin(libraries), std::end(libraries));
+  std::ranges::rotate(order, order.begin() + sweep / 2 % order.size());
+  if (sweep % 2 != 0) std::ranges::reverse(order);
+  return order;
+}
+
+void register_all(size_t sweep, bool check) {
   for (const Case& c : all_cases()) {
-    for (const Library& library : libraries) {
+    for (const Library& library : in_order(sweep)) {
       const Passes passes = library.passes(c.workload);
       if (!passes.timed) continue;
       const std::string name = std::string(c.name) + "|" + library.name;
       benchmark::RegisterBenchmark(
-          name.c_str(),
-          [&c, passes](benchmark::State& state) { measure(state, c, passes); });
+          name.c_str(), [&c, passes, check](benchmark::State& state) {
+            measure(state, c, passes, check);
+          });
     }
   }
-  for (const Library& library : {libraries[0], libraries[1]}) {
+  for (const Library& library :
+       {Library{"std", std_passes}, Library{"nalo", nalo_passes}}) {
     const Pass pass = library.passes(Workload::write_longs).timed;
     const std::string name = std::string("threads|") + library.name;
     benchmark::RegisterBenchmark(name.c_str(), measure_threads, pass)
@@ -127,12 +142,37 @@ void register_all() {
   }
 }
 
+// The rows, in their order: name, factor and reference of the goal.
+void list_cases() {
+  for (const Case& c : all_cases()) {
+    std::printf("%s|%g|%s\n", c.name, c.goal.factor,
+                c.goal.reference ? c.goal.reference : "");
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  register_all();
+  size_t sweep = 0;
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view argument = argv[i];
+    constexpr std::string_view numbered = "--sweep=";
+    if (argument == "--list") {
+      list_cases();
+      return 0;
+    }
+    if (!argument.starts_with(numbered) ||
+        std::from_chars(argument.data() + numbered.size(),
+                        argument.data() + argument.size(), sweep)
+                .ec != std::errc()) {
+      std::fprintf(stderr,
+                   "usage: streams_bench [--list] [--sweep=N] "
+                   "[--benchmark_...]\n");
+      return 1;
+    }
+  }
+  register_all(sweep, sweep == 0);
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
 }
