@@ -1,0 +1,282 @@
+// Wide characters over buffers of UTF-8.
+#include <nalo/buffers/fd>
+#include <nalo/buffers/string>
+#include <nalo/buffers/utf8>
+#include <nalo/istream>
+#include <nalo/testing>
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "scripted_streambuf.h"
+#include "text.h"
+
+namespace {
+
+using nalo::encoding_errors, nalo::ios_base, nalo::utf8buf;
+using nalo_test::shown;
+using std::string_view_literals::operator""sv;
+
+constexpr auto in = ios_base::in, out = ios_base::out;
+
+// Over bytes that come in areas of the given sizes, and go into such.
+struct over_script : utf8buf {
+  explicit over_script(std::string_view text, std::vector<size_t> areas,
+                       encoding_errors errors = encoding_errors::raise)
+      : utf8buf(&below, errors), below({std::string(text), areas, areas}) {}
+  nalo_test::scripted_streambuf<char> below;
+};
+
+// What a buffer of wide characters delivers, and what it raises at the end.
+std::string read_from(nalo::wstreambuf& buffer) {
+  std::wstring text;
+  const auto error = nalo_test::raised_by([&] {
+    for (auto ch = buffer.sbumpc(); ch + 1 != 0; ch = buffer.sbumpc()) {
+      text += static_cast<wchar_t>(ch);
+    }
+  });
+  return shown<wchar_t>(text) + error;
+}
+
+// The well-formed sequences, as the Unicode standard lists them.
+struct range {
+  unsigned low = 0, high = 0;
+};
+constexpr range any = {0x80, 0xBF};
+const std::vector<std::vector<range>> well_formed = {
+    {{0, 0x7F}},
+    {{0xC2, 0xDF}, any},
+    {{0xE0, 0xE0}, {0xA0, 0xBF}, any},
+    {{0xE1, 0xEC}, any, any},
+    {{0xED, 0xED}, {0x80, 0x9F}, any},
+    {{0xEE, 0xEF}, any, any},
+    {{0xF0, 0xF0}, {0x90, 0xBF}, any, any},
+    {{0xF1, 0xF3}, any, any, any},
+    {{0xF4, 0xF4}, {0x80, 0x8F}, any, any},
+};
+
+// The characters of a text, and where the first bytes are that form none.
+std::pair<std::wstring, size_t> decoded(std::string_view text) {
+  std::pair<std::wstring, size_t> result = {{}, std::string::npos};
+  for (size_t at = 0; at < text.size();) {
+    size_t longest = 1, value = 0xFFFD;
+    for (const auto& row : well_formed) {
+      size_t n = 0, bits = 0;
+      for (; n < row.size() && at + n < text.size(); ++n) {
+        const unsigned byte = static_cast<unsigned char>(text[at + n]);
+        if (byte < row[n].low || byte > row[n].high) break;
+        bits = bits << 6 | (n > 0 ? byte & 0x3F : byte);
+      }
+      longest = std::max(longest, n);
+      // The mark of the length is in the upper bits of the first byte.
+      if (n == row.size())
+        value = bits & ((1ul << (n == 1 ? 7 : 5 * n + 1)) - 1);
+    }
+    if (value == 0xFFFD) result.second = std::min(result.second, at);
+    result.first += static_cast<wchar_t>(value);
+    at += longest;
+  }
+  return result;
+}
+
+TEST(Utf8buf, DecodesEverySequenceAcrossEveryEdge) {
+  const std::string_view first =
+      "A\x80\x8F\x90\x9F\xA0\xBF\xC1\xC2\xE0\xE1\xED\xEF\xF0\xF3\xF4\xF5";
+  std::vector<std::string> texts = {"12345678"};  // decoded as a block
+  const auto add = [&](std::string_view bytes) {
+    for (size_t n = texts.size(); n > 0; --n) {
+      for (const char byte : bytes) texts.push_back(texts[n - 1] + byte);
+    }
+  };
+  for (const std::string_view next : {first, first, "A\x80"sv, "A\xBF"sv}) {
+    add(next);
+  }
+  const std::vector<size_t> edges[] = {{99}, {1}, {2, 0, 3}};
+  for (const std::string& text : texts) {
+    const auto& [all, first_wrong] = decoded(text);
+    for (const std::vector<size_t>& sizes : edges) {
+      over_script replaces(text, sizes, encoding_errors::replace);
+      ASSERT_EQ(read_from(replaces), shown<wchar_t>(all)) << shown<char>(text);
+      over_script raises(text, sizes);
+      const std::string expected =
+          first_wrong == std::string::npos
+              ? ""
+              : "not UTF-8 at byte " + std::to_string(first_wrong);
+      ASSERT_EQ(nalo_test::raised_by([&] {
+                  while (raises.sbumpc() + 1 != 0) {
+                  };
+                }),
+                expected)
+          << shown<char>(text);
+    }
+  }
+}
+
+TEST(Utf8buf, EncodesEveryCharacter) {
+  const struct {
+    size_t area;
+    wchar_t step;
+  } rows[] = {{0, 101}, {1, 103}, {3, 107}, {4000, 1}};
+  for (const auto& row : rows) {
+    std::wstring all;
+    for (wchar_t ch = 0; ch < 0x110000; ch += row.step) {
+      if (ch < 0xD800 || ch > 0xDFFF) all += ch;
+    }
+    const auto size = std::ssize(all);
+    over_script writer("", {row.area});
+    EXPECT_EQ(writer.sputn(all.data(), size), size);
+    for (const wchar_t ch : all.substr(0, 1000)) writer.sputc(ch);
+    over_script reader(writer.below.output(), {row.area});
+    std::wstring again(all.size() + 1001, L'\0');
+    again.resize(static_cast<size_t>(reader.sgetn(again.data(), size + 1001)));
+    EXPECT_TRUE(again == all + all.substr(0, 1000)) << row.area;
+  }
+}
+
+TEST(Utf8buf, RaisesForCharactersWithoutABytesForm) {
+  for (const unsigned value : {0xD800u, 0xDFFFu, 0x110000u, 0xFFFFFFFFu}) {
+    const wchar_t text[] = {L'\xE9', static_cast<wchar_t>(value), L'b'};
+    for (const size_t area : {0u, 99u}) {
+      over_script raises("", {area}),
+          replaces("", {area}, encoding_errors::replace);
+      EXPECT_EQ(nalo_test::raised_by([&] { raises.sputn(text, 3); }),
+                "no UTF-8 for the wide character at byte 2");
+      EXPECT_EQ(raises.below.output(), "\xC3\xA9");
+      EXPECT_EQ(replaces.sputn(text, 3), 3);
+      EXPECT_EQ(replaces.below.output(),
+                "\xC3\xA9\xEF\xBF\xBD"
+                "b");
+    }
+  }
+  nalo::stringbuf text(
+      nalo::string("ab\xFF"
+                   "c"));
+  utf8buf buffer(&text);
+  nalo::wistream stream(&buffer);
+  text.sbumpc();  // positions are those of the text
+  EXPECT_EQ(read_from(buffer), "bnot UTF-8 at byte 2");
+  EXPECT_EQ(read_from(buffer), "c");
+}
+
+TEST(Utf8buf, KeepsTheContract) {
+  using nalo::testing::violations;
+  const auto text = nalo::testing::sample_text<wchar_t>(300);
+  over_script encoder("", {99});
+  encoder.sputn(text.data(), 300);
+  const auto make = [&](std::vector<size_t> areas) {
+    return std::make_unique<over_script>(encoder.below.output(), areas);
+  };
+  const auto written = [](over_script& buffer) {
+    const auto& [all, bad] = decoded(buffer.below.output());
+    return all;
+  };
+  for (const size_t area : {0u, 1u, 7u, 999u}) {
+    const auto reader = [&] { return make({area}); };
+    const auto writer = [&] {
+      return std::make_unique<over_script>("", std::vector{area});
+    };
+    EXPECT_EQ(nalo::testing::check_input<wchar_t>(reader, text), violations());
+    EXPECT_EQ(nalo::testing::check_output<wchar_t>(writer, written),
+              violations());
+  }
+}
+
+// Plays a script on a buffer: digits are characters read, '@' tells, '#' tells
+// for writing, '-' puts back, '!' synchronizes, '<' seeks to the last position
+// that was told, and other characters are written.
+std::string played(utf8buf& buffer, std::string_view script) {
+  std::string log;
+  nalo::streamoff told = 0;
+  const auto number = [&](auto n) { log += std::to_string(n) + ' '; };
+  for (const char step : script) {
+    if ('0' <= step && step <= '9') {
+      std::wstring text(static_cast<size_t>(step - '0'), L'\0');
+      buffer.sgetn(text.data(), step - '0');
+      log += shown<wchar_t>(text) + ' ';
+    } else if (step == '@' || step == '#') {
+      number(told =
+                 buffer.pubseekoff(0, ios_base::cur, step == '@' ? in : out));
+    } else if (step == '-') {
+      number(static_cast<int>(buffer.sungetc()));
+    } else if (step == '!') {
+      number(buffer.pubsync());
+    } else if (step == '<') {
+      number(nalo::streamoff(buffer.pubseekpos(told)));
+    } else {
+      number(static_cast<int>(buffer.sputc(static_cast<wchar_t>(step))));
+    }
+  }
+  return log;
+}
+
+// A file in memory with a text.
+int file_of(std::string_view text) {
+  const int fd = ::memfd_create("test", 0);
+  EXPECT_EQ(::pwrite(fd, text.data(), text.size(), 0), std::ssize(text));
+  return fd;
+}
+
+TEST(Utf8buf, HasThePositionsOfTheBytes) {
+  const std::string text = "a\xC3\xA9\xFF\xE2\x82\xAC\xF0\x9F\x98\x80z";
+  const struct {
+    const char *script, *in_file;
+    const char* in_string = nullptr;  // where that differs
+  } rows[] = {
+      {"@1@1@1@1@1@1@", R"(0 a 1 \xE9 3 \xFFFD 4 \x20AC 7 \x1F600 11 z 12 )"},
+      {"4@--@4<1-@", R"(a\xE9\xFFFD\x20AC 7 8364 65533 3 \xFFFD\x20AC\x1F600z )"
+                     R"(3 \xFFFD 65533 3 )"},
+      {"2!1@", R"(a\xE9 0 \xFFFD 4 )"},
+      // Reading and writing share a position in a file, and not in a string.
+      {"1x@#2", R"(a 120 2 2 \xFFFD\xFFFD )", R"(a 120 1 1 \xE9\xFFFD )"},
+      {"3#x@2", R"(a\xE9\xFFFD 4 120 5 \xFFFD\xFFFD )",
+       R"(a\xE9\xFFFD 0 120 4 \x20AC\x1F600 )"},
+  };
+  for (const auto& row : rows) {
+    nalo::owning_utf8buf<nalo::fdbuf> file(
+        encoding_errors::replace, file_of(text), nalo::fd_ownership::owned);
+    nalo::stringbuf bytes{nalo::string(text)};
+    utf8buf string(&bytes, encoding_errors::replace);
+    EXPECT_EQ(played(file, row.script), row.in_file) << row.script;
+    EXPECT_EQ(played(string, row.script),
+              row.in_string ? row.in_string : row.in_file)
+        << row.script;
+    EXPECT_EQ(file.pubseekoff(1, ios_base::cur), -1);
+    EXPECT_EQ(file.pubseekoff(-1, ios_base::end), -1);
+    EXPECT_EQ(file.pubseekoff(0, ios_base::end), 12);
+  }
+}
+
+TEST(Utf8buf, IsMovedAndSwappedInTheMiddleOfACharacter) {
+  using over_file = nalo::owning_utf8buf<nalo::fdbuf>;
+  over_file one(encoding_errors::raise, file_of("ab\xC3\xA9"),
+                nalo::fd_ownership::owned, 3u);
+  EXPECT_EQ(played(one, "1"), "a ");
+  over_file two(std::move(one)), none(encoding_errors::raise);
+  EXPECT_EQ(one.bytes()->fd(), -1);
+  EXPECT_EQ(played(two, "@1@"), "1 b 2 ");
+  swap(two, none);
+  EXPECT_EQ(played(none, "1-@"), "\\xE9 233 2 ");
+  one = std::move(none);
+  EXPECT_EQ(played(one, "1@"), "\\xE9 4 ");
+}
+
+TEST(Utf8buf, GoesOnWithACharacterThatWasTakenInPart) {
+  over_script buffer("\xE2\x82\xAC", {1});
+  buffer.below.play_.accepts = 1;
+  EXPECT_EQ(buffer.sputc(L'\u20AC'), 0x20ACu);
+  EXPECT_EQ(buffer.sputn(L"ab", 2), 0);
+  EXPECT_EQ(buffer.pubsync(), -1);
+  EXPECT_EQ(buffer.below.output(), "\xE2");
+  buffer.below.play_.accepts = 9;
+  EXPECT_EQ(buffer.sputn(L"ab", 2), 2);
+  EXPECT_EQ(buffer.below.output(),
+            "\xE2\x82\xAC"
+            "ab");
+}
+
+}  // namespace
