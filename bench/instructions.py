@@ -8,6 +8,7 @@ says. The counts hold for one compiler: with another there is nothing to
 compare, which is said and is no failure. --record writes the file anew.
 """
 import argparse
+import concurrent.futures
 import os
 import pathlib
 import re
@@ -18,37 +19,57 @@ RECORDED = pathlib.Path(__file__).parent / "instructions.txt"
 TOLERANCE = 1.03
 CASES = [
     "getline, one string, lines of 0 to 80",
+    "getline, new strings, lines of 20 to 39",
+    "getline, array, lines of 0 to 80",
     ">> string, words of 1 to 12",
+    ">> string, words of 200",
+    ">> array, words of 1 to 12",
+    "ignore a line of 0 to 80",
+    "get",
+    "peek and get",
+    "sbumpc",
+    ">> int",
     ">> long",
+    ">> double, short",
+    "<< int",
     "<< long",
+    "<< double, general, 6 digits",
     "<< text of 2 to 10, width 12",
+    "write 40 characters",
+    "write 1 character",
     "put",
+    "<< a report line",
     "string += character, 1000 times",
+    "string append 16 characters, 256 times",
 ]
 
 
-def count(command):
-    """The instructions that a program executes.
+def run_counted(command, *options):
+    """Runs a program; returns the instructions counted, and what it prints.
 
     The C library chooses among variants of memchr() and its like by what the
     processor offers; here it must choose the plainest, the same everywhere.
     """
     plain = "glibc.cpu.hwcaps=-AVX,-AVX2,-AVX512F,-ERMS,-FSRM,-SSE4_2"
-    output = subprocess.run(
+    done = subprocess.run(
         ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null",
-         *command],
+         *options, *command],
         check=True, text=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-        env={**os.environ, "GLIBC_TUNABLES": plain}).stderr
-    return int(re.search(r"Collected : (\d+)", output)[1])
+        env={**os.environ, "GLIBC_TUNABLES": plain})
+    return int(re.search(r"Collected : (\d+)", done.stderr)[1]), done.stdout
+
+
+def count(command):
+    """The instructions that a program executes."""
+    return run_counted(command)[0]
 
 
 def count_items(program, case):
     """The instructions for one item of a case."""
-    output = subprocess.run([program, case, "1"], check=True, text=True,
-                            stdout=subprocess.PIPE).stdout
-    items = int(output.split()[0])
-    # What one pass more costs: all that surrounds the passes falls out.
-    return (count([program, case, "3"]) - count([program, case, "2"])) / items
+    instructions, output = run_counted(
+        [program, case], "--collect-atstart=no",
+        "--toggle-collect=counted_pass")
+    return instructions / int(output.split()[0])
 
 
 def compiler(build_dir):
@@ -80,7 +101,9 @@ def main():
         print(f"recorded with {recorded()[0]}; {name} has nothing to compare")
         return 0
     program = options.build_dir / "bench" / "instructions"
-    counts = {case: count_items(program, case) for case in CASES}
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        counts = dict(zip(CASES, pool.map(
+            lambda case: count_items(program, case), CASES)))
 
     if options.record:
         RECORDED.write_text("\n".join(
@@ -88,11 +111,13 @@ def main():
             [""]))
         return 0
     worse = False
+    before = recorded()[1]
     for case, number in counts.items():
-        before = recorded()[1][case]
-        rise = number > before * TOLERANCE
+        rise = case not in before or number > before[case] * TOLERANCE
         worse |= rise
-        print(f"{number:8.1f}  {100 * (number / before - 1):+6.1f}%  {case}"
+        change = (f"{100 * (number / before[case] - 1):+6.1f}%"
+                  if case in before else "   new ")
+        print(f"{number:8.1f}  {change}  {case}"
               f"{'  MORE THAN RECORDED' if rise else ''}")
     if worse:
         print("If that has to be: bench/instructions.py BUILD_DIR --record")
