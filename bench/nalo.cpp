@@ -3,11 +3,13 @@
 #include <nalo/istream>
 #include <nalo/locale>
 #include <nalo/ostream>
-#if __has_include(<nalo/fstream>) && __has_include(<nalo/sstream>) && \
-    __has_include(<nalo/iostream>)
-#define NALO_BENCH_PROGRAMS
+#if __has_include(<nalo/fstream>)
 #include <nalo/fstream>
+#endif
+#if __has_include(<nalo/iostream>)
 #include <nalo/iostream>
+#endif
+#if __has_include(<nalo/sstream>)
 #include <nalo/sstream>
 #endif
 
@@ -28,12 +30,16 @@ struct Nalo {
   using ostream = nalo::basic_ostream<Char>;
   template <class Char>
   using string = nalo::basic_string<Char>;
-#ifdef NALO_BENCH_PROGRAMS
+#ifdef NALO_FSTREAM
   using ifstream = nalo::ifstream;
   using ofstream = nalo::ofstream;
+#endif
+#ifdef NALO_IOSTREAM
+  static nalo::istream& cin() { return nalo::cin; }
+#endif
+#ifdef NALO_SSTREAM
   using istringstream = nalo::istringstream;
   using ostringstream = nalo::ostringstream;
-  static nalo::istream& cin() { return nalo::cin; }
 #endif
 };
 

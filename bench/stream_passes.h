@@ -426,8 +426,7 @@ Passes stream_passes(Workload workload) {
     case Workload::array_lines:
       return {array_lines<Lib, Consume>, array_lines<Lib, Record>};
     case Workload::std_lines:
-      if constexpr (requires(typename Lib::template istream<char> & in,
-                             std::string & line) { getline(in, line); }) {
+      if constexpr (reads_std_string<Lib>) {
         return {std_lines<Lib, Consume>, std_lines<Lib, Record>};
       } else {
         return {};

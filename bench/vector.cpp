@@ -247,17 +247,6 @@ void array_words(const Input& in, Area& area) {
   for_each_word(in, word, [&](size_t) { seen.c_string(word.text); });
 }
 
-// One at a time, as a caller of get() has them, and with the end looked for
-// once for several.
-template <class Seen>
-void get_characters(const Input& in, Area& area) {
-  Seen seen(area);
-#pragma GCC unroll 8
-  for (size_t i = 0; i < in.size; ++i) {
-    seen.character(static_cast<int>(static_cast<unsigned char>(in.text[i])));
-  }
-}
-
 constexpr auto powers_of_10 = [] {
   std::array<uint64_t, 20> powers{1};
   for (size_t i = 1; i < powers.size(); ++i) powers[i] = 10 * powers[i - 1];
@@ -500,10 +489,6 @@ Passes vector_passes(Workload workload) {
       return {array_words<Consume>, array_words<Record>};
     case Workload::skip_lines:
       return {skip_lines<Consume>, skip_lines<Record>};
-    case Workload::get_characters:
-    case Workload::peek_characters:
-    case Workload::bump_characters:
-      return {get_characters<Consume>, get_characters<Record>};
     case Workload::read_ints:
       return {read_integers<Consume, int>, read_integers<Record, int>};
     case Workload::read_unsigneds:
