@@ -6,9 +6,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <signal.h>
-#include <sys/mman.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <memory>
@@ -16,6 +13,7 @@
 #include <string>
 #include <thread>
 
+#include "descriptor_model.h"
 #include "text.h"
 
 namespace {
@@ -23,43 +21,11 @@ namespace {
 using nalo::fd_ownership, nalo::ios_base;
 using nalo::testing::check_input, nalo::testing::check_output;
 using nalo::testing::sample_text, nalo::testing::violations;
-using nalo_test::put, nalo_test::taken;
+using nalo_test::content, nalo_test::descriptors;
+using nalo_test::put, nalo_test::taken, nalo_test::watched;
 
 constexpr auto in = ios_base::in, out = ios_base::out, app = ios_base::app;
 constexpr auto ate = ios_base::ate, trunc = ios_base::trunc;
-
-// What a file holds, or has come to an end of a connection.
-std::string content(int fd) {
-  std::string text(1000, '\0');
-  ssize_t n = ::pread(fd, text.data(), text.size(), 0);
-  if (n < 0) n = ::read(fd, text.data(), text.size());
-  text.resize(n < 0 ? 0 : static_cast<std::size_t>(n));
-  return text;
-}
-
-// Two descriptors: the ends of a connection that does not wait, or the same
-// open file. A text can be read from the first.
-struct descriptors {
-  explicit descriptors(std::string_view kind, std::string_view text = {}) {
-    if (kind == "sockets") {
-      ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends);
-    } else {
-      ends[0] =
-          kind == "file"
-              ? ::memfd_create("test", 0)
-              : ::open(kind.data(), kind == "/dev/full" ? O_WRONLY : O_RDONLY);
-      ends[1] = ::dup(ends[0]);
-    }
-    if (text.empty()) return;
-    EXPECT_GT(::write(ends[1], text.data(), text.size()), 0);
-    ::lseek(ends[1], 0, SEEK_SET);
-  }
-  ~descriptors() {
-    for (const int fd : ends) ::close(fd);
-  }
-
-  int ends[2];
-};
 
 TEST(Fdbuf, KeepsTheContract) {
   const std::string text = sample_text<char>(300);
@@ -78,6 +44,15 @@ TEST(Fdbuf, KeepsTheContract) {
   }
 }
 
+TEST(Fdbuf, DeliversEachByteOnceOrReports) {
+  for (std::uint64_t seed = 0; seed < 1000 && !HasFailure(); ++seed) {
+    nalo_test::choices random(seed);
+    nalo_test::descriptor_comparison both(random);
+    for (int steps = 0; steps < 60 && !HasFailure(); ++steps) both.step();
+    both.finish();
+  }
+}
+
 // Does a step of a script on a buffer, or at the other end of its descriptor:
 //   <3   takes up to three characters   >ab  writes "ab"
 //   -    puts the last one back         ?    counts what can be read
@@ -85,11 +60,13 @@ TEST(Fdbuf, KeepsTheContract) {
 //   !    synchronizes                   .    closes
 //   #    tells where the descriptor is  +ab  writes at the other end
 //   *    tells what came to the other end
+//   $    tells how many system calls there were since it was last asked
 std::string done(const std::string& step, nalo::fdbuf& buffer, int other) {
   const std::string argument = step.substr(1);
   const auto is = [&](char what) { return step[0] == what; };
   if (is('<')) return taken(buffer, std::stoul(argument));
   if (is('*')) return content(other);
+  if (is('$')) return std::to_string(std::exchange(watched.count, 0));
   if (is('.')) buffer.close();
   return std::to_string(
       is('>')       ? put(buffer, argument)
@@ -125,8 +102,13 @@ TEST(Fdbuf, WorksOnDescriptorsOfEachKind) {
       {"file", "abcdefghijklmnopq", 4, "<4 <4 - - - - - - - - - <17 - -",
        "abcd efgh 104 103 102 101 100 99 98 97 -1 abcdefghijklmnopq 113 112"},
       {"file", "abcdef", 99, "<3 @4 - <9 ? @99 <1 ?", "abc 4 -1 ef -1 99  -1"},
-      {"file", "abcdef", 99, "<2 ! # <1 . # <1", "ab 0 2 c -1 3 in:EBADF"},
+      {"file", "abcdef", 99, "<2 ! # <1 . # <1", "ab 0 2 c -1 6 in:EBADF"},
       {"file", "abcdef", 99, ">xy @ #", "2 2 0"},
+      // No system call where there is nothing to write and to give back.
+      {"file", "", 99, "! $ >x $ ! $ ! $ <1 ! $", "0 0 1 0 0 1 0 0  0 1"},
+      {"file", "abcd", 99, "<9 $ ! $ >x $ <1 $", "abcd 2 0 0 1 1  2"},
+      {"file", "abcd", 2, "<2 $ <1 $ >xy $", "ab 1 c 1 2 3"},
+      {"sockets", "abc", 99, "<1 $ ! $ ! >x ! $", "a 1 0 1 0 1 0 1"},
       // Elsewhere they are apart, and asking for input sends the output.
       {"sockets", "unread", 99, "? <2 >question ! * <2 @ @3 <1 . <1",
        "6 un 8 0 question re -1 -1 a -1 in:EBADF"},
@@ -140,6 +122,7 @@ TEST(Fdbuf, WorksOnDescriptorsOfEachKind) {
   for (const auto& row : rows) {
     const descriptors on(row.kind, row.text);
     nalo::fdbuf buffer(on.ends[0], fd_ownership::owned, row.size);
+    watched = {.fd = on.ends[0]};
     std::istringstream steps(row.script);
     std::string log;
     for (std::string step; steps >> step;) {
@@ -156,13 +139,17 @@ TEST(Fdbuf, WorksOnDescriptorsOfEachKind) {
 }
 
 TEST(Fdbuf, ClosesWhatItOwns) {
-  for (const char* const kind : {"file", "/dev/full"}) {
-    for (const auto ownership : {fd_ownership::borrowed, fd_ownership::owned}) {
+  for (const auto ownership : {fd_ownership::borrowed, fd_ownership::owned}) {
+    const bool is_owned = ownership == fd_ownership::owned;
+    for (const char* const kind : {"file", "/dev/full"}) {
       const descriptors on(kind);
       nalo::fdbuf(on.ends[0], ownership).sputc('x');
-      EXPECT_EQ(::fcntl(on.ends[0], F_GETFD) == -1,
-                ownership == fd_ownership::owned);
+      EXPECT_EQ(::fcntl(on.ends[0], F_GETFD) == -1, is_owned);
     }
+    // Another process may share the position of what is owned.
+    const descriptors on("file", "abc");
+    nalo::fdbuf(on.ends[0], ownership).sbumpc();
+    EXPECT_EQ(::lseek(on.ends[1], 0, SEEK_CUR), is_owned ? 3 : 1);
   }
   EXPECT_THROW(nalo::fdbuf(99999, fd_ownership::owned).close(),
                nalo::fd_output_error);
@@ -210,8 +197,11 @@ TEST(Fdbuf, OpensFilesAsTheModeSays) {
   EXPECT_EQ(status.pubseekoff(LONG_MIN, ios_base::cur), -1);
   EXPECT_THROW(nalo::fdbuf("/", out), nalo::fd_output_error);
   EXPECT_THROW(nalo::fdbuf("/nonexistent"), nalo::fd_input_error);
-  EXPECT_THROW(nalo::tThrow(nalo::fd_error("file", 7, "fails", EPIPE)),
-               nalo::fd_error);
+  nalo::fdbuf unreadable(::open("/proc/self/exe", O_PATH));
+  EXPECT_EQ(unreadable.in_avail(), 0) << "a file without position";
+  const nalo::fd_error error("file", 7, "fails", EPIPE, 3);
+  EXPECT_STREQ(error.what(), "fails: Broken pipe, after 3 characters");
+  EXPECT_THROW(nalo::tThrow(error), nalo::fd_error);
 }
 
 struct reopened : nalo::fdbuf {
@@ -220,23 +210,34 @@ struct reopened : nalo::fdbuf {
 
 TEST(Fdbuf, OpensOneFileAfterTheOther) {
   reopened buffer;
+  const auto open = [&](const char* path, ios_base::openmode mode) {
+    try {
+      buffer.open_(path, mode);
+      return 0;
+    } catch (const nalo::fd_input_error& error) {
+      return error.code();
+    }
+  };
+  EXPECT_EQ(open(nullptr, in), EFAULT);
   EXPECT_FALSE(buffer.is_open());
-  EXPECT_THROW(buffer.open_(nullptr, in), nalo::fd_input_error);
-  EXPECT_FALSE(buffer.is_open());
-  int pipe[2];
-  EXPECT_EQ(::pipe(pipe), 0);
-  const std::string end = "/proc/self/fd/" + std::to_string(pipe[0]);
-  EXPECT_THROW(buffer.open_(end.c_str(), in | ate), nalo::fd_input_error);
-  for (const char* text : {"abc", "de"}) {
-    const descriptors file("file", text);
-    const auto path = "/proc/self/fd/" + std::to_string(file.ends[0]);
-    buffer.open_(path.c_str(), in | out | ate);
-    EXPECT_THROW(buffer.open_(path.c_str(), in), nalo::fd_input_error);
-    put(buffer, "x");
+  const descriptors file("file", "abc"), pipe("pipe");
+  const auto path = "/proc/self/fd/" + std::to_string(file.ends[0]);
+  const auto pipe_path = "/proc/self/fd/" + std::to_string(pipe.ends[0]);
+  EXPECT_EQ(open(pipe_path.c_str(), in | ate), ESPIPE);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(open(path.c_str(), in), 0);
+    EXPECT_EQ(open(path.c_str(), in), EBUSY);
+    buffer.sbumpc();
+    buffer.pubsync();
+    EXPECT_EQ(::lseek(buffer.fd(), 0, SEEK_CUR), 1);
     buffer.close();
-    EXPECT_EQ(content(file.ends[1]), text + std::string("x"));
+    // What turns out to have no position is followed by what has one.
+    EXPECT_EQ(::write(pipe.ends[1], "de", 2), 2);
+    EXPECT_EQ(open(pipe_path.c_str(), in), 0);
+    EXPECT_EQ(buffer.sbumpc(), 'd');
+    buffer.pubsync();
+    buffer.close();
   }
-  for (const int fd : pipe) ::close(fd);
 }
 
 TEST(Fdbuf, MovesWithAllThatItHolds) {
@@ -263,45 +264,33 @@ TEST(Fdbuf, MovesWithAllThatItHolds) {
   EXPECT_FALSE(to.is_open());
   EXPECT_EQ(put(pending, "12345678"), 8) << "the size goes along";
   EXPECT_EQ(content(sockets.ends[1]), "xy12345678");
+
+  // A buffer that has found out that there is no position takes over a file.
+  EXPECT_EQ(::write(sockets.ends[1], "gh", 2), 2);
+  const descriptors file("file", "abc");
+  for (const int position : {-1, 0}) {
+    pending.sgetc();
+    pending.pubsync();
+    EXPECT_EQ(::lseek(pending.fd(), 0, SEEK_CUR), position);
+    pending = nalo::fdbuf(file.ends[0]);
+  }
 }
 
-TEST(Fdbuf, TransfersGoOnAfterInterruptions) {
-  struct sigaction action = {};
-  action.sa_handler = [](int) {};
-  ::sigaction(SIGUSR1, &action, nullptr);
-  const std::string text = sample_text<char>(1'500'000);
-  std::string arrived;
-  const descriptors sockets("sockets");
-  for (const int fd : sockets.ends) ::fcntl(fd, F_SETFL, 0);  // they wait
-  std::thread echo([&, waiting = ::pthread_self()] {
-    nalo::fdbuf end(sockets.ends[1]);
-    for (std::size_t step = 0; step < 60; ++step) {
-      ::usleep(1000);
-      ::pthread_kill(waiting, SIGUSR1);
-      if (step < 30) {
-        arrived += taken(end, 50'000);
-      } else {
-        end.sputn(&arrived[(step - 30) * 50'000], 50'000);
-      }
-    }
-  });
-  // A part goes past the put area, and the rest through it.
-  nalo::fdbuf buffer(sockets.ends[0], fd_ownership::borrowed, 1'000'000);
-  buffer.sputn(text.data(), 1'000'000);
-  buffer.sputn(text.data() + 1'000'000, 500'000);
-  EXPECT_TRUE(taken(buffer, text.size()) == text);
-  echo.join();
-}
-
-// Nothing may unwind through a destructor, which writes. Opening may unwind.
-TEST(Fdbuf, IsDestroyedAndOpenedUnderCancellation) {
+// Nothing may unwind through a destructor, which writes, nor come between
+// forgetting a descriptor and closing it. Opening may unwind.
+TEST(Fdbuf, IsClosedAndOpenedUnderCancellation) {
   const descriptors file("file");
-  int is_off = 1;
+  int is_off = 1, next = -1;
   std::thread([&] {
     {
       nalo::fdbuf buffer(file.ends[0]);
       buffer.sputc('x');
+      nalo::fdbuf closed(::dup(file.ends[0]), fd_ownership::owned);
+      const int fd = closed.fd();
       ::pthread_cancel(::pthread_self());
+      closed.close();
+      next = ::dup(file.ends[0]);  // gets the number that has become free
+      EXPECT_EQ(next, fd);
     }
     ::pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &is_off);
     try {  // makes the address sanitizer forget the frames that are about to go
@@ -313,6 +302,7 @@ TEST(Fdbuf, IsDestroyedAndOpenedUnderCancellation) {
   }).join();
   EXPECT_EQ(is_off, PTHREAD_CANCEL_ENABLE);
   EXPECT_EQ(content(file.ends[1]), "x");
+  EXPECT_EQ(::close(next), 0) << "closed twice";
 }
 
 }  // namespace

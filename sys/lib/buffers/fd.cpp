@@ -20,11 +20,13 @@ namespace {
 
 constexpr const char* kFile = "sys/lib/buffers/fd.cpp";
 
-// Raises the error of the system call that has just failed.
+// Raises the error of the system call that has just failed, after so many
+// characters of a block.
 template <class Error>
-[[noreturn]] void raise(int line, const char* action) {
+[[noreturn]] void raise(int line, const char* action,
+                        streamsize transferred = 0) {
   const int code = errno;
-  tThrow(Error(kFile, line, action, code));
+  tThrow(Error(kFile, line, action, code, transferred));
 }
 
 // Repeats a system call for as long as signals interrupt it.
@@ -99,13 +101,21 @@ int open_file(const char* path, ios_base::openmode mode) {
   tThrow(fd_input_error(kFile, __LINE__, action.c_str(), code));
 }
 
+std::string message(const char* action, int code, streamsize transferred) {
+  std::string text = action + (": " + std::generic_category().message(code));
+  if (transferred != 0) {
+    text += ", after " + std::to_string(transferred) + " characters";
+  }
+  return text;
+}
+
 }  // namespace
 
-fd_error::fd_error(const char* file, int line, const char* action, int code)
-    : exception(
-          file, line,
-          (action + (": " + std::generic_category().message(code))).c_str()),
-      code_(code) {}
+fd_error::fd_error(const char* file, int line, const char* action, int code,
+                   streamsize transferred)
+    : exception(file, line, message(action, code, transferred).c_str()),
+      code_(code),
+      transferred_(transferred) {}
 fd_error::~fd_error() = default;
 void fd_error::throw_self() { throw fd_error(*this); }
 
@@ -144,6 +154,7 @@ void fdbuf::swap(fdbuf& other) noexcept {
   streambuf::swap(other);
   std::swap(fd_, other.fd_);
   std::swap(ownership_, other.ownership_);
+  std::swap(has_position_, other.has_position_);
   std::swap(size_, other.size_);
   get_area_.swap(other.get_area_);
   put_area_.swap(other.put_area_);
@@ -170,17 +181,19 @@ void fdbuf::open_(const char* path, ios_base::openmode mode) {
   fd_ = open_file(path, mode);
   if (!is_open()) raise_cannot_open(path, mode);
   ownership_ = fd_ownership::owned;
+  has_position_ = true;
 }
 
 void fdbuf::close() {
-  if (fd_ == -1) return;
+  if (!is_open()) return;
+  const bool is_owned = ownership_ == fd_ownership::owned;
   write_out_();
-  give_back_();
-  const int fd = fd_;
-  fd_ = -1;
+  // Others may share the position of what is owned, as after fork().
+  if (!is_owned && gptr() < egptr()) give_back_();
+  const int fd = std::exchange(fd_, -1);
   setg(nullptr, nullptr, nullptr);
   setp(nullptr, nullptr);
-  if (ownership_ == fd_ownership::owned && close_file(fd) == -1) {
+  if (is_owned && close_file(fd) == -1) {
     raise<fd_output_error>(__LINE__, "cannot close");
   }
 }
@@ -195,9 +208,9 @@ void fdbuf::start_input_() {
   }
 }
 
-size_t fdbuf::read_(char* to, size_t n) {
+size_t fdbuf::read_(char* to, size_t n, streamsize taken) {
   const ssize_t got = uninterrupted([&] { return ::read(fd_, to, n); });
-  if (got == -1) raise<fd_input_error>(__LINE__, "cannot read");
+  if (got == -1) raise<fd_input_error>(__LINE__, "cannot read", taken);
   return static_cast<size_t>(got);
 }
 
@@ -214,61 +227,93 @@ void fdbuf::keep_(const char* read, size_t n) noexcept {
   setg(begin, start, start);
 }
 
+// Reads into the empty get area. Returns 0 at the end of input.
+size_t fdbuf::fill_(streamsize taken) {
+  keep_(gptr(), 0);
+  const size_t n = read_(gptr(), size_, taken);
+  setg(eback(), gptr(), gptr() + n);
+  return n;
+}
+
 fdbuf::int_type fdbuf::underflow() {
   start_input_();
-  keep_(gptr(), 0);
-  const size_t n = read_(gptr(), size_);
-  setg(eback(), gptr(), gptr() + n);
-  return n == 0 ? traits_type::eof() : traits_type::to_int_type(*gptr());
+  if (fill_(0) == 0) return traits_type::eof();
+  return traits_type::to_int_type(*gptr());
+}
+
+// Takes up to n characters, where the get area has none; more than it holds go
+// past it. Returns 0 at the end of input.
+streamsize fdbuf::take_(char* to, streamsize n, streamsize taken) {
+  const auto size = static_cast<size_t>(n);
+  if (size < size_) {
+    fill_(taken);
+    return streambuf::xsgetn(to, std::min(n, egptr() - gptr()));
+  }
+  const size_t got = read_(to, size, taken);
+  keep_(to, got);
+  return static_cast<streamsize>(got);
 }
 
 streamsize fdbuf::xsgetn(char* strng, streamsize sz) {
-  const auto size = static_cast<streamsize>(size_);
-  if (sz < size) return streambuf::xsgetn(strng, sz);
-  streamsize taken = streambuf::xsgetn(strng, std::min(sz, egptr() - gptr()));
-  while (sz - taken >= size) {
-    start_input_();
-    const size_t n = read_(strng + taken, static_cast<size_t>(sz - taken));
-    if (n == 0) return taken;
-    keep_(strng + taken, n);
-    taken += static_cast<streamsize>(n);
+  if (sz <= egptr() - gptr()) return streambuf::xsgetn(strng, sz);
+  start_input_();  // which may raise, before anything is taken
+  streamsize taken = streambuf::xsgetn(strng, egptr() - gptr());
+  while (taken < sz) {
+    const streamsize n = take_(strng + taken, sz - taken, taken);
+    if (n == 0) break;
+    taken += n;
   }
-  return taken + streambuf::xsgetn(strng + taken, sz - taken);
+  return taken;
 }
 
 streamsize fdbuf::showmanyc() {
+  const int flags = ::fcntl(fd_, F_GETFL);
+  if (flags == -1 || (flags & O_ACCMODE) == O_WRONLY) return -1;
   struct stat status = {};
   ::fstat(fd_, &status);
   // The files of /proc say that they are empty, and are not.
   if (S_ISREG(status.st_mode) && status.st_size > 0) {
-    const off_t at = ::lseek(fd_, 0, SEEK_CUR) + (pptr() - pbase());
-    return at < status.st_size ? status.st_size - at : -1;
+    const off_t at = ::lseek(fd_, 0, SEEK_CUR);
+    if (at == -1) return 0;
+    const off_t pending = pptr() - pbase();
+    const bool to_the_end = pending != 0 && (flags & O_APPEND) != 0;
+    const off_t left = to_the_end ? 0 : status.st_size - at - pending;
+    return left > 0 ? left : -1;
   }
   int waiting = 0;
   return ::ioctl(fd_, FIONREAD, &waiting) == 0 ? std::max(waiting, 0) : 0;
 }
 
 // Moves the position back to the first character that was not read and empties
-// the get area. Input that cannot go back stays where it is.
+// the get area. Input that cannot go back stays where it is: pipes and sockets
+// have no position, and some devices accept lseek() without moving.
 void fdbuf::give_back_() noexcept {
-  if (::lseek(fd_, gptr() - egptr(), SEEK_CUR) != -1) {
-    setg(nullptr, nullptr, nullptr);
-  }
+  if (!has_position_) return;
+  const off_t unread = egptr() - gptr();
+  const off_t at = ::lseek(fd_, 0, SEEK_CUR);
+  has_position_ = at != -1 && (unread == 0 ||
+                               ::lseek(fd_, -unread, SEEK_CUR) == at - unread);
+  if (has_position_) setg(nullptr, nullptr, nullptr);
 }
 
 // Output.
 
 void fdbuf::start_output_() {
-  if (fd_ == -1) write_(nullptr, 0);  // fails before anything is kept
+  if (!is_open()) {
+    errno = EBADF;
+    raise<fd_output_error>(__LINE__, "cannot write");
+  }
   if (!put_area_) put_area_ = std::make_unique_for_overwrite<char[]>(size_);
-  if (!pbase()) give_back_();
+  if (!pbase() && eback()) give_back_();
   write_out_();
   setp(put_area_.get(), put_area_.get() + size_);
 }
 
-size_t fdbuf::write_(const char* from, size_t n) {
+// Writes a part of a block, of which so much was written before.
+size_t fdbuf::write_(const char* from, size_t n, streamsize written) {
   const ssize_t put = uninterrupted([&] { return ::write(fd_, from, n); });
-  if (put == -1) raise<fd_output_error>(__LINE__, "cannot write");
+  if (put == 0) errno = EIO;  // trying again might never end
+  if (put <= 0) raise<fd_output_error>(__LINE__, "cannot write", written);
   return static_cast<size_t>(put);
 }
 
@@ -277,7 +322,7 @@ size_t fdbuf::write_(const char* from, size_t n) {
 void fdbuf::write_out_() {
   while (pptr() > pbase()) {
     const size_t pending = static_cast<size_t>(pptr() - pbase());
-    const size_t n = write_(pbase(), pending);
+    const size_t n = write_(pbase(), pending, 0);
     setp(pbase() + n, epptr());
     pbump(static_cast<long>(pending - n));
   }
@@ -292,18 +337,20 @@ fdbuf::int_type fdbuf::overflow(int_type ch) {
 }
 
 streamsize fdbuf::xsputn(const char* strng, streamsize sz) {
-  if (sz < static_cast<streamsize>(size_)) return streambuf::xsputn(strng, sz);
-  start_output_();
-  for (streamsize put = 0; put < sz;) {
+  const auto size = static_cast<streamsize>(size_);
+  if (sz >= size || sz > epptr() - pptr()) start_output_();
+  if (sz < size) return streambuf::xsputn(strng, sz);
+  streamsize put = 0;
+  while (put < sz) {
     put += static_cast<streamsize>(
-        write_(strng + put, static_cast<size_t>(sz - put)));
+        write_(strng + put, static_cast<size_t>(sz - put), put));
   }
-  return sz;
+  return put;
 }
 
 int fdbuf::sync() {
   write_out_();
-  give_back_();
+  if (gptr() < egptr()) give_back_();
   return 0;
 }
 
@@ -313,18 +360,18 @@ int fdbuf::sync() {
 // decides where it goes.
 streampos fdbuf::tell_() {
   if (pptr() > pbase() && (::fcntl(fd_, F_GETFL) & O_APPEND) != 0) write_out_();
+  const streamoff unread = egptr() - gptr();
   const streamoff pos = ::lseek(fd_, 0, SEEK_CUR);
-  return pos == -1 ? pos : pos - (egptr() - gptr()) + (pptr() - pbase());
+  // Less than was read is no position.
+  return pos < unread ? -1 : pos - unread + (pptr() - pbase());
 }
 
 streampos fdbuf::seekoff(streamoff off, ios_base::seekdir way,
                          ios_base::openmode) {
   if (way == ios_base::cur && off == 0) return tell_();
   write_out_();
-  if (way == ios_base::cur &&
-      __builtin_sub_overflow(off, egptr() - gptr(), &off)) {
-    return -1;
-  }
+  if (gptr() < egptr()) give_back_();
+  if (gptr() < egptr()) return -1;
   const int whence = way == ios_base::beg   ? SEEK_SET
                      : way == ios_base::cur ? SEEK_CUR
                                             : SEEK_END;

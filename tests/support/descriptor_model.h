@@ -1,0 +1,354 @@
+// Random operations of an fdbuf on descriptors of several kinds, while system
+// calls transfer less than they are asked for, are interrupted and fail. Each
+// byte is delivered or written once and in order, or the operation raises the
+// error of the call that failed.
+// For programs of one source file: it replaces read(), write() and lseek().
+#ifndef NALO_TESTS_DESCRIPTOR_MODEL_H
+#define NALO_TESTS_DESCRIPTOR_MODEL_H
+
+#include <nalo/buffers/fd>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "choices.h"
+
+namespace nalo_test {
+
+// The system calls on one descriptor.
+struct watched_calls {
+  int fd = -1;
+  size_t count = 0;
+  int failure = 0;             // the errno of the last one that failed
+  choices* random = nullptr;   // decides how they go; null: as they should
+  bool seeks_nowhere = false;  // lseek() returns 0 and does nothing
+};
+inline watched_calls watched;
+
+// Transfers up to n bytes, or nothing.
+template <class Transfer>
+ssize_t watched_transfer(size_t n, bool may_be_empty, Transfer transfer) {
+  ++watched.count;
+  const size_t fate = watched.random ? watched.random->below(16) : 0;
+  const int failures[] = {EINTR, EAGAIN, EIO};
+  ssize_t result = -1;
+  if (fate >= 1 && fate <= 3) {
+    errno = failures[fate - 1];
+  } else if (fate == 4 && may_be_empty) {
+    result = 0;
+    watched.failure = EIO;
+  } else {
+    result = transfer(fate < 10 ? n : 1 + watched.random->below(n));
+  }
+  if (result == -1 && errno != EINTR) watched.failure = errno;
+  return result;
+}
+
+// The next function of that name, which a cancellation reaches as before.
+template <class Function>
+Function* original(const char* name) {
+  return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace nalo_test
+
+// By other names, because the headers may define theirs inline.
+extern "C" {
+ssize_t nalo_test_read(int fd, void* to, size_t n) __asm__("read");
+ssize_t nalo_test_write(int fd, const void* from, size_t n) __asm__("write");
+off_t nalo_test_lseek(int fd, off_t off, int whence) __asm__("lseek");
+}
+
+ssize_t nalo_test_read(int fd, void* to, size_t n) {
+  static const auto read = nalo_test::original<decltype(::read)>("read");
+  if (fd != nalo_test::watched.fd) return read(fd, to, n);
+  std::memset(to, 0xA5, n);  // shows an array that is smaller
+  return nalo_test::watched_transfer(
+      n, false, [&](size_t part) { return read(fd, to, part); });
+}
+ssize_t nalo_test_write(int fd, const void* from, size_t n) {
+  static const auto write = nalo_test::original<decltype(::write)>("write");
+  if (fd != nalo_test::watched.fd) return write(fd, from, n);
+  return nalo_test::watched_transfer(
+      n, true, [&](size_t part) { return write(fd, from, part); });
+}
+off_t nalo_test_lseek(int fd, off_t off, int whence) {
+  static const auto lseek = nalo_test::original<decltype(::lseek)>("lseek");
+  if (fd != nalo_test::watched.fd) return lseek(fd, off, whence);
+  ++nalo_test::watched.count;
+  return nalo_test::watched.seeks_nowhere ? 0 : lseek(fd, off, whence);
+}
+
+namespace nalo_test {
+
+// The whole text of a file, or what has come to an end of a connection.
+inline std::string content(int fd) {
+  std::string text;
+  for (char block[4096];;) {
+    ssize_t n =
+        ::pread(fd, block, sizeof block, static_cast<off_t>(text.size()));
+    if (n < 0) n = ::read(fd, block, sizeof block);
+    if (n <= 0) return text;
+    text.append(block, static_cast<size_t>(n));
+  }
+}
+
+// Two descriptors: the ends of a connection that does not wait, or the same
+// open file. A text can be read from the first.
+struct descriptors {
+  explicit descriptors(std::string_view kind, std::string_view text = {}) {
+    if (kind == "sockets") {
+      ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends);
+      for (const int little = 1; const int fd : ends) {
+        ::setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &little, sizeof little);
+      }
+    } else if (kind == "pipe") {
+      EXPECT_EQ(::pipe2(ends, O_NONBLOCK), 0);
+      ::fcntl(ends[0], F_SETPIPE_SZ, 4096);
+    } else {
+      ends[0] =
+          kind == "file"
+              ? ::memfd_create("test", 0)
+              : ::open(kind.data(), kind == "/dev/full" ? O_WRONLY : O_RDONLY);
+      ends[1] = ::dup(ends[0]);
+    }
+    if (text.empty()) return;
+    EXPECT_GT(::write(ends[1], text.data(), text.size()), 0);
+    ::lseek(ends[1], 0, SEEK_SET);
+  }
+  ~descriptors() {
+    for (const int fd : ends) ::close(fd);
+  }
+
+  int ends[2];
+};
+
+class descriptor_comparison {
+ public:
+  explicit descriptor_comparison(choices& choose) : random_(choose) {
+    watched = {.fd = own_, .random = &random_, .seeks_nowhere = is(device)};
+    if (is(appended)) ::fcntl(own_, F_SETFL, O_APPEND);
+  }
+  ~descriptor_comparison() { watched = {}; }
+
+  void step() {
+    const size_t operation = random_.below(15);
+    const size_t n = random_.below(random_.one_of<size_t>({3, 20, 300, 9000}));
+    trace_ += ' ' + std::to_string(operation) + ':' + std::to_string(n);
+    const testing::ScopedTrace trace(__FILE__, __LINE__, trace_);
+    switch (operation) {
+      case 0:
+      case 1:
+      case 2:
+        return read(n);
+      case 3:
+      case 4:
+      case 5:
+        return is(input_pipe) ? read(n) : write(n);
+      case 6:
+        return put_back();
+      case 7:
+        return sync();
+      case 8:
+        return seek(n, nalo::ios_base::beg, 0);
+      case 9:
+        return seek(n, nalo::ios_base::cur, at_);
+      case 10:
+        return seek(n, nalo::ios_base::end, text_.size());
+      case 11:
+        return promise();
+      case 12:
+        return move();
+      case 13:
+        return send(n);
+      case 14:
+        return receive();
+    }
+  }
+
+  // Closes without failures.
+  void finish() {
+    const testing::ScopedTrace trace(__FILE__, __LINE__, trace_);
+    watched.random = nullptr;
+    do {
+      receive();
+      attempt([&] { return buffer_.close(), 0; });
+    } while (raised_ && !testing::Test::HasFailure());
+    expect_all_written();
+  }
+
+ private:
+  enum kind { file, appended, device, socket, input_pipe, output_pipe };
+  static constexpr auto no_character = static_cast<size_t>(-1);
+
+  bool is(kind k) const { return kind_ == k; }
+  bool has_position() const { return is(file) || is(appended); }
+  std::string rest() const { return text_.substr(std::min(at_, text_.size())); }
+  bool at_end() const {
+    return rest().empty() && (has_position() || has_hung_up_);
+  }
+  std::string fresh(size_t n) {
+    std::string text(n, '\0');
+    for (char& ch : text) ch = static_cast<char>(next_++);
+    return text;
+  }
+
+  // What an operation returns, or how much of a block was transferred when it
+  // raises. It raises when a system call has failed, and only then.
+  template <class Operation>
+  size_t attempt(Operation operation) {
+    watched.failure = 0;
+    raised_ = false;
+    try {
+      const auto result = static_cast<size_t>(operation());
+      EXPECT_EQ(watched.failure, 0);
+      return result;
+    } catch (const nalo::fd_error& error) {
+      EXPECT_EQ(error.code(), watched.failure);
+      raised_ = true;
+      return static_cast<size_t>(error.transferred());
+    }
+  }
+
+  void read(size_t n) {
+    std::string block(n, '?');
+    if (n == 1) {
+      const size_t ch = attempt([&] { return buffer_.sbumpc(); });
+      block.assign(!raised_ && ch != no_character, static_cast<char>(ch));
+    } else {
+      const auto size = static_cast<long>(n);
+      block.resize(attempt([&] { return buffer_.sgetn(block.data(), size); }));
+    }
+    EXPECT_EQ(block, rest().substr(0, block.size()));
+    at_ += block.size();
+    EXPECT_TRUE(raised_ || block.size() == n || at_end());
+    back_ = std::min(back_ + block.size(), nalo::fdbuf::putback_size);
+  }
+  void put_back() {
+    const size_t ch = attempt([&] { return buffer_.sungetc(); });
+    if (ch == no_character) {
+      EXPECT_EQ(back_, 0u);
+    } else {
+      EXPECT_EQ(static_cast<char>(ch), text_.at(--at_));
+      back_ -= back_ != 0;
+    }
+  }
+
+  void write(size_t n) {
+    std::string block = fresh(n);
+    const auto size = static_cast<long>(n);
+    const size_t put = attempt([&] {
+      return n == 1 ? buffer_.sputc(block[0]) != -1
+                    : buffer_.sputn(block.data(), size);
+    });
+    EXPECT_TRUE(raised_ || put == n);
+    block.resize(put);
+    if (!has_position()) {
+      output_ += block;
+    } else if (put != 0) {
+      if (is(appended)) at_ = text_.size();
+      text_.resize(std::max(text_.size(), at_ + put));
+      text_.replace(at_, put, block);
+      at_ += put;
+    }
+    forget_back();
+  }
+  void sync() {
+    const size_t result = attempt([&] { return buffer_.pubsync(); });
+    EXPECT_EQ(result, 0u);
+    forget_back();
+    if (!raised_) expect_all_written();
+  }
+  void expect_all_written() {
+    receive();
+    EXPECT_EQ(received_, output_);
+    if (!has_position()) return;
+    EXPECT_EQ(content(peer_), text_);
+    EXPECT_EQ(::lseek(peer_, 0, SEEK_CUR), static_cast<off_t>(at_));
+  }
+
+  // Also to places in front of the text and behind it.
+  void seek(size_t n, nalo::ios_base::seekdir way, size_t from) {
+    const auto off = static_cast<nalo::streamoff>(n) - 2;
+    const auto to = static_cast<nalo::streamoff>(from) + off;
+    const auto at = static_cast<nalo::streamoff>(attempt([&] {
+      return static_cast<nalo::streamoff>(buffer_.pubseekoff(off, way));
+    }));
+    forget_back();
+    if (raised_) return;
+    if (has_position()) {
+      EXPECT_EQ(at, to < 0 ? -1 : to);
+      if (to >= 0) at_ = static_cast<size_t>(to);
+    } else {
+      EXPECT_TRUE(at == -1 || (is(device) && at >= 0)) << at;
+    }
+  }
+  void forget_back() {
+    if (has_position() || is(device)) back_ = 0;
+  }
+
+  // What in_avail() promises is there.
+  void promise() {
+    const auto n = attempt([&] { return buffer_.in_avail(); });
+    EXPECT_TRUE(n <= rest().size() ||
+                (n == no_character && (at_end() || is(output_pipe))))
+        << n;
+  }
+  void move() {
+    nalo::fdbuf other(std::move(buffer_));
+    EXPECT_FALSE(buffer_.is_open());
+    buffer_ = std::move(other);
+  }
+
+  // The other end of a connection.
+  void send(size_t n) {
+    if (has_position() || is(output_pipe) || has_hung_up_) return;
+    if (n == 0) {
+      has_hung_up_ = ::shutdown(peer_, SHUT_WR) == 0;
+      return;
+    }
+    const std::string block = fresh(n);
+    const ssize_t sent = ::write(peer_, block.data(), n);
+    text_.append(block, 0, sent > 0 ? static_cast<size_t>(sent) : 0);
+  }
+  void receive() {
+    if (has_position() || is(input_pipe)) return;
+    received_ += content(peer_);
+    EXPECT_EQ(received_, output_.substr(0, received_.size()));
+  }
+
+  choices& random_;
+  const kind kind_ = static_cast<kind>(random_.below(6));
+  unsigned char next_ = 0;  // the bytes count on, so that each shows its place
+  std::string text_ = fresh(is(output_pipe) ? 0 : random_.below(256));
+  size_t at_ = 0;    // what was taken of the text, or the position in a file
+  size_t back_ = 0;  // how many characters can be put back at least
+  bool has_hung_up_ = false;
+  std::string output_, received_;  // by the other end
+  bool raised_ = false;
+  std::string trace_ = "operations" + std::to_string(kind_);
+
+  const descriptors ends_{has_position()             ? "file"
+                          : is(device) || is(socket) ? "sockets"
+                                                     : "pipe",
+                          text_};
+  const int own_ = ends_.ends[is(output_pipe)];
+  const int peer_ = ends_.ends[!is(output_pipe)];
+  nalo::fdbuf buffer_{own_, nalo::fd_ownership::borrowed,
+                      random_.one_of<size_t>({0, 2, 7, 100, 4096})};
+};
+
+}  // namespace nalo_test
+
+#endif
