@@ -103,8 +103,9 @@ def main():
             kept.write_text(json.dumps(results))
         print(f"timed in {seconds:.0f} s")
     rows, threads = report.read(results, list_goals(options.build_dir))
-    for missing in report.missing_peers(rows):
-        print(f"left out: {missing}")
+    if not options.filter:
+        for missing in report.missing_peers(rows):
+            print(f"left out: {missing}")
     print(report.text_table(rows))
     print(report.summary(rows))
     if threads:

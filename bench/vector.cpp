@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <charconv>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -263,9 +264,9 @@ uint64_t value_of_8_digits(uint64_t digits) {
          32;
 }
 
-// Reads digits, of which there are at most 19, and puts next behind them.
-uint64_t read_digits(const char*& next, const char* end) {
-  uint64_t value = 0;
+// Reads digits, of which there are at most 19 with those that value has been
+// made of, and puts next behind them.
+uint64_t read_digits(const char*& next, const char* end, uint64_t value = 0) {
   while (end - next >= 8) {
     uint64_t digits;
     std::memcpy(&digits, next, sizeof digits);
@@ -302,6 +303,119 @@ void read_integers(const Input& in, Area& area) {
       std::abort();
     }
     seen.value(static_cast<T>(negative ? 0 - value : value));
+  }
+}
+
+__extension__ using uint128_t = unsigned __int128;
+
+// The powers of ten that scale the digits of a number to its value, each as 128
+// bits of 5 to that power, the highest of them set. Exact for the powers from
+// 0, rounded up for the others.
+constexpr int largest_power = 54;
+constexpr auto powers_of_5 = [] {
+  std::array<uint128_t, 2 * largest_power + 1> powers{};
+  uint128_t power = 1;
+  for (size_t i = 0; i <= largest_power; ++i, power *= 5) {
+    uint128_t normal = power;
+    while (normal >> 127 == 0) normal <<= 1;
+    powers[largest_power + i] = normal;
+    if (i == 0) continue;
+
+    uint128_t quotient = 0;
+    uint128_t rest = 1;
+    while (quotient >> 127 == 0) {
+      rest <<= 1;
+      const bool bit = rest >= power;
+      if (bit) rest -= power;
+      quotient = quotient << 1 | bit;
+    }
+    powers[largest_power - i] = quotient + 1;
+  }
+  return powers;
+}();
+
+// Whether value * 10^power could be rounded to the double that is nearest. The
+// product with the upper half of the power of five decides nearly always.
+bool scale(uint64_t value, int power, double& result) {
+  if (value == 0 || power < -largest_power || power > largest_power) {
+    return false;
+  }
+  constexpr int exact_powers = 22;
+  if (value < uint64_t{1} << 53 && std::abs(power) <= exact_powers) {
+    const auto factor = static_cast<size_t>(std::abs(power));
+    static constexpr auto factors = [] {
+      std::array<double, exact_powers + 1> all{1};
+      for (size_t i = 1; i < all.size(); ++i) all[i] = 10 * all[i - 1];
+      return all;
+    }();
+    result = power < 0 ? static_cast<double>(value) / factors[factor]
+                       : static_cast<double>(value) * factors[factor];
+    return true;
+  }
+
+  const int zeros = std::countl_zero(value);
+  value <<= zeros;
+  const uint128_t five =
+      powers_of_5[static_cast<size_t>(largest_power + power)];
+  uint128_t product =
+      static_cast<uint128_t>(value) * static_cast<uint64_t>(five >> 64);
+  constexpr uint64_t below_rounding = ~uint64_t{0} >> 55;
+  if ((static_cast<uint64_t>(product >> 64) & below_rounding) ==
+      below_rounding) {
+    const uint128_t lower =
+        static_cast<uint128_t>(value) * static_cast<uint64_t>(five);
+    product += lower >> 64;
+  }
+  const auto high = static_cast<uint64_t>(product >> 64);
+  const auto low = static_cast<uint64_t>(product);
+  const int upper = static_cast<int>(high >> 63);
+  uint64_t mantissa = high >> (upper + 9);
+  // Near a tie, or where the exactness is in doubt.
+  if (low <= 1 || low == ~uint64_t{0}) return false;
+  int exponent = ((217706 * power) >> 16) + 63 + upper - zeros + 1023;
+  mantissa = (mantissa + (mantissa & 1)) >> 1;
+  if (mantissa == uint64_t{1} << 53) {
+    mantissa >>= 1;
+    ++exponent;
+  }
+  // With powers as small as these no exponent is out of range.
+  const uint64_t fraction = mantissa & ((uint64_t{1} << 52) - 1);
+  result =
+      std::bit_cast<double>(fraction | static_cast<uint64_t>(exponent) << 52);
+  return true;
+}
+
+// Digits with a point among them and at most 19 in all, as nearly all numbers
+// are; from_chars reads the others.
+template <class Seen>
+void read_doubles(const Input& in, Area& area) {
+  Seen seen(area);
+  const char* const end = in.text + in.size;
+  for (const char* next = skip_space(in.text, end); next != end;
+       next = skip_space(next, end)) {
+    const char* const first = next;
+    const bool negative = *next == '-';
+    next += negative;
+    const char* const digits = next;
+    uint64_t value = read_digits(next, end);
+    ptrdiff_t count = next - digits;
+    int power = 0;
+    if (next != end && *next == '.') {
+      const char* const fraction = ++next;
+      value = read_digits(next, end, value);
+      power = -static_cast<int>(next - fraction);
+      count -= power;
+    }
+    double number;
+    if (count == 0 || count > 19 || (next != end && *next == 'e') ||
+        !scale(value, power, number)) [[unlikely]] {
+      const auto read = std::from_chars(first, end, number);
+      if (read.ec != std::errc()) std::abort();
+      next = read.ptr;
+    } else if (negative) {
+      number = -number;
+    }
+    seen.value(number);
   }
 }
 
@@ -496,6 +610,8 @@ Passes vector_passes(Workload workload) {
               read_integers<Record, unsigned>};
     case Workload::read_longs:
       return {read_integers<Consume, long>, read_integers<Record, long>};
+    case Workload::read_doubles:
+      return {read_doubles<Consume>, read_doubles<Record>};
     case Workload::write_ints:
       return {write_ints, write_ints};
     case Workload::write_longs:
