@@ -114,8 +114,9 @@ void measure_threads(benchmark::State& state, Pass pass) {
 // every second.
 std::vector<Library> in_order(size_t sweep) {
   std::vector<Library> order(std::begin(libraries), std::end(libraries));
-  std::ranges::rotate(order, order.begin() + sweep / 2 % order.size());
-  if (sweep % 2 != 0) std::ranges::reverse(order);
+  std::rotate(order.begin(), order.begin() + sweep / 2 % order.size(),
+              order.end());
+  if (sweep % 2 != 0) std::reverse(order.begin(), order.end());
   return order;
 }
 
