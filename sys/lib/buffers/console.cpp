@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <string_view>
+#include <utility>
 
 namespace nalo::impl {
 
@@ -52,8 +53,8 @@ fdbuf::int_type consolebuf::overflow(int_type ch) {
   int_type result;
   {
     const shown_room room(*this);
-    const bool fits = pptr() < epptr() &&
-                      !traits_type::eq_int_type(ch, traits_type::eof());
+    const bool fits =
+        pptr() < epptr() && !traits_type::eq_int_type(ch, traits_type::eof());
     result = fits ? sputc(traits_type::to_char_type(ch)) : fdbuf::overflow(ch);
   }
   if (mode_ == buffering::none || ch == '\n') sync();
@@ -86,9 +87,9 @@ void consolebuf::end_buffering() noexcept {
 }
 
 console_buffers& the_console_buffers() noexcept {
-  static late<console_buffers> buffers;
-  static const bool made = (buffers.make(), true);
-  static_cast<void>(made);
+  static constinit late<console_buffers> buffers;
+  static constinit bool made = false;
+  if (!std::exchange(made, true)) buffers.make();
   return buffers.value_;
 }
 

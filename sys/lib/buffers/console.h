@@ -69,7 +69,8 @@ union late {
 template <class Istream, class Ostream>
 struct console_streams {
   template <class Buffer>
-  void make(Buffer* in_buffer, Buffer* out_buffer, Buffer* err_buffer) noexcept {
+  void make(Buffer* in_buffer, Buffer* out_buffer,
+            Buffer* err_buffer) noexcept {
     in.make(in_buffer);
     out.make(out_buffer);
     err.make(err_buffer);
@@ -84,9 +85,5 @@ struct console_streams {
 };
 
 }  // namespace nalo::impl
-
-// Defines a function that makes streams before the static objects of the
-// program or shared object are made.
-#define NALO_WHEN_LOADED [[gnu::constructor(101)]] void
 
 #endif

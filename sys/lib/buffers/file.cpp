@@ -64,4 +64,23 @@ streamsize filebuf::xsputn(const char* strng, streamsize sz) {
   return is_open() ? fdbuf::xsputn(strng, sz) : 0;
 }
 
+wfilebuf::~basic_filebuf() = default;
+
+wfilebuf* wfilebuf::open(const impl::file_path& path, ios_base::openmode mode) {
+  return self_or_null(this, [&] { open_(path, mode); });
+}
+
+wfilebuf* wfilebuf::close() {
+  return self_or_null(this, [&] { close_(); });
+}
+
+void wfilebuf::open_(const impl::file_path& path, ios_base::openmode mode) {
+  bytes()->open_(path, mode);
+}
+
+void wfilebuf::close_() {
+  forget_();
+  bytes()->close_();
+}
+
 }  // namespace nalo

@@ -1,6 +1,8 @@
 // The narrow console streams.
 #include <nalo/iostream>
 
+#include <utility>
+
 #include "console.h"
 
 namespace nalo {
@@ -18,20 +20,13 @@ constinit ostream& clog = streams.log.value_;
 
 namespace impl {
 
-NALO_API void make_console() noexcept {
-  static const bool made = [] {
-    console_buffers& buffers = the_console_buffers();
-    streams.make(&buffers.in, &buffers.out, &buffers.err);
-    return true;
-  }();
-  static_cast<void>(made);
+// Before the static objects are made, of the program as of shared objects.
+[[gnu::constructor(101)]] NALO_API void make_console() noexcept {
+  static constinit bool made = false;
+  if (std::exchange(made, true)) return;
+  console_buffers& buffers = the_console_buffers();
+  streams.make(&buffers.in, &buffers.out, &buffers.err);
 }
-
-namespace {
-
-NALO_WHEN_LOADED make_early() { make_console(); }
-
-}  // namespace
 
 }  // namespace impl
 

@@ -1,0 +1,2 @@
+#define NAME "other"
+#include "part.h"

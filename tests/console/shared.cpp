@@ -1,0 +1,2 @@
+#define NAME "shared"
+#include "part.h"
