@@ -109,11 +109,13 @@ TYPED_TEST(OwningStreams, MoveWithAllThatTheyHave) {
     EXPECT_EQ(moved_about(nalo::basic_ospanstream<Char>(array)),
               "2 4104 3 7 x");
     const temporary_file file("a" + rest);
-    EXPECT_EQ(moved_about(nalo::ifstream(file.path)), "2 4104 3 7 1 " + rest);
-    EXPECT_EQ(moved_about(nalo::fstream(file.path)),
+    EXPECT_EQ(moved_about(nalo::basic_ifstream<Char>(file.path)),
+              "2 4104 3 7 1 " + rest);
+    EXPECT_EQ(moved_about(nalo::basic_fstream<Char>(file.path)),
               "2 4104 3 7 1 " + rest.substr(1));
     EXPECT_EQ(file.text(), "ax" + rest.substr(1));
-    EXPECT_EQ(moved_about(nalo::ofstream(file.path)), "2 4104 3 7 ");
+    EXPECT_EQ(moved_about(nalo::basic_ofstream<Char>(file.path)),
+              "2 4104 3 7 ");
     EXPECT_EQ(file.text(), "x");
   }
 }
