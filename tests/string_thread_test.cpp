@@ -1,13 +1,45 @@
-// Strings that share a chunk and live on different threads. The checks say
-// little without a thread sanitizer, which sees every access that is not
-// ordered.
+// Strings that share a chunk and live on different threads or in different
+// processes. The checks of threads say little without a thread sanitizer, which
+// sees every access that is not ordered.
 #include <nalo/string>
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <string>
 #include <thread>
 #include <utility>
+
+// One block that child processes share.
+class shared_block : public nalo::memory_source {
+ public:
+  ~shared_block() override { munmap(block_, size_); }
+  void* allocate(size_t) override { return ++in_use_, block_; }
+  void deallocate(void*) noexcept override { --in_use_; }
+  int in_use() const { return in_use_; }
+
+ private:
+  static constexpr size_t size_ = 4096;
+  void* const block_ = mmap(nullptr, size_, PROT_READ | PROT_WRITE,
+                            MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  int in_use_ = 0;
+};
+
+TEST(ThreadString, CountsTheUsersOfAChunkInOtherProcesses) {
+  shared_block memory;
+  nalo::allocator ma(memory);
+  {
+    const nalo::string common(100, 'x', ma);
+    const pid_t child = fork();
+    for (int i = 0; i < 1000000; ++i) nalo::string(common, ma);
+    if (child == 0) _exit(0);
+    waitpid(child, nullptr, 0);
+    EXPECT_FALSE(common.shared());
+  }
+  EXPECT_EQ(memory.in_use(), 0);
+}
 
 TEST(ThreadString, UsesAChunkOnManyThreads) {
   const std::string text(100, 'x');

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <iterator>
 #include <map>
 #include <set>
@@ -198,6 +199,14 @@ std::vector<long> query(const S& s, const S& t, const Args<Char>& a,
       hash(S(t).assign(list.begin(), list.end())));
 }
 
+// A chunk comes back when its counter has reached 0.
+struct chunk_source : failing_source {
+  void deallocate(void* chunk) noexcept override {
+    EXPECT_EQ(*static_cast<std::uint64_t*>(chunk), 0u);
+    failing_source::deallocate(chunk);
+  }
+};
+
 template <class Char>
 class comparison {
   using string = nalo::basic_string<Char>;
@@ -346,7 +355,7 @@ class comparison {
   }
 
   choices& random_;
-  std::array<failing_source, 2> sources_;
+  std::array<chunk_source, 2> sources_;
   // Two allocators over one source are the same memory.
   std::array<nalo::allocator, 3> allocators_{nalo::allocator(sources_[0]),
                                              nalo::allocator(sources_[0]),
