@@ -45,8 +45,8 @@ class StringPrinter:
         in_place = value["bx_"]["buf_"]
         char = in_place.type.target().unqualified()
         capacity, size = int(value["rsrv_"]), int(value["size_"])
-        # Bxty::ptr_, the counter in front of it and aux_[1], as string_base
-        # describes its three modes.
+        # Bxty::ptr_, the counter in front of it and the words behind it, as
+        # string_base describes its three modes.
         pointer = value["bx_"]["ptr_"].cast(char.pointer())
         if capacity == 2**64 - 1:
             return f"{text(pointer, size)} (read-only, {size})"
@@ -58,7 +58,7 @@ class StringPrinter:
         counter = gdb.lookup_type("unsigned long").pointer()
         users = int((pointer.cast(counter) - 1).dereference())
         mode = f"heap, {size} of {capacity}, {users} user{'s'[:users != 1]}"
-        if int(value["bx_"]["aux_"][1]):
+        if int(value["bx_"]["aux_"][int(value["exposed_word_"])]):
             mode += ", handed out for writing"
         return f"{text(pointer, size)} ({mode})"
 

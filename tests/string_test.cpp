@@ -133,6 +133,62 @@ TYPED_TEST(String, RefusesWhatIsWrongAndStaysAsItWas) {
             read_only[4].second);
 }
 
+// A derived class that handles chunks itself.
+template <class Char>
+struct OwnChunks : nalo::basic_string<Char> {
+  using nalo::basic_string<Char>::basic_string;
+
+  void share(OwnChunks& other, OwnChunks& counts) {
+    this->bx_.ptr_ = other.bx_.ptr_;
+    counts.bx_.increment();
+    this->rsrv_ = other.rsrv_;
+    this->size_ = other.size_;
+  }
+  // Moves the text to a chunk that is as long.
+  void fit() {
+    volatile Char* const old = this->bx_.ptr_;
+    volatile Char* chunk = old - this->counter_sz_;
+    Char* const to = nalo::allocate_raw_chunk<Char>(this->size_ + this->extra_,
+                                                    *this->p_ma_) +
+                     this->counter_sz_;
+    nalo::char_traits<Char>::copy(to, this->c_str_(), this->size_ + 1);
+    this->bx_.init(to);
+    this->rsrv_ = this->size_;
+    if (this->bx_.decrement(old)) nalo::free_raw_chunk(chunk, *this->p_ma_);
+  }
+};
+
+TYPED_TEST(String, WritesOwnChunksOfADerivedClassOnlyWhileItIsTheOneUser) {
+  using S = OwnChunks<TypeParam>;
+  const TypeParam x = 'x';
+  const std::pair<const char*, void (*)(S&, TypeParam)> changes[] = {
+      {"+=", [](S& s, TypeParam ch) { s += ch; }},
+      {"append", [](S& s, TypeParam ch) { s.append(&ch, 1); }},
+      {"append a count", [](S& s, TypeParam ch) { s.append(2, ch); }},
+      {"assign", [](S& s, TypeParam ch) { s.assign(&ch, 1); }},
+      {"[]", [](S& s, TypeParam ch) { s[0] = ch; }},
+      {"clear", [](S& s, TypeParam) { s.clear(); }},
+  };
+  for (const auto& [name, change] : changes) {
+    for (const int how : {0, 1, 2, 3}) {
+      SCOPED_TRACE(testing::Message() << name << ", case " << how);
+      S a(this->text_.data(), 60, this->ma_), b(99, x, this->ma_), c(this->ma_);
+      a.reserve(100);
+      if (how & 1) a.data();
+      b.clear(true);
+      b.share(a, how & 2 ? a : b);
+      c.share(a, c);
+      change(a, x);
+      change(b, x);
+      EXPECT_EQ(c.c_str(), this->text_);
+      c.fit();
+      change(c, x);
+      EXPECT_NE(c.capacity(), 100u);
+      EXPECT_EQ(std::as_const(a), c);
+    }
+  }
+}
+
 TYPED_TEST(String, IsHandedOnWithoutCopies) {
   using S = typename TestFixture::string;
   using Arg = nalo::basic_string_funcarg<TypeParam>;
