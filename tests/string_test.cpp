@@ -210,7 +210,7 @@ TYPED_TEST(String, IsHandedOnWithoutCopies) {
   EXPECT_EQ(this->source_.requests(), 6);  // one for each, and the first
 
   size_t room = 0;
-  EXPECT_EQ(s.own_text_(room), std::as_const(s).data());
+  EXPECT_EQ(nalo::impl::string_access::own_text(s, room), s.c_str());
   EXPECT_EQ(room, 61u);
   const auto text_of = [](const Arg& arg) { return Arg(arg).c_str(); };
   EXPECT_EQ(text_of(text.c_str()), text.c_str());
