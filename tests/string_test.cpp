@@ -5,8 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <filesystem>
 #include <functional>
+#include <map>
+#include <memory_resource>
+#include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -191,6 +196,7 @@ TYPED_TEST(String, WritesOwnChunksOfADerivedClassOnlyWhileItIsTheOneUser) {
 
 TYPED_TEST(String, IsHandedOnWithoutCopies) {
   using S = typename TestFixture::string;
+  using T = typename TestFixture::model;
   using Arg = nalo::basic_string_funcarg<TypeParam>;
   const auto& text = this->text_;
   const auto returned = [this]() -> nalo::basic_string_retval<TypeParam> {
@@ -216,6 +222,17 @@ TYPED_TEST(String, IsHandedOnWithoutCopies) {
   EXPECT_EQ(text_of(text.c_str()), text.c_str());
   EXPECT_EQ(text_of(text), text.c_str());
   EXPECT_EQ(text_of(s), s.c_str());
+  // Nothing but an argument refers to the caller's text.
+  Arg moved(text), swapped(text), assigned(text), made(text);
+  S taken[] = {S(std::move(static_cast<S&>(moved))), S(), S(),
+               nalo::basic_string_retval<TypeParam>(std::move(made))};
+  taken[1].swap(swapped);
+  taken[2] = std::move(static_cast<S&>(assigned));
+  for (const S& str : taken) EXPECT_TRUE(str == text && !str.rvalue());
+  // A sum keeps the temporary strings among its operands.
+  auto kept = S(this->str_, 1, 59, this->ma_) + T(text) + Arg(text + text);
+  EXPECT_EQ(S(std::move(kept)), text.substr(1) + text + text + text);
+
   const auto keep = [&s](Arg arg) { s = arg; };
   keep(text);
   EXPECT_TRUE(s == text && !s.rvalue());
