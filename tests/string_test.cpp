@@ -242,6 +242,36 @@ TYPED_TEST(String, IsHandedOnWithoutCopies) {
   EXPECT_EQ(s, (text + TypeParam('+')).c_str());
 }
 
+TEST(StandardString, IsMadeOfAStringWhereverOneIsWanted) {
+  const nalo::string s("12");
+  std::string t = s;
+  t = s;
+  t += s;
+  t.append(s).insert(0, s);
+  const std::pmr::string allocated = s;
+  EXPECT_TRUE(t == "12121212" && s < t && t != s && allocated == s);
+  EXPECT_TRUE(t == s + std::string(s) + "1212");
+  t = s + '3';
+  const std::string sum = "0" + s + t, either = t.empty() ? t : s;
+  EXPECT_EQ(sum + either, "01212312");
+  std::optional<std::string> optional = s;
+  optional = s;
+  EXPECT_TRUE(optional == std::string(s));
+  std::vector<std::string> list{s};
+  list.push_back(s);
+  std::map<std::string, int> map{{s, 3}};
+  EXPECT_EQ(map[s] + map.at(list[1]), 6);
+  EXPECT_EQ([](const std::string& str) { return std::stoi(str); }(s), 12);
+  EXPECT_EQ(std::stoi(s) + std::stod(s), 24);
+  std::filesystem::path path(s);
+  path = s;
+  EXPECT_EQ(path.filename(), "12");
+  const std::wstring wide = nalo::wstring(L"wide");
+  EXPECT_EQ(wide, L"wide");
+  static_assert(!std::is_convertible_v<std::string, nalo::string> &&
+                !std::is_convertible_v<nalo::string, std::wstring>);
+}
+
 TYPED_TEST(String, HasTheStandardsTraits) {
   using Traits = nalo::char_traits<TypeParam>;
   const TypeParam text[] = {'a', TypeParam(0xE4), 0};

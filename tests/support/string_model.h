@@ -41,6 +41,9 @@ struct Model : std::basic_string<Char> {
   static Model c_str(const Char* ptr, size_t n) { return Model(ptr, n); }
   void clear(bool = false) { base::clear(); }
   void raw_resize(size_t n) { base::resize(n); }
+  bool contains(const auto& what) const {
+    return base::find(what) != base::npos;
+  }
   template <class From, class To>
   size_t replace_all(const From& from, const To& to) {
     const base what{from}, with{to};
@@ -175,17 +178,20 @@ std::vector<long> query(const S& s, const S& t, const Args<Char>& a,
 
   const auto sign = [](int order) { return (order > 0) - (order < 0); };
   return numbers(
-      s.find(key, a.pos), s.find(ptr, a.pos, n), s.find(a.ch), s.find(t),
-      s.rfind(key, a.pos), s.rfind(ptr, a.pos, n), s.rfind(ptr),
-      s.find_first_of(key, a.pos), s.find_first_of(ptr, a.pos, n),
-      s.find_first_of(a.ch), s.find_first_not_of(key, a.pos),
-      s.find_first_not_of(ptr, a.pos, n), s.find_first_not_of(a.ch),
-      s.find_last_of(key, a.pos), s.find_last_of(ptr, a.pos, n),
-      s.find_last_of(a.ch), s.find_last_not_of(key, a.pos),
-      s.find_last_not_of(ptr, a.pos, n), s.find_last_not_of(a.ch),
-      sign(s.compare(t)), sign(s.compare(ptr)), sign(s.compare(pos, a.n, ptr)),
-      sign(s.compare(pos, a.n, ptr, n)), sign(s.compare(pos, a.n, text)),
-      sign(s.compare(pos, a.n, text, pos2)), s == t, s < t, s == ptr, s < ptr,
+      s.starts_with(key), s.starts_with(ptr), s.starts_with(a.ch),
+      s.ends_with(key), s.ends_with(ptr), s.ends_with(a.ch), s.contains(key),
+      s.contains(ptr), s.contains(a.ch), s.contains(t), s.find(key, a.pos),
+      s.find(ptr, a.pos, n), s.find(a.ch), s.find(t), s.rfind(key, a.pos),
+      s.rfind(ptr, a.pos, n), s.rfind(ptr), s.find_first_of(key, a.pos),
+      s.find_first_of(ptr, a.pos, n), s.find_first_of(a.ch),
+      s.find_first_not_of(key, a.pos), s.find_first_not_of(ptr, a.pos, n),
+      s.find_first_not_of(a.ch), s.find_last_of(key, a.pos),
+      s.find_last_of(ptr, a.pos, n), s.find_last_of(a.ch),
+      s.find_last_not_of(key, a.pos), s.find_last_not_of(ptr, a.pos, n),
+      s.find_last_not_of(a.ch), sign(s.compare(t)), sign(s.compare(ptr)),
+      sign(s.compare(pos, a.n, ptr)), sign(s.compare(pos, a.n, ptr, n)),
+      sign(s.compare(pos, a.n, text)), sign(s.compare(pos, a.n, text, pos2)),
+      s == t, s < t, s == ptr, s < ptr,
       sign(s.compare(pos, a.n, text, pos2, a.n2)), s == text, s < text,
       s.length(), s.empty(), s[pos],
       s.empty() ? 0 : s.front() + s.at(0) + s.back(), copied, hash(to),
