@@ -93,8 +93,7 @@ int open_file(const char* path, ios_base::openmode mode) {
 
 [[noreturn]] void raise_cannot_open(const char* path, ios_base::openmode mode) {
   const int code = errno;
-  const std::string action =
-      "cannot open \"" + std::string(path ? path : "") + '"';
+  const std::string action = "cannot open \"" + std::string(path) + '"';
   if ((mode & (ios_base::out | ios_base::app)) != 0) {
     tThrow(fd_output_error(kFile, __LINE__, action.c_str(), code));
   }
@@ -174,6 +173,7 @@ fdbuf::~fdbuf() {
 }
 
 void fdbuf::open_(const char* path, ios_base::openmode mode) {
+  if (!path) path = "";
   if (is_open()) {
     errno = EBUSY;
     raise_cannot_open(path, mode);
