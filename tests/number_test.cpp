@@ -8,8 +8,11 @@
 
 #include <gtest/gtest.h>
 
+#include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -87,6 +90,33 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
         std::apply([&](auto... value) { (check(value), ...); }, types());
       }
     }
+  }
+}
+
+// Ties and carries, which random values seldom are.
+TEST(Number, OfFewDigitsIsRoundedAsToCharsDoes) {
+  const std::pair<ios_base::fmtflags, std::chars_format> notations[] = {
+      {ios_base::dec, std::chars_format::general},
+      {ios_base::scientific, std::chars_format::scientific},
+      {ios_base::fixed, std::chars_format::fixed}};
+  nalo_test::choices random(20241125);
+  for (int round = 0; round < 100'000 && !HasFailure(); ++round) {
+    const auto text = std::to_string(random.below(1'000'000)) + 'e' +
+                      std::to_string(30 - static_cast<int>(random.below(61)));
+    const double value = std::strtod(text.c_str(), nullptr);
+    const auto& [flags, format] = notations[random.below(3)];
+    const int precision = static_cast<int>(random.below(18));
+    char expected[100];
+    char* end =
+        std::to_chars(expected, std::end(expected), value, format, precision)
+            .ptr;
+    scripted_streambuf<char> buf({});
+    nalo::ostream out(&buf);
+    out.flags(flags);
+    out.precision(precision);
+    out << value;
+    EXPECT_EQ(buf.output(), std::string(expected, end))
+        << text << " flags " << flags << " precision " << precision;
   }
 }
 
