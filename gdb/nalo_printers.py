@@ -36,6 +36,9 @@ def bits(value, none):
     return "|".join(names) or none
 
 
+EXPOSED_WORD = 1  # string_base::exposed_word_; no debug information has it
+
+
 class StringPrinter:
     def __init__(self, value):
         self.value = value
@@ -45,7 +48,7 @@ class StringPrinter:
         in_place = value["bx_"]["buf_"]
         char = in_place.type.target().unqualified()
         capacity, size = int(value["rsrv_"]), int(value["size_"])
-        # Bxty::ptr_, the counter in front of it and the words behind it, as
+        # Bxty::ptr_, the counter in front of it and Bxty::exposed(), as
         # string_base describes its three modes.
         pointer = value["bx_"]["ptr_"].cast(char.pointer())
         if capacity == 2**64 - 1:
@@ -58,7 +61,7 @@ class StringPrinter:
         counter = gdb.lookup_type("unsigned long").pointer()
         users = int((pointer.cast(counter) - 1).dereference())
         mode = f"heap, {size} of {capacity}, {users} user{'s'[:users != 1]}"
-        if int(value["bx_"]["aux_"][int(value["exposed_word_"])]):
+        if int(value["bx_"]["aux_"][EXPOSED_WORD]):
             mode += ", handed out for writing"
         return f"{text(pointer, size)} ({mode})"
 

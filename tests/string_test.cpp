@@ -218,10 +218,12 @@ TYPED_TEST(String, IsHandedOnWithoutCopies) {
   size_t room = 0;
   EXPECT_EQ(nalo::impl::string_access::own_text(s, room), s.c_str());
   EXPECT_EQ(room, 61u);
-  const auto text_of = [](const Arg& arg) { return Arg(arg).c_str(); };
-  EXPECT_EQ(text_of(text.c_str()), text.c_str());
-  EXPECT_EQ(text_of(text), text.c_str());
-  EXPECT_EQ(text_of(s), s.c_str());
+  const auto refers_to = [](const Arg& arg, const TypeParam* ptr) {
+    return Arg(arg).c_str() == ptr;
+  };
+  EXPECT_TRUE(refers_to(text.c_str(), text.c_str()));
+  EXPECT_TRUE(refers_to(text, text.c_str()));
+  EXPECT_TRUE(refers_to(s, s.c_str()));
   // Nothing but an argument refers to the caller's text.
   Arg moved(text), swapped(text), assigned(text), made(text);
   S taken[] = {S(std::move(static_cast<S&>(moved))), S(), S(),
