@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <iterator>
 #include <new>
 #include <ranges>
@@ -219,6 +220,13 @@ TYPED_TEST(Stream, AnswersReportsCountsAndLeaves) {
   }
 }
 
+template <class T>
+struct converting {
+  operator T() const { return value; }
+  T value;
+};
+enum letter : char { letter_x = 'x' };
+
 TYPED_TEST(Stream, WritesTextsOfEveryKind) {
   using Char = TypeParam;
   using out = nalo::basic_ostream<Char>;
@@ -239,6 +247,9 @@ TYPED_TEST(Stream, WritesTextsOfEveryKind) {
   expect("abc", "..abc");
   expect("", ".....");
   expect(far, far);
+  expect(converting<char>{'x'}, "....x");
+  expect(converting<const char*>{"abc"}, "..abc");
+  expect(letter_x, "....x");
   expect(nullptr, "....0");
   expect(static_cast<const char*>(nullptr), "");
   expect(static_cast<const Char*>(nullptr), "");
@@ -370,10 +381,13 @@ TYPED_TEST(Stream, BufferCallsAVirtualOperationAtAnEdgeOnly) {
 }
 
 TEST(NarrowStream, ReadsEveryKindOfCharacterWithoutAName) {
-  scripted_streambuf<char> buf({.input = " \xFF b cdefg hij\nk"});
+  scripted_streambuf<char> buf({.input = " \xFF b ccdefg hij\nk"});
   unsigned char first = 0, word[4] = {};
   signed char second = 0, other[6] = {};
-  nalo::istream(&buf) >> first >> second >> word >> nalo::setw(3) >> other;
+  char third = 0;
+  nalo::istream(&buf) >> first >> second >> std::ref(third) >> word >>
+      nalo::setw(3) >> other;
+  EXPECT_EQ(third, 'c');
   EXPECT_EQ(first, 0xFF);
   EXPECT_EQ(second, 'b');
   EXPECT_STREQ(reinterpret_cast<char*>(word), "cde");
