@@ -226,6 +226,13 @@ struct converting {
   T value;
 };
 enum letter : char { letter_x = 'x' };
+template <class Char>
+struct other_traits : std::char_traits<Char> {};
+// What no std::string may be taken for.
+struct made_of_text {
+  made_of_text(const std::string&) {}
+};
+void operator<<(nalo::ostream&, const made_of_text&) = delete;
 
 TYPED_TEST(Stream, WritesTextsOfEveryKind) {
   using Char = TypeParam;
@@ -255,6 +262,7 @@ TYPED_TEST(Stream, WritesTextsOfEveryKind) {
   expect(static_cast<const Char*>(nullptr), "");
   expect(stream<Char>::no_buffer, "");
   expect(text, "..abc");
+  expect(std::basic_string<Char, other_traits<Char>>(text.c_str()), "..abc");
   expect(std::basic_string_view<Char>(text).substr(1), "...bc");
   expect(str, "..abc");
   expect(str + str, "abcabc");
