@@ -257,7 +257,8 @@ TYPED_TEST(Stream, WritesTextsOfEveryKind) {
   expect(converting<char>{'x'}, "....x");
   expect(converting<const char*>{"abc"}, "..abc");
   expect(letter_x, "....x");
-  expect(nullptr, "....0");
+  expect(nullptr, "nullptr");
+  expect(static_cast<const void*>(nullptr), "....0");
   expect(static_cast<const char*>(nullptr), "");
   expect(static_cast<const Char*>(nullptr), "");
   expect(stream<Char>::no_buffer, "");
