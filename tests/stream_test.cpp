@@ -66,6 +66,13 @@ struct stream : nalo::basic_iostream<Char> {
 template <class Base>
 struct late : Base {};
 
+// A manipulator of what input and output have in common.
+template <class Char>
+nalo::basic_ios<Char>& marked(nalo::basic_ios<Char>& ios) {
+  ios.width(ios.width() + 1);
+  return ios;
+}
+
 // What a call answers: a number, a text, or the elements of a range in
 // brackets.
 std::string told(long value) { return std::to_string(value); }
@@ -166,6 +173,8 @@ const row<Char> rows[] = {
      "a b c d", eof | fail, "[ d]", 7, ""},
 
     // Manipulators run in any state, without the width, and choose the result.
+    {CALL(io >> marked<Char>, io << marked<Char>, io.width()), "", good, "2", 7,
+     ""},
     {CALL(io << nalo::ends << nalo::endl, io.log()), "", good,
      "overflow(0) sync ", 7, "", "\\x00\\x0A"},
     {CALL(io.clear(bad), io << nalo::flush, io.log()), "", bad, "sync ", 7, ""},
@@ -283,9 +292,10 @@ template <class Out, class... T>
 constexpr bool any_insertable = (... || insertable<Out, T>);
 static_assert(!any_insertable<nalo::wostream, std::string, char8_t, char16_t,
                               const char16_t*, char32_t>);
-static_assert(
-    !any_insertable<nalo::ostream, nalo::istream, wchar_t, const wchar_t*,
-                    char8_t, const char8_t*, char16_t, char32_t>);
+static_assert(!any_insertable<nalo::ostream, nalo::istream, wchar_t,
+                              const wchar_t*, char8_t, const char8_t*, char16_t,
+                              char32_t, void (*)(), int (*)(const char*, ...),
+                              void (std::string::*)(), int std::string::*>);
 
 int ended = 0;
 
