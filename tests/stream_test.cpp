@@ -21,6 +21,14 @@
 #include "stream_model.h"
 #include "text.h"
 
+// Counts the characters that are searched, in place of the C library's.
+size_t searched;
+const wchar_t* wmemchr(const wchar_t* s, wchar_t ch, size_t n) noexcept {
+  const wchar_t* const found = std::find(s, s + n, ch);
+  searched += static_cast<size_t>(found - s);
+  return found == s + n ? nullptr : found;
+}
+
 namespace {
 
 using namespace nalo_test;
@@ -414,6 +422,28 @@ TEST(NarrowStream, ReadsEveryKindOfCharacterWithoutAName) {
   nalo::string line;
   getline(nalo::istream(&buf), line);
   EXPECT_STREQ(line.c_str(), " hij");
+}
+
+TEST(WideStream, SearchesEachRunOnce) {
+  void (*const extractions[])(nalo::wistream&) = {
+      [](auto& in) { in.ignore(100, L':'); },
+      [](auto& in) {
+        wchar_t line[100];
+        in.getline(line, 100, L':');
+      },
+      [](auto& in) {
+        nalo::wstring line;
+        getline(in, line, L':');
+      }};
+  for (const auto extract : extractions) {
+    scripted_streambuf<wchar_t> buf(
+        {.input = std::wstring(40, L'a') + L':', .get_areas = {20}});
+    nalo::wistream in(&buf);
+    in.peek();
+    searched = 0;
+    extract(in);
+    EXPECT_EQ(searched, 40);
+  }
 }
 
 TEST(WideStream, FindsNoDelimiterThatReadsAsTheEnd) {

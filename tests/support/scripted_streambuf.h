@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <exception>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -21,10 +22,13 @@
 namespace nalo_test {
 
 // How a call fails: it raises a library error, a std::exception or an int,
-// refuses (eof, -1, a count of 0, no memory), or its thread is cancelled.
-enum class fault { none, library, standard, other, refusal, cancel };
+// refuses (eof, -1, a count of 0, no memory), or its thread is cancelled. Or it
+// does its work, and meddles with the stream that calls.
+enum class fault { none, library, standard, other, refusal, cancel, meddle };
+inline std::function<void()> meddle;
 
 inline void raise(fault kind) {
+  if (kind == fault::meddle) meddle();
   if (kind == fault::library) throw nalo::exception("script", 1, "library");
   if (kind == fault::standard) throw std::runtime_error("standard");
   if (kind == fault::other) throw 42;
