@@ -455,6 +455,45 @@ TEST(WideStream, FindsNoDelimiterThatReadsAsTheEnd) {
   EXPECT_EQ(in.gcount(), 1);
 }
 
+// A facet that tells when it goes while a buffer is at work.
+bool buffer_at_work, facet_gone;
+template <class Char>
+struct mortal_ctype : nalo::ctype<Char> {
+  ~mortal_ctype() override { facet_gone |= buffer_at_work; }
+};
+
+TYPED_TEST(Stream, KeepsTheFacetItReadsByWhenTheBufferImbuesIt) {
+  using Char = TypeParam;
+  using in = nalo::basic_istream<Char>;
+  const std::pair<void (*)(in&), size_t> rows[] = {
+      {[](in& from) { from.sentry(false); }, 2},
+      {[](in& from) { from >> nalo::ws; }, 1},
+      {[](in& from) {
+         Char word[3];
+         from >> word;
+       },
+       4},
+      {[](in& from) {
+         nalo::basic_string<Char> word;
+         from >> word;
+       },
+       4}};
+  for (const auto& [extract, call] : rows) {
+    scripted_streambuf<Char> buf(
+        {.input = widened<Char>("  ab "), .get_areas = {1}});
+    in from(&buf);
+    from.imbue(nalo::locale(from.getloc(), new mortal_ctype<Char>));
+    meddle = [&from] {
+      const while_set now(buffer_at_work, true);
+      from.imbue(nalo::locale::classic());
+    };
+    facet_gone = false;
+    raised_by([&, &extract = extract] { extract(from); }, call, fault::meddle);
+    EXPECT_FALSE(facet_gone) << call;
+    EXPECT_TRUE(from.getloc() == nalo::locale::classic()) << call;
+  }
+}
+
 // Pretends a number of characters, of which only the first in each get area is
 // there. Behind them comes the end, or a code that is no character.
 constexpr int code = 0x12345;
