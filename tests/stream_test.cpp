@@ -494,6 +494,15 @@ TYPED_TEST(Stream, KeepsTheFacetItReadsByWhenTheBufferImbuesIt) {
   }
 }
 
+TYPED_TEST(Stream, PadsIntoTheBufferThatAnOverflowPutInPlace) {
+  scripted_streambuf<TypeParam> first({.put_areas = {0}}), second({});
+  nalo::basic_ostream<TypeParam> out(&first);
+  meddle = [&] { out.rdbuf(&second); };
+  raised_by([&] { out << nalo::setw(3) << "x"; }, 1, fault::meddle);
+  EXPECT_EQ(shown<TypeParam>(first.output()), " ");
+  EXPECT_EQ(shown<TypeParam>(second.output()), " x");
+}
+
 // Pretends a number of characters, of which only the first in each get area is
 // there. Behind them comes the end, or a code that is no character.
 constexpr int code = 0x12345;
