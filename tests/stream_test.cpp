@@ -503,6 +503,30 @@ TYPED_TEST(Stream, PadsIntoTheBufferThatAnOverflowPutInPlace) {
   EXPECT_EQ(shown<TypeParam>(second.output()), " x");
 }
 
+// Lets pptr() pass epptr(), which hardened builds stop.
+#ifndef NALO_HARDENED
+template <class Char>
+struct overrun_streambuf : nalo::basic_streambuf<Char> {
+  using int_type = typename nalo::char_traits<Char>::int_type;
+  overrun_streambuf() {
+    this->setp(area, area + 2);
+    this->pbump(4);
+  }
+  int_type overflow(int_type ch) override {
+    return drained += static_cast<char>(ch), ch;
+  }
+  Char area[40] = {};
+  std::string drained;
+};
+TYPED_TEST(Stream, WritesNothingBehindThePutArea) {
+  overrun_streambuf<TypeParam> buf;
+  nalo::basic_ostream<TypeParam> out(&buf);
+  out.put('a') << TypeParam('b') << nalo::setw(3) << "c" << 12345;
+  EXPECT_EQ(buf.drained, "ab  c12345");
+  EXPECT_EQ(std::ranges::count(buf.area, TypeParam()), 40);
+}
+#endif
+
 // Pretends a number of characters, of which only the first in each get area is
 // there. Behind them comes the end, or a code that is no character.
 constexpr int code = 0x12345;
