@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cwchar>
 #include <functional>
 #include <iterator>
 #include <new>
@@ -21,12 +22,14 @@
 #include "stream_model.h"
 #include "text.h"
 
-// Counts the characters that are searched, in place of the C library's.
+// Counts the characters that are searched, in place of the C library's, whose
+// declarations differ between the compilers.
 size_t searched;
-const wchar_t* wmemchr(const wchar_t* s, wchar_t ch, size_t n) noexcept {
+using wide_place = decltype(wmemchr(L"", L'x', 0));
+wide_place wmemchr(const wchar_t* s, wchar_t ch, size_t n) noexcept {
   const wchar_t* const found = std::find(s, s + n, ch);
   searched += static_cast<size_t>(found - s);
-  return found == s + n ? nullptr : found;
+  return found == s + n ? nullptr : const_cast<wide_place>(found);
 }
 
 namespace {
