@@ -1,16 +1,21 @@
 // The buffers over memory, strings and the standard library's buffers.
+#include <nalo/buffers/map>
 #include <nalo/buffers/span>
 #include <nalo/buffers/std>
 #include <nalo/buffers/string>
 #include <nalo/testing>
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include "failing_source.h"
+#include "scripted_streambuf.h"
 #include "text.h"
 
 namespace {
@@ -203,6 +208,49 @@ TYPED_TEST(Buffers, PassBetweenTheLibrariesWithoutLoss) {
   place.state({3, {}});
   EXPECT_EQ(over.pubseekpos(place).state().__count, 3);
   EXPECT_EQ(over.below_buffer_(), &own);
+}
+
+TEST(Mapbuf, ReadsAFileInMemory) {
+  const std::string text = sample_text<char>(300);
+  const int file = ::memfd_create("test", 0);
+  EXPECT_EQ(nalo::mapbuf(file).sgetc(), EOF);
+  EXPECT_EQ(::write(file, text.data(), text.size()), 300);
+  const auto path = "/proc/self/fd/" + std::to_string(file);
+  EXPECT_EQ(
+      check_input<char>(
+          [&] { return std::make_unique<nalo::mapbuf>(path.c_str()); }, text),
+      violations());
+  nalo::mapbuf one(file), two(file);
+  ::close(file);
+  one.sbumpc();
+  EXPECT_EQ(one.sputbackc('\1'), EOF) << "it cannot be written";
+  EXPECT_EQ(one.sputc('x'), EOF);
+  two = std::move(one);
+  EXPECT_EQ(taken(two, 999), text.substr(1));
+  EXPECT_EQ(two.view(), text);
+  EXPECT_EQ(one.view(), "");
+}
+
+TEST(Mapbuf, SaysWhatItCannotMap) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"/dev/null", "cannot map \"/dev/null\": No such device"},
+      {"/", "cannot map \"/\": No such device"},
+      {"/proc/self/status", "cannot map \"/proc/self/status\": No such device"},
+      {"/nonexistent",
+       "cannot open \"/nonexistent\": No such file or directory"},
+  };
+  for (const auto& [path, error] : rows) {
+    EXPECT_EQ(nalo_test::raised_by([p = path] { nalo::mapbuf buffer(p); }),
+              error);
+  }
+  const auto raised = [](int fd) {
+    return nalo_test::raised_by([=] { nalo::mapbuf buffer(fd); });
+  };
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  EXPECT_EQ(raised(ends[0]), "cannot map a descriptor: No such device");
+  for (const int end : ends) ::close(end);
+  EXPECT_EQ(raised(-1), "cannot map a descriptor: Bad file descriptor");
 }
 
 }  // namespace
