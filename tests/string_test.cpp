@@ -51,9 +51,8 @@ struct Inside : nalo::string_base<Char, nalo::char_traits<Char>> {
   using base::overflowCheck_;
 };
 
-TYPED_TEST(String, RefusesWhatIsWrongAndStaysAsItWas) {
+TYPED_TEST(String, RefusesWrongArgumentsAndStaysAsItWas) {
   using S = typename TestFixture::string;
-  using T = typename TestFixture::model;
   using V = std::basic_string_view<TypeParam>;
   using In = Inside<TypeParam>;
   size_t none = S::npos;  // no constant, of which the compiler would warn
@@ -92,28 +91,43 @@ TYPED_TEST(String, RefusesWhatIsWrongAndStaysAsItWas) {
   EXPECT_THROW(errors[1].calls[0](this->str_), nalo::overflow_error);
   EXPECT_THROW(errors[2].calls[0](this->str_), nalo::out_of_range);
   EXPECT_THROW(errors[3].calls[0](this->str_), nalo::invalid_argument);
-  // At the edges nothing is raised.
+  S empty(this->ma_);
+  EXPECT_THROW(empty.pop_back(), nalo::out_of_range);
+  EXPECT_THROW((void)std::as_const(empty).at(0), nalo::out_of_range);
+}
+
+TYPED_TEST(String, TakesTheLongestLengthsAndNullTextsOfNoLength) {
+  using S = typename TestFixture::string;
+  using In = Inside<TypeParam>;
+  const size_t most = S::npos - 1 - 8 / sizeof(TypeParam);
+  const TypeParam *const null = nullptr, *const some = this->text_.data();
   for (const long n : {-5L, 0L, LONG_MAX}) In::overflowCheck_(7, 5, n);
   for (const long n : {0L, 1L}) In::overflowCheck_(7, most - 1, n);
   In::overflowCheck_(7, most + 1, 1);
-  EXPECT_EQ(S::max_size() + 1, none / sizeof(TypeParam));
+  EXPECT_EQ(S::max_size() + 1, S::npos / sizeof(TypeParam));
   S s(null, 0, this->ma_);
   s.append(null, 0).assign(null, 0).insert(0, null, 0);
-  EXPECT_THROW(s.pop_back(), nalo::out_of_range);
-  EXPECT_THROW((void)std::as_const(s).at(0), nalo::out_of_range);
   s = this->str_;
   s.append(some, 0).append(s.c_str(), 0).insert(1, 0, TypeParam());
   EXPECT_TRUE(s.insert(1, some, 0).shared());
-  // A text that begins in the string ends at its end, or is the zero behind
-  // it, in place or not.
+}
+
+// Or at the zero behind it, when it begins there.
+TYPED_TEST(String, AppendsItsOwnTextUpToItsEnd) {
+  using S = typename TestFixture::string;
   for (const size_t capacity : {60u, 89u, 200u}) {
     S own(this->str_, this->ma_);
     own.reserve(capacity);
     own.append(own.c_str() + 31, 100).append(own.c_str() + own.size(), 1);
     EXPECT_EQ(own, this->text_ + this->text_.substr(31) + TypeParam());
   }
+}
 
-  // A change to a read-only text is told first, and with the text.
+TYPED_TEST(String, RefusesChangesOfReadOnlyTextBeforeAllElse) {
+  using S = typename TestFixture::string;
+  using T = typename TestFixture::model;
+  size_t none = S::npos;  // no constant, of which the compiler would warn
+  const TypeParam *const null = nullptr, *const some = this->text_.data();
   const T x300(300, 'x'), zero(3, TypeParam());
   const T odd = {'a', TypeParam(0xFF), TypeParam(0x100), TypeParam(-1)};
   std::pair<S, std::string> read_only[] = {
