@@ -134,7 +134,7 @@ std::vector<long> numbers(T... values) {
   return {static_cast<long>(values)...};
 }
 
-// What a string answers, and what copies of it become by the other forms of
+// What a string returns, and what copies of it become by the other forms of
 // changes.
 template <class S, class Char>
 std::vector<long> query(const S& s, const S& t, const Args<Char>& a,
