@@ -269,10 +269,15 @@ def write_page(docs, results, rows, threads, footprint):
     text = page.read_text()
     cpus = results["context"]["num_cpus"]
     sweeps = 1 + max(bench["sweep"] for bench in results["benchmarks"])
-    missing = "".join(f" Left out: {peer}." for peer in missing_peers(rows))
+    notes = [f" Left out: {peer}." for peer in missing_peers(rows)]
+    load = results["context"]["load_avg"][0]
+    if load > cpus + 1:  # the benchmark itself is one
+        notes.append(f" The machine was busy with other things (a load of "
+                     f"{load:.0f}): these figures say little.")
     parts = {
         "machine": f"Measured on {processor()}, {cpus} processors, "
-                   f"with {footprint.compiler}, in {sweeps} sweeps.{missing}",
+                   f"with {footprint.compiler}, in {sweeps} sweeps."
+                   + "".join(notes),
         "summary": markdown_list(summary(rows)),
         "results": markdown_table(*columns(rows, "**{}**".format)),
         "threads": markdown_table(*thread_columns(threads)),

@@ -58,7 +58,7 @@ def run_benchmarks(build_dir, filters, sweeps, seconds):
     for number in range(sweeps):
         for chosen in filters:
             part = sweep(program, number, chosen, seconds, output)
-            results["context"] = part["context"]
+            results.setdefault("context", part["context"])
             for bench in part["benchmarks"]:
                 results["benchmarks"].append({**bench, "sweep": number})
         if sys.stderr.isatty():

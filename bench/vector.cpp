@@ -623,7 +623,6 @@ Passes vector_passes(Workload workload) {
     case Workload::pad_texts:
       return {pad_texts, pad_texts};
     case Workload::put_characters:
-    case Workload::write_characters:
       return {put_characters, put_characters};
     case Workload::append_blocks:
       return {append_blocks<Consume>, append_blocks<Record>};
