@@ -2,6 +2,7 @@
 // that is refused.
 #include <nalo/base/ios_base>
 #include <nalo/exception>
+#include <nalo/locale>
 #include <nalo/memory>
 
 #include <gtest/gtest.h>
@@ -9,7 +10,9 @@
 
 #include <string>
 #include <thread>
+#include <utility>
 
+#include "blocks_in_use.h"
 #include "failing_source.h"
 
 namespace {
@@ -23,10 +26,15 @@ std::string last() {
          ": " + message;
 }
 
-// Forgets to throw itself, which is noticed.
+// Throws nothing, but another error that it swallows.
 struct forgetful : nalo::overflow_error {
   using overflow_error::overflow_error;
-  void throw_self() override {}
+  void throw_self() override {
+    try {
+      nalo::tThrow(overflow_error("b", 3, "swallowed"));
+    } catch (const overflow_error&) {
+    }
+  }
 };
 std::string raise_forgetful() {
   try {
@@ -41,17 +49,25 @@ std::string raise_forgetful() {
   }
 }
 
-// At the end of its thread, made before the thread's record and ending after.
-struct ends_late {
-  ~ends_late() { seen = raise_forgetful() + ", then " + last(); }
-  static inline std::string seen;
+struct raises_at_once : nalo::impl::throw_check_base {
+  raises_at_once() { throw_returned(); }
 };
+
+// Raises the first errors of its thread when the thread has destroyed the rest.
+void raise_late(void* to) {
+  std::string& seen = *static_cast<std::string*>(to);
+  try {
+    const raises_at_once raise;
+  } catch (const nalo::exception& error) {
+    seen = error.what();
+  }
+  seen += ", " + raise_forgetful();
+  seen += ", then " + last();
+}
 
 TEST(Raise, RegistersTheErrorWithItsThreadAndThrowsItInItsOwnType) {
   nalo::exception("file", 1, "of another thread").register_on_thread();
   std::thread([] {
-    thread_local const ends_late late;
-    static_cast<void>(&late);
     EXPECT_EQ(last(), "0 :0: ");
     EXPECT_THROW(ios_base::throwIOSFailure(nullptr, 0, nullptr),
                  ios_base::failure);
@@ -60,13 +76,66 @@ TEST(Raise, RegistersTheErrorWithItsThreadAndThrowsItInItsOwnType) {
                  nalo::null_facet_error);
     EXPECT_EQ(last(), "2 c:4: nalo::ios_base the locale lacks a facet");
     EXPECT_EQ(raise_forgetful(), "a/file: local");
-    EXPECT_EQ(last(), "3 a/file:12: local");
+    EXPECT_EQ(last(), "4 b:3: swallowed");
     EXPECT_THROW(nalo::tThrow(nalo::locale_error("", 0, "")),
                  nalo::locale_error);
     EXPECT_THROW(nalo::tThrow(nalo::exception("", 0, "")), nalo::exception);
     EXPECT_THROW(nalo::tThrow(42), int);
   }).join();
-  EXPECT_EQ(ends_late::seen, "sys/src/nalo/exception: , then 0 :0: ");
+}
+
+TEST(Raise, WorksInDestructorsOfThreadSpecificDataAndLeaksNothing) {
+  pthread_key_t key;
+  ASSERT_EQ(pthread_key_create(&key, raise_late), 0);
+  std::string seen(100, ' ');  // so that it need not grow
+  const long blocks = nalo_test::blocks_in_use;
+  std::thread([&] { pthread_setspecific(key, &seen); }).join();
+  EXPECT_EQ(nalo_test::blocks_in_use, blocks);
+  EXPECT_EQ(seen, "nothing was raised, a/file: local, then 2 b:3: swallowed");
+  pthread_key_delete(key);
+}
+
+template <class Error, class Raise>
+bool raises(Raise raise) {
+  try {
+    raise();
+  } catch (const Error&) {
+    return true;
+  } catch (const std::exception&) {
+  }
+  return false;
+}
+
+struct unknown_facet : nalo::locale::facet {
+  static inline nalo::locale::id id;
+};
+
+// Only a text of more than 127 bytes takes memory; it is cut without.
+TEST(Raise, NeedsNoMemory) {
+  const std::string longest(127, 'x'), longer(200, 'x');
+  nalo_test::failing_source source;
+  source.refuse_after(0);
+  const long blocks = nalo_test::blocks_in_use;
+  {
+    nalo_test::refused = [] { return true; };
+    const bool allocation = raises<nalo::allocation_error>(
+        [&] { nalo::allocator(source).allocate(1); });
+    const bool facet = raises<nalo::missing_facet_error>(
+        [] { nalo::use_facet<unknown_facet>(nalo::locale::classic()); });
+    nalo::exception copy("", 0, longer.c_str());
+    nalo_test::refused = [] { return false; };
+    EXPECT_TRUE(allocation);
+    EXPECT_TRUE(facet);
+    EXPECT_EQ(copy.what(), longest);
+    {
+      const nalo::exception error("", 0, longer.c_str()), same = error;
+      copy = same;
+    }
+    EXPECT_EQ(copy.what(), longer);
+    copy.register_on_thread();
+    EXPECT_EQ(nalo::exception::last_on_thread().message, longer);
+  }
+  EXPECT_EQ(nalo_test::blocks_in_use, blocks);
 }
 
 // A stream that swallows an error must not end the program because its thread
@@ -85,6 +154,19 @@ TEST(Dump, GoesToTheHandlerInForceAndIsNoCancellationPoint) {
   err.dump();
   EXPECT_EQ(nalo::exception::set_dump_handler(standard), nullptr);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "some/file:5: text\n");
+}
+
+TEST(Dump, DoesNotEnterAHandlerAgainThatRunsOnItsThread) {
+  static int calls = 0;
+  const auto standard = nalo::exception::set_dump_handler(
+      [](const nalo::exception& err) noexcept {
+        if (++calls < 5) err.dump();
+      });
+  for (const int dumped : {1, 2}) {
+    nalo::exception("", 0, "").dump();
+    EXPECT_EQ(calls, dumped);
+  }
+  nalo::exception::set_dump_handler(standard);
 }
 
 TEST(RawChunk, IsBoundedBeforeTheSourceIsAsked) {

@@ -9,11 +9,11 @@
 #include <nalo/string>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <iterator>
 #include <mutex>
 #include <new>
-#include <string>
 
 namespace nalo {
 
@@ -60,10 +60,6 @@ class facet_reference : public non_copyable {
  private:
   const locale::facet* facet_;
 };
-
-std::string quoted(const char* name) {
-  return std::string("\"") + (name ? name : "") + '"';
-}
 
 }  // namespace
 
@@ -297,11 +293,25 @@ const basic_string<char>& locale::name() const {
   return is_classic_() ? classic_name : no_name;
 }
 
+namespace {
+
+// Raises an error with a text made as by printf(), in no memory but its own. A
+// long name of a client may be cut.
+template <class Error, class... Args>
+[[noreturn]] void raise(const char* file, int line, const char* format,
+                        Args... args) {
+  char text[256];
+  std::snprintf(text, sizeof text, format, args...);
+  tThrow(Error(file, line, text));
+}
+
+}  // namespace
+
 void locale::throwOnCombineError(const char* file, int line,
                                  const locale& other) {
-  const std::string text =
-      "nalo::locale::combine " + quoted(other.name_()) + " lacks the facet";
-  tThrow(locale_error(file, line, text.c_str()));
+  raise<locale_error>(file, line,
+                      "nalo::locale::combine \"%s\" lacks the facet",
+                      other.name_());
 }
 
 void locale::throwOnNullName(const char* file, int line) {
@@ -310,15 +320,13 @@ void locale::throwOnNullName(const char* file, int line) {
 
 void locale::throwOnCreationFailure(const char* file, int line, int cats,
                                     const char* name, const char* reason) {
-  const std::string text = "nalo::locale " + quoted(name) + ", categories " +
-                           std::to_string(cats) + ": " + (reason ? reason : "");
-  tThrow(locale_error(file, line, text.c_str()));
+  raise<locale_error>(file, line, "nalo::locale \"%.100s\", categories %d: %s",
+                      name ? name : "", cats, reason ? reason : "");
 }
 
 void locale::throwMissingFacet_() const {
-  const std::string text =
-      "nalo::use_facet " + quoted(name_()) + " lacks the facet";
-  tThrow(missing_facet_error(kFile, __LINE__, text.c_str()));
+  raise<missing_facet_error>(kFile, __LINE__,
+                             "nalo::use_facet \"%s\" lacks the facet", name_());
 }
 
 locale_error::~locale_error() = default;

@@ -4,25 +4,17 @@
 #ifndef NALO_TESTS_BLOCKS_IN_USE_H
 #define NALO_TESTS_BLOCKS_IN_USE_H
 
-#include <nalo/exception>
-
 #include <cstdlib>
 #include <cstring>
 #include <new>
 
 namespace nalo_test {
 
-inline long live_blocks = 0;
+inline long blocks_in_use = 0;
 // Whether a request is refused.
 inline bool (*refused)() = [] { return false; };
 // Refuses the arrays that are asked for without exceptions.
 inline bool no_memory = false;
-
-// Without the error that the thread keeps.
-inline long blocks_in_use() {
-  nalo::exception("", 0, "").register_on_thread();
-  return live_blocks;
-}
 
 }  // namespace nalo_test
 
@@ -31,7 +23,7 @@ inline long blocks_in_use() {
   void* block = nalo_test::refused() ? nullptr : std::malloc(size + 16);
   if (!block) throw std::bad_alloc();
   std::memset(block, 0xA5, size + 16);
-  ++nalo_test::live_blocks;
+  ++nalo_test::blocks_in_use;
   return block;
 }
 // The arrays too: those of a sanitizer would not come here.
@@ -42,7 +34,7 @@ void* operator new[](size_t size, const std::nothrow_t&) noexcept try {
   return nullptr;
 }
 [[gnu::noinline]] void operator delete(void* block) noexcept {
-  if (block) --nalo_test::live_blocks;
+  if (block) --nalo_test::blocks_in_use;
   std::free(block);
 }
 void operator delete(void* block, size_t) noexcept { ::operator delete(block); }
