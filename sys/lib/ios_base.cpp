@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <limits>
 #include <new>
 
@@ -10,8 +11,14 @@ namespace nalo {
 
 namespace {
 
-std::atomic<int> next_word_index{0};
+// Wide enough never to come round to an index again.
+std::atomic<std::int64_t> next_word_index{0};
 std::atomic<bool> synced_with_stdio{true};
+
+int at_most_int(std::int64_t n) {
+  return static_cast<int>(
+      std::min(n, std::int64_t{std::numeric_limits<int>::max()}));
+}
 
 }  // namespace
 
@@ -33,8 +40,9 @@ void ios_base::deallocate_words_(PIWords* words) noexcept { delete[] words; }
 ios_base::PIWords& ios_base::grow_words_(int index, bool iword_wanted) {
   if (0 <= index && index < word_size_) return word_[index];
   if (0 <= index && index < std::numeric_limits<int>::max()) {
-    // Never so few that they would belong into local_word_.
-    const int new_size = std::max(index, local_words_) + 1;
+    const std::int64_t size = word_size_;
+    const int new_size =
+        at_most_int(std::max(index + std::int64_t{1}, size + size / 2));
     if (PIWords* grown = allocate_words_(new_size)) {
       std::copy_n(word_, word_size_, grown);
       deallocate_words_();
@@ -54,7 +62,7 @@ ios_base::PIWords& ios_base::grow_words_(int index, bool iword_wanted) {
 }
 
 int ios_base::xalloc() noexcept {
-  return next_word_index.fetch_add(1, std::memory_order_relaxed);
+  return at_most_int(next_word_index.fetch_add(1, std::memory_order_relaxed));
 }
 
 ptrdiff_t& ios_base::iword(int index) {
