@@ -8,9 +8,13 @@
 #include <nalo/string>
 
 #include <ctype.h>
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <latch>
 #include <string>
 #include <string_view>
@@ -32,6 +36,29 @@ struct client : locale::facet {
   int value = Class;
   static inline locale::id id;
 };
+
+// Facet classes whose facet part is not the plain first part.
+struct other_base {
+  virtual ~other_base() = default;
+};
+struct second : other_base, client<0> {};
+struct second_of_second : client<1>, second {};
+struct shared : virtual locale::facet {
+  shared() : facet(1) {}
+};
+struct abstract : client<0> {
+  virtual void pure() = 0;
+};
+using nalo::impl::begins_with_facet;
+static_assert(begins_with_facet<client<0>>() && begins_with_facet<abstract>() &&
+              begins_with_facet<nalo::ctype<char>>());
+static_assert(!begins_with_facet<second>() && !begins_with_facet<shared>() &&
+              !begins_with_facet<second_of_second>() &&
+              !begins_with_facet<other_base>());
+
+// Both copies would release its table.
+struct own_table : nalo::ctype<char> {};
+static_assert(!std::is_copy_constructible_v<own_table>);
 
 // The facet, or null.
 template <class Facet>
@@ -123,6 +150,66 @@ void expect_all_found(std::integer_sequence<int, Class...>) {
   ((all = locale(all, new client<Class>)), ...);
   EXPECT_TRUE(((in<client<Class>>(all)->value == Class) && ...));
 }
+
+// The global locale is shared from a stock of references that is filled up.
+TEST(Locale, CountsEveryCopyOfTheGlobalOne) {
+  static bool is_alive;
+  struct watched : client<4> {
+    watched() { is_alive = true; }
+    ~watched() override { is_alive = false; }
+  };
+  locale::global(locale(locale(), new watched));
+  std::vector<locale> many(100'000);
+  const locale last = locale::global(locale::classic());
+  EXPECT_TRUE(many.back() == last);
+  many.clear();
+  EXPECT_EQ(in<watched>(last)->value, 4);
+  EXPECT_TRUE(is_alive);
+  const_cast<locale&>(last) = locale::classic();
+  EXPECT_FALSE(is_alive);
+}
+
+TEST(Locale, CanBeMadeInAChildProcessWhateverOtherThreadsDid) {
+#ifdef __SANITIZE_THREAD__
+  GTEST_SKIP() << "the sanitizer itself may hang in such a child";
+#endif
+  locale::global(locale(locale(), new client<1>));
+  std::atomic<bool> stop = false;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 2; ++i) {
+    threads.emplace_back([&] {
+      while (!stop) locale();
+    });
+  }
+  for (int i = 0; i < 100; ++i) {
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(20);
+      _exit(locale().is_classic_() ? 1 : 0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_EQ(status, 0);
+  }
+  stop = true;
+  for (auto& thread : threads) thread.join();
+  locale::global(locale::classic());
+}
+
+#ifdef NALO_TESTS_PLUGIN
+TEST(Locale, IsReleasedByAPluginWithALibraryOfItsOwn) {
+  void* const plugin = dlopen(NALO_TESTS_PLUGIN, RTLD_NOW | RTLD_LOCAL);
+  ASSERT_TRUE(plugin) << dlerror();
+  auto* const release =
+      reinterpret_cast<void (*)(locale)>(dlsym(plugin, "release"));
+  const locale own(locale(), new client<1>);
+  for (const locale& loc : {own, locale::classic(), own, locale::classic()}) {
+    release(loc);
+  }
+  EXPECT_EQ(in<client<1>>(own)->value, 1);
+  dlclose(plugin);
+}
+#endif
 
 TEST(Locale, SharesFacetsAmongThreadsThatAgreeOnTheirIds) {
   const locale shared(locale::classic(), new client<0>);

@@ -1,6 +1,8 @@
-// The classes and the cases of the classic locale.
+// The classes and the cases of char in the classic locale.
+#include "ascii_case.h"
+#include "classic_facet.h"
+
 #include <nalo/base/ctype>
-#include <nalo/impl/char_traits>
 
 #include <emmintrin.h>
 
@@ -53,22 +55,6 @@ consteval auto make_classic_table() {
   return table;
 }
 
-template <class Char>
-constexpr Char ascii_upper(Char ch) {
-  return Char('a') <= ch && ch <= Char('z') ? Char(ch - 'a' + 'A') : ch;
-}
-
-template <class Char>
-constexpr Char ascii_lower(Char ch) {
-  return Char('A') <= ch && ch <= Char('Z') ? Char(ch - 'A' + 'a') : ch;
-}
-
-}  // namespace
-
-// --- char --------------------------------------------------------------------
-
-namespace {
-
 constexpr ptrdiff_t kBlock = 16;
 
 // A bit for each character of a block, the first one lowest: whether it is
@@ -86,7 +72,7 @@ unsigned spaces_in_block(const char* block) {
 
 }  // namespace
 
-constinit locale::id ctype<char>::id;
+constinit locale::id ctype<char>::id = locale::id::of_library_<ctype>();
 constinit const std::array<mask, ctype<char>::table_size>
     ctype<char>::classic_table_ = make_classic_table();
 
@@ -131,82 +117,26 @@ const char* ctype<char>::narrow(const char* lo, const char* hi, char,
   return hi;
 }
 
-char ctype<char>::do_toupper(char ch) const { return ascii_upper(ch); }
+char ctype<char>::do_toupper(char ch) const { return impl::ascii_upper(ch); }
 
 const char* ctype<char>::do_toupper(char* lo, const char* hi) const {
   for (; lo != hi; ++lo) *lo = do_toupper(*lo);
   return hi;
 }
 
-char ctype<char>::do_tolower(char ch) const { return ascii_lower(ch); }
+char ctype<char>::do_tolower(char ch) const { return impl::ascii_lower(ch); }
 
 const char* ctype<char>::do_tolower(char* lo, const char* hi) const {
   for (; lo != hi; ++lo) *lo = do_tolower(*lo);
   return hi;
 }
 
-// --- wchar_t -----------------------------------------------------------------
+namespace impl {
 
-constinit locale::id ctype<wchar_t>::id;
+template <>
+constinit immortal<ctype<char>> classic_facet<ctype<char>>::object_(
+    nullptr, false, not_counted);
 
-ctype<wchar_t>::~ctype() = default;
-
-const char* ctype<wchar_t>::widen(const char* lo, const char* hi,
-                                  wchar_t* to) const noexcept {
-  std::transform(lo, hi, to, [this](char ch) { return widen(ch); });
-  return hi;
-}
-
-const wchar_t* ctype<wchar_t>::narrow(const wchar_t* lo, const wchar_t* hi,
-                                      char dfault, char* to) const noexcept {
-  std::transform(lo, hi, to,
-                 [=, this](wchar_t ch) { return narrow(ch, dfault); });
-  return hi;
-}
-
-bool ctype<wchar_t>::do_is(mask msk, wchar_t ch) const {
-  const auto code = char_traits<wchar_t>::to_int_type(ch);
-  return code < ctype<char>::table_size &&
-         (ctype<char>::classic_table()[code] & msk) != 0;
-}
-
-const wchar_t* ctype<wchar_t>::do_is(const wchar_t* lo, const wchar_t* hi,
-                                     mask* classes) const {
-  for (; lo != hi; ++lo, ++classes) {
-    *classes = 0;
-    for (unsigned bit = 1; bit <= 0x8000; bit <<= 1) {
-      const mask one = static_cast<mask>(bit);
-      if (do_is(one, *lo)) *classes = static_cast<mask>(*classes | one);
-    }
-  }
-  return hi;
-}
-
-const wchar_t* ctype<wchar_t>::do_scan_is(mask msk, const wchar_t* lo,
-                                          const wchar_t* hi) const {
-  return std::find_if(lo, hi, [=, this](wchar_t ch) { return do_is(msk, ch); });
-}
-
-const wchar_t* ctype<wchar_t>::do_scan_not(mask msk, const wchar_t* lo,
-                                           const wchar_t* hi) const {
-  return std::find_if_not(lo, hi,
-                          [=, this](wchar_t ch) { return do_is(msk, ch); });
-}
-
-wchar_t ctype<wchar_t>::do_toupper(wchar_t ch) const { return ascii_upper(ch); }
-
-const wchar_t* ctype<wchar_t>::do_toupper(wchar_t* lo,
-                                          const wchar_t* hi) const {
-  for (; lo != hi; ++lo) *lo = do_toupper(*lo);
-  return hi;
-}
-
-wchar_t ctype<wchar_t>::do_tolower(wchar_t ch) const { return ascii_lower(ch); }
-
-const wchar_t* ctype<wchar_t>::do_tolower(wchar_t* lo,
-                                          const wchar_t* hi) const {
-  for (; lo != hi; ++lo) *lo = do_tolower(*lo);
-  return hi;
-}
+}  // namespace impl
 
 }  // namespace nalo

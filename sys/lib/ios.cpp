@@ -1,9 +1,8 @@
-// Instantiates basic_ios and its guards.
+// Instantiates basic_ios and its guards for char.
 #include <nalo/base/impl/ios>
 
 namespace nalo {
 
 template class basic_ios<char>;
-template class basic_ios<wchar_t>;
 
 }  // namespace nalo

@@ -1,19 +1,17 @@
 // Locales: the classic one, the global one, and those made from others.
-#include <nalo/base/ctype>
-#include <nalo/base/num_get>
-#include <nalo/base/num_put>
-#include <nalo/base/numpunct>
-#include <nalo/locale>
-#include <nalo/memory>
-#include <nalo/streambuf>
+#include "locale_set.h"
+
 #include <nalo/string>
 
 #include <algorithm>
+#include <atomic>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <iterator>
-#include <mutex>
+#include <memory>
 #include <new>
+#include <utility>
 
 namespace nalo {
 
@@ -21,32 +19,6 @@ namespace {
 
 // The source that the errors raised here name.
 constexpr const char* kFile = "sys/lib/locale.cpp";
-
-using num_put_char = num_put<char, ostreambuf_iterator<char>>;
-using num_put_wchar = num_put<wchar_t, ostreambuf_iterator<wchar_t>>;
-using num_get_char = num_get<char, istreambuf_iterator<char>>;
-using num_get_wchar = num_get<wchar_t, istreambuf_iterator<wchar_t>>;
-
-// The facet classes of the library in the order of impl::known_index. Index 0
-// stands for an id that has none yet.
-struct library_facet {
-  const locale::id* id;
-  locale::category category;
-};
-
-constexpr library_facet library_facets[] = {
-    {nullptr, locale::none},
-    {&ctype<char>::id, locale::ctype},
-    {&ctype<wchar_t>::id, locale::ctype},
-    {&num_put_char::id, locale::numeric},
-    {&num_put_wchar::id, locale::numeric},
-    {&num_get_char::id, locale::numeric},
-    {&num_get_wchar::id, locale::numeric},
-    {&numpunct<char>::id, locale::numeric},
-    {&numpunct<wchar_t>::id, locale::numeric},
-};
-
-constinit std::mutex global_mutex;
 
 // Deletes a facet that the locales own unless one takes it meanwhile.
 class facet_reference : public non_copyable {
@@ -63,165 +35,186 @@ class facet_reference : public non_copyable {
 
 }  // namespace
 
-// --- ids and facets ----------------------------------------------------------
-
-size_t locale::id::assign_index() const noexcept {
-  static_assert(std::size(library_facets) == s_max_ + 1);
-  static constinit std::atomic<size_t> next_client_index{s_max_ + 1};
-  const auto* known = std::find_if(
-      std::begin(library_facets), std::end(library_facets),
-      [this](const library_facet& facet) { return facet.id == this; });
-  // Of several threads that come here with a client's id at once one assigns
-  // its index, and the others' indexes stay unused.
-  const size_t proposed =
-      known != std::end(library_facets)
-          ? static_cast<size_t>(known - std::begin(library_facets))
-          : next_client_index.fetch_add(1, std::memory_order_relaxed);
-  size_t assigned = 0;
-  // uncovered: false only when threads meet here.
-  return std::atomic_ref<size_t>(index_).compare_exchange_strong(
-             assigned, proposed, std::memory_order_relaxed)
-             ? proposed
-             : assigned;
-}
-
 locale::facet::facet(const facet&) noexcept : refs_(0) {}
 locale::facet::~facet() = default;
 
 namespace impl {
 
-const locale::id& getFacetId(const num_put_char*) noexcept {
-  return num_put_char::id;
-}
-const locale::id& getFacetId(const num_put_wchar*) noexcept {
-  return num_put_wchar::id;
-}
-const locale::id& getFacetId(const num_get_char*) noexcept {
-  return num_get_char::id;
-}
-const locale::id& getFacetId(const num_get_wchar*) noexcept {
-  return num_get_wchar::id;
-}
-
 // --- sets of facets ----------------------------------------------------------
 
-namespace {
-
-// Gives a facet a destructor that can be called, for use as a member.
-template <class Facet>
-struct member_facet : Facet {
-  using Facet::Facet;
-};
-
-// Keeps its value from being destroyed.
-template <class T>
-union immortal {
-  constexpr immortal() noexcept : value_() {}
-  // uncovered: as its name says.
-  ~immortal() {}
-
-  T value_;
-};
-
-constinit allocator heap;
-
-}  // namespace
-
-struct Locale::classic_parts {
-  static constexpr size_t refs = 1;  // owned by no locale
-
-  member_facet<ctype<char>> ctype_char_{nullptr, false, refs};
-  member_facet<ctype<wchar_t>> ctype_wchar_{refs};
-  member_facet<num_put_char> num_put_char_{refs, heap};
-  member_facet<num_put_wchar> num_put_wchar_{refs, heap};
-  member_facet<num_get_char> num_get_char_{refs};
-  member_facet<num_get_wchar> num_get_wchar_{refs};
-  member_facet<numpunct<char>> numpunct_char_{refs};
-  member_facet<numpunct<wchar_t>> numpunct_wchar_{refs};
-  locale handle_{&classic_};
-
-  static immortal<classic_parts> the_;
-  // In the order of library_facets.
-  static locale::facet* facets_[std::size(library_facets)];
-};
-
-constinit immortal<Locale::classic_parts> Locale::classic_parts::the_;
-constinit locale::facet* Locale::classic_parts::facets_[] = {
-    nullptr,
-    &the_.value_.ctype_char_,
-    &the_.value_.ctype_wchar_,
-    &the_.value_.num_put_char_,
-    &the_.value_.num_put_wchar_,
-    &the_.value_.num_get_char_,
-    &the_.value_.num_get_wchar_,
-    &the_.value_.numpunct_char_,
-    &the_.value_.numpunct_wchar_,
-};
-
-constinit Locale Locale::classic_(classic_parts::facets_,
-                                  std::size(classic_parts::facets_));
-constinit std::atomic<Locale*> Locale::global_(&Locale::classic_);
-
-const locale& Locale::classic_handle() noexcept {
-  return classic_parts::the_.value_.handle_;
+Locale* Locale::copy(const Locale& from, bool more) {
+  const size_t clients = from.clients_ + (more ? 1 : 0);
+  void* block = ::operator new(sizeof(Locale) + clients * sizeof(client_facet));
+  auto* set = new (block) Locale(1);
+  std::copy_n(from.library_, std::size(from.library_), set->library_);
+  for (const locale::facet* facet : set->library_) add_reference(facet);
+  std::uninitialized_copy_n(from.clients(), from.clients_, set->clients());
+  std::uninitialized_value_construct_n(set->clients() + from.clients_,
+                                       clients - from.clients_);
+  set->clients_ = clients;
+  for (size_t i = 0; i < clients; ++i) add_reference(set->clients()[i].facet);
+  return set;
 }
 
-Locale* Locale::share_global() noexcept {
-  const std::scoped_lock lock(global_mutex);
-  return share(global_.load(std::memory_order_relaxed));
+void Locale::add_references(size_t count) noexcept {
+  refs_.fetch_add(count, std::memory_order_relaxed);
 }
 
-Locale* Locale::exchange_global(Locale* set) noexcept {
-  const std::scoped_lock lock(global_mutex);
-  return global_.exchange(set, std::memory_order_relaxed);
+void Locale::remove_references(size_t count) noexcept {
+  if (refs_.fetch_sub(count, std::memory_order_acq_rel) != count) return;
+  for (const locale::facet* facet : library_) remove_reference(facet);
+  for (size_t i = 0; i < clients_; ++i) remove_reference(clients()[i].facet);
+  ::operator delete(this);
 }
 
-// The facets stand behind the set in one block of memory.
-Locale* Locale::copy(const Locale& from, size_t index) {
-  const size_t size = std::max(from.size_, index + 1);
-  void* block = ::operator new(sizeof(Locale) + size * sizeof(locale::facet*));
-  auto** facets = reinterpret_cast<locale::facet**>(
-      static_cast<std::byte*>(block) + sizeof(Locale));
-  std::fill(std::copy_n(from.facets_, from.size_, facets), facets + size,
-            nullptr);
-  std::for_each_n(facets, size,
-                  [](const locale::facet* facet) { add_reference(facet); });
-  return new (block) Locale(facets, size);
+locale::facet* Locale::find(const locale::id& which) const noexcept {
+  const client_facet* end = clients() + clients_;
+  const client_facet* found = std::find_if(
+      clients(), end,
+      [&](const client_facet& entry) { return entry.id == &which; });
+  return found != end ? found->facet : nullptr;
 }
 
-void Locale::replace(size_t index, locale::facet* new_facet) noexcept {
+void Locale::replace_entry(size_t index, locale::facet* new_entry) noexcept {
+  add_reference(new_entry);
+  remove_reference(std::exchange(library_[index - 1], new_entry));
+}
+
+void Locale::replace(const locale::id& which,
+                     locale::facet* new_facet) noexcept {
+  if (which.index_ != 0) {
+    replace_entry(which.index_, new_facet ? new_facet : no_facet());
+    return;
+  }
+  // The room that copy() left, which has no id yet, comes last.
+  client_facet* entry = std::find_if(
+      clients(), clients() + clients_,
+      [&](client_facet& other) { return !other.id || other.id == &which; });
+  entry->id = &which;
   add_reference(new_facet);
-  remove_reference(std::exchange(facets_[index], new_facet));
+  remove_reference(std::exchange(entry->facet, new_facet));
 }
 
 void Locale::replace(locale::category cats, const Locale& other) noexcept {
-  for (size_t index = 1; index < std::size(library_facets); ++index) {
-    if ((library_facets[index].category & cats) != 0) {
-      replace(index, other.find(index));
+  for (size_t index = 1; index <= locale::id::s_max_; ++index) {
+    const bool is_ctype = index <= library_index<ctype<wchar_t>>;
+    if ((cats & (is_ctype ? locale::ctype : locale::numeric)) != 0) {
+      replace_entry(index, other.entry(index));
     }
   }
 }
 
-void Locale::add_reference() noexcept {
-  refs_.fetch_add(1, std::memory_order_relaxed);
-}
-
-void Locale::remove_reference() noexcept {
-  if (refs_.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
-  std::for_each_n(facets_, size_,
-                  [](const locale::facet* facet) { remove_reference(facet); });
-  ::operator delete(this);
+bool Locale::is_counted(const locale::facet* used) noexcept {
+  return used && used != no_facet() &&
+         std::atomic_ref(used->refs_).load(std::memory_order_relaxed) !=
+             locale::facet::client_owned_;
 }
 
 void Locale::add_reference(const locale::facet* used) noexcept {
-  if (is_counted(used)) used->refs_.fetch_add(1, std::memory_order_relaxed);
+  if (is_counted(used)) {
+    std::atomic_ref(used->refs_).fetch_add(1, std::memory_order_relaxed);
+  }
 }
 
 void Locale::remove_reference(const locale::facet* used) noexcept {
   if (is_counted(used) &&
-      used->refs_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+      std::atomic_ref(used->refs_).fetch_sub(1, std::memory_order_acq_rel) ==
+          1) {
     delete used;
   }
+}
+
+void add_reference(Locale* set) noexcept { set->add_references(1); }
+void remove_reference(Locale* set) noexcept { set->remove_references(1); }
+
+// --- the classic and the global set ------------------------------------------
+
+constinit Locale classic_locale;
+
+union Locale::immortal_handle {
+  constexpr immortal_handle() noexcept : value_(&classic_locale) {}
+  // uncovered: runs when the program ends.
+  ~immortal_handle() {}
+
+  locale value_;
+};
+
+constinit Locale::immortal_handle Locale::the_handle_;
+
+const locale& Locale::classic_handle() noexcept { return the_handle_.value_; }
+
+// The global set without a lock, which a child of fork() might find held for
+// ever: its address, and in the high bits that no address uses how many
+// references the set has got in advance. Whoever takes the global locale takes
+// one of them, and hands in new ones when few are left. One reference more
+// belongs to the word itself.
+constinit std::uintptr_t global_locale = 0;
+
+namespace {
+
+using word = std::uintptr_t;
+
+constexpr word kOne = word{1} << 48;
+constexpr word kMost = 0xFFFF;
+constexpr word kHalf = kMost / 2 + 1;
+
+word prepaid(word global) { return global / kOne; }
+Locale* set_of(word global) { return reinterpret_cast<Locale*>(global % kOne); }
+
+// Leak checkers look for whole addresses.
+constinit std::atomic<Locale*> visible_global{nullptr};
+
+// The caller has a reference to the set, which so stays alive. Nothing is left
+// to do when another set is the global one by now or others were faster.
+void prepay(Locale* set) noexcept {
+  set->add_references(kHalf);
+  const std::atomic_ref global(global_locale);
+  word value = global.load(std::memory_order_relaxed);
+  while (set_of(value) == set && prepaid(value) < kHalf) {
+    // uncovered: false only when threads meet here.
+    if (global.compare_exchange_weak(value, value + kHalf * kOne,
+                                     std::memory_order_release,
+                                     std::memory_order_relaxed)) {
+      return;
+    }
+  }
+  // uncovered: only when threads meet here.
+  set->remove_references(kHalf);
+}
+
+// Takes over a reference to a set and hands one out.
+Locale* exchange_global(Locale* set) noexcept {
+  word value = 0;
+  if (set != &classic_locale) {
+    set->add_references(kMost);
+    value = reinterpret_cast<word>(set) + kMost * kOne;
+  }
+  visible_global.store(set, std::memory_order_relaxed);
+  const word old =
+      std::atomic_ref(global_locale).exchange(value, std::memory_order_acq_rel);
+  if (old == 0) return &classic_locale;
+  set_of(old)->remove_references(prepaid(old));
+  return set_of(old);
+}
+
+}  // namespace
+
+Locale* share_global_locale() noexcept {
+  const std::atomic_ref global(global_locale);
+  word value = global.load(std::memory_order_relaxed);
+  do {
+    // uncovered: true only when threads meet here.
+    if (value == 0) return &classic_locale;
+    // uncovered: false unless thousands of threads meet here.
+    if (prepaid(value) == 0) value = global.load(std::memory_order_relaxed);
+    // uncovered: false only when threads meet here.
+  } while (prepaid(value) == 0 ||
+           !global.compare_exchange_weak(value, value - kOne,
+                                         std::memory_order_acquire,
+                                         std::memory_order_relaxed));
+  Locale* set = set_of(value);
+  if (prepaid(value) <= kHalf) prepay(set);
+  return set;
 }
 
 }  // namespace impl
@@ -258,24 +251,24 @@ locale::locale(const locale& base, const locale& other, category cats)
 }
 
 impl::Locale* locale::copyNameLessLocale_(impl::Locale* from) {
-  return impl::Locale::copy(*from);
+  return impl::Locale::copy(*from, false);
 }
 
 void locale::insertFaset_(facet* new_facet, id& which) {
   const facet_reference until_inserted(new_facet);
-  const size_t index = which.index();
-  adopt_(impl::Locale::copy(*impl_, index));
-  impl_->replace(index, new_facet);
+  const bool more = which.index_ == 0 && !impl_->find(which);
+  adopt_(impl::Locale::copy(*impl_, more));
+  impl_->replace(which, new_facet);
 }
 
 void locale::remove_facet_(const id& which) {
-  const size_t index = which.index();
-  adopt_(impl::Locale::copy(*impl_, index));
-  impl_->replace(index, nullptr);
+  const bool is_there = which.index_ != 0 || impl_->find(which);
+  adopt_(copyNameLessLocale_(impl_));
+  if (is_there) impl_->replace(which, nullptr);
 }
 
 locale locale::global(const locale& loc) noexcept {
-  return locale(impl::Locale::exchange_global(impl::Locale::share(loc.impl_)));
+  return locale(impl::exchange_global(impl::share(loc.impl_)));
 }
 
 const locale& locale::classic() noexcept {

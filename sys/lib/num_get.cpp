@@ -1,9 +1,22 @@
-// Instantiates the parsing of numbers.
+// Instantiates the parsing of numbers for char.
+#include "classic_facet.h"
+
 #include <nalo/base/impl/num_get>
 
 namespace nalo {
 
-template class num_get<char, istreambuf_iterator<char>>;
-template class num_get<wchar_t, istreambuf_iterator<wchar_t>>;
+template class num_get<char>;
+
+namespace impl {
+
+const locale::id& getFacetId(const std_num_get<char>*) noexcept {
+  return std_num_get<char>::id;
+}
+
+template <>
+constinit immortal<std_num_get<char>> classic_facet<std_num_get<char>>::object_(
+    not_counted);
+
+}  // namespace impl
 
 }  // namespace nalo

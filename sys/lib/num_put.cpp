@@ -1,11 +1,29 @@
-// Instantiates the formatting of numbers.
+// Instantiates the formatting of numbers for char.
+#include "classic_facet.h"
+
 #include <nalo/base/impl/num_put>
 
 namespace nalo {
 
 template class num_put_base<char, ostreambuf_iterator<char>>;
-template class num_put_base<wchar_t, ostreambuf_iterator<wchar_t>>;
 template class num_put<char>;
-template class num_put<wchar_t>;
+
+namespace impl {
+
+const locale::id& getFacetId(const std_num_put<char>*) noexcept {
+  return std_num_put<char>::id;
+}
+
+namespace {
+
+constinit allocator heap;
+
+}  // namespace
+
+template <>
+constinit immortal<std_num_put<char>> classic_facet<std_num_put<char>>::object_(
+    not_counted, heap);
+
+}  // namespace impl
 
 }  // namespace nalo

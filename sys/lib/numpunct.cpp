@@ -1,51 +1,18 @@
-// The punctuation of numbers in the classic locale.
-#include <nalo/base/numpunct>
+// Instantiates the punctuation of numbers for char.
+#include "classic_facet.h"
+
+#include <nalo/base/impl/numpunct>
 
 namespace nalo {
 
-namespace {
-
-template <class Char>
-basic_string<Char> widened(const char* text) {
-  basic_string<Char> result;
-  for (; *text != '\0'; ++text) result.push_back(static_cast<Char>(*text));
-  return result;
-}
-
-}  // namespace
-
-template <class Char>
-constinit locale::id numpunct<Char>::id;
-
-template <class Char>
-numpunct<Char>::~numpunct() = default;
-
-template <class Char>
-Char numpunct<Char>::do_decimal_point() const {
-  return Char('.');
-}
-
-template <class Char>
-Char numpunct<Char>::do_thousands_sep() const {
-  return Char(',');
-}
-
-template <class Char>
-basic_string<char> numpunct<Char>::do_grouping() const {
-  return {};
-}
-
-template <class Char>
-basic_string<Char> numpunct<Char>::do_truename() const {
-  return widened<Char>("true");
-}
-
-template <class Char>
-basic_string<Char> numpunct<Char>::do_falsename() const {
-  return widened<Char>("false");
-}
-
 template class numpunct<char>;
-template class numpunct<wchar_t>;
+
+namespace impl {
+
+template <>
+constinit immortal<numpunct<char>> classic_facet<numpunct<char>>::object_(
+    not_counted);
+
+}  // namespace impl
 
 }  // namespace nalo

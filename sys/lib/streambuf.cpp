@@ -1,13 +1,10 @@
-// Instantiates the stream buffers.
+// Instantiates the stream buffers for char.
 #include <nalo/base/impl/streambuf>
 
 namespace nalo {
 
 template class basic_streambuf<char>;
-template class basic_streambuf<wchar_t>;
 
 template NALO_API streamsize copy_streambufs_eof(streambuf*, streambuf*, bool&);
-template NALO_API streamsize copy_streambufs_eof(wstreambuf*, wstreambuf*,
-                                                 bool&);
 
 }  // namespace nalo

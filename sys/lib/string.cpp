@@ -1,52 +1,8 @@
-// Instantiates the strings and raises their errors.
+// Instantiates the strings of char.
 #include <nalo/base/impl/string>
-
-#include <cstdio>
 
 namespace nalo {
 
-namespace {
-
-constexpr const char* kStringFile = "sys/src/nalo/string";
-
-}  // namespace
-
-out_of_range::~out_of_range() = default;
-void out_of_range::throw_self() { throw out_of_range(*this); }
-
-invalid_argument::~invalid_argument() = default;
-void invalid_argument::throw_self() { throw invalid_argument(*this); }
-
-namespace impl {
-
-void throwStringOverflow(int ln) {
-  tThrow(overflow_error(kStringFile, ln, "nalo::string integer overflow"));
-}
-
-void throwStringUnderflow(int ln) {
-  tThrow(underflow_error(kStringFile, ln, "nalo::string integer underflow"));
-}
-
-void throwStringRange(int ln, size_t pos, size_t size) {
-  char msg[96];
-  std::snprintf(msg, sizeof msg, "nalo::string position %zu, size %zu", pos,
-                size);
-  tThrow(out_of_range(kStringFile, ln, msg));
-}
-
-void throwStringNull(int ln) {
-  tThrow(invalid_argument(kStringFile, ln, "nalo::string null pointer"));
-}
-
-template NALO_API void StringRvalueException<true>::doThrow(int, const char*);
-template NALO_API void StringRvalueException<false>::doThrow(int,
-                                                             const wchar_t*);
-
-}  // namespace impl
-
-template class string_base<char, char_traits<char>>;
-template class string_base<wchar_t, char_traits<wchar_t>>;
 template class basic_string<char>;
-template class basic_string<wchar_t>;
 
 }  // namespace nalo

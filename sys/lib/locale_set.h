@@ -1,0 +1,79 @@
+// Sets of facets, which locales share.
+#ifndef NALO_LIB_LOCALE_SET_H
+#define NALO_LIB_LOCALE_SET_H
+
+#include <nalo/locale>
+
+#include <atomic>
+
+namespace nalo::impl {
+
+// A set does not change any more once locales share it. The facets of clients
+// follow it in the same block of memory.
+class Locale {
+ public:
+  // The classic set.
+  constexpr Locale() noexcept : refs_(never_released_) {}
+  // Sets are made by copy() alone.
+  Locale(const Locale&) = delete;
+  Locale& operator=(const Locale&) = delete;
+
+  // A handle to the classic set that is never destroyed.
+  static const locale& classic_handle() noexcept;
+
+  // A set with one reference and the facets of from, with room for one more
+  // facet of a client if that is wanted. Raises std::bad_alloc.
+  static Locale* copy(const Locale& from, bool more);
+  void add_references(size_t count) noexcept;
+  void remove_references(size_t count) noexcept;
+
+  // The entry of a class of the library, as impl::no_facet() says.
+  locale::facet* entry(size_t index) const noexcept {
+    return library_[index - 1];
+  }
+  // The facet of a class that is not of the library, or null.
+  locale::facet* find(const locale::id& which) const noexcept;
+
+  // Puts a facet in or replaces what is there. Null takes it away.
+  void replace(const locale::id& which, locale::facet* new_facet) noexcept;
+  // Replaces the library's facets of some categories by those of other.
+  void replace(locale::category cats, const Locale& other) noexcept;
+
+  // Of a set to a facet, which may be null.
+  static void add_reference(const locale::facet* used) noexcept;
+  // Deletes a facet that the locales own and that no set has any more.
+  static void remove_reference(const locale::facet* used) noexcept;
+
+ private:
+  union immortal_handle;
+
+  struct client_facet {
+    const locale::id* id;
+    locale::facet* facet;
+  };
+
+  // Two copies of the library in one process, as in a program and in a plugin,
+  // take the classic set of each other for a counted one.
+  static constexpr size_t never_released_ = ~size_t{0} / 2;
+
+  static immortal_handle the_handle_;
+
+  explicit Locale(size_t refs) noexcept : refs_(refs) {}
+
+  static bool is_counted(const locale::facet* used) noexcept;
+  void replace_entry(size_t index, locale::facet* new_entry) noexcept;
+  client_facet* clients() noexcept {
+    return reinterpret_cast<client_facet*>(this + 1);
+  }
+  const client_facet* clients() const noexcept {
+    return reinterpret_cast<const client_facet*>(this + 1);
+  }
+
+  locale::facet* library_[locale::id::s_max_] = {};  // inline code relies on it
+  std::atomic<size_t> refs_;
+  size_t clients_ = 0;
+};
+
+}  // namespace nalo::impl
+
+#endif

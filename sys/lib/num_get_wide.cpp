@@ -1,0 +1,22 @@
+// Instantiates the parsing of numbers for wchar_t.
+#include "classic_facet.h"
+
+#include <nalo/base/impl/num_get>
+
+namespace nalo {
+
+template class num_get<wchar_t>;
+
+namespace impl {
+
+const locale::id& getFacetId(const std_num_get<wchar_t>*) noexcept {
+  return std_num_get<wchar_t>::id;
+}
+
+template <>
+constinit immortal<std_num_get<wchar_t>>
+    classic_facet<std_num_get<wchar_t>>::object_(not_counted);
+
+}  // namespace impl
+
+}  // namespace nalo
