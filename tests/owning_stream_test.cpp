@@ -233,7 +233,7 @@ std::string outcome(void (*work)(Stream&), ios_base::iostate mask) {
   const auto error = nalo::exception::last_on_thread();
   return raised + nalo::state_names(stream.rdstate()) +
          (stream.is_open() ? " open " : " ") + file.text() +
-         (error.count == earlier ? "" : " " + error.message) +
+         (error.count == earlier ? "" : std::string(" ") + error.message) +
          (dumps.count() == 0 ? "" : " dumped");
 }
 
