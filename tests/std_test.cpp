@@ -3,21 +3,30 @@
 #include <nalo/buffers/string>
 #include <nalo/iomanip>
 #include <nalo/iterator>
+#include <nalo/std_types>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bitset>
+#include <complex>
 #include <ctime>
+#include <filesystem>
 #include <iomanip>
 #include <iterator>
+#include <memory>
 #include <numeric>
 #include <ranges>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
+#include <thread>
 #include <utility>
 #include <vector>
 
+#include "scripted_streambuf.h"
 #include "text.h"
 
 namespace {
@@ -176,6 +185,129 @@ TYPED_TEST(Std, WritesAndReadsTimesAsTheStandardStreams) {
     EXPECT_EQ(in.fail(), expected.fail()) << format;
     EXPECT_EQ(in.eof() && !in.fail(), expected.eof() && !in.fail()) << format;
   }
+}
+
+// Types with an inserter of their own for the streams of one library or both.
+// Each writes where it has been.
+struct for_std {
+  template <class Char>
+  friend auto& operator<<(std::basic_ostream<Char>& out, const for_std&) {
+    return out << "std";
+  }
+  template <class Char>
+  friend auto& operator>>(std::basic_istream<Char>& in, for_std&) {
+    return in;
+  }
+};
+struct for_both : for_std {
+  template <class Char>
+  friend auto& operator<<(nalo::basic_ostream<Char>& out, const for_both&) {
+    return out << "nalo";
+  }
+};
+struct for_any {
+  template <class Stream>
+  friend Stream& operator<<(Stream& out, const for_any&) {
+    out << "any";
+    return out;
+  }
+};
+template <class Char>
+struct converts : for_std {
+  operator std::basic_string_view<Char>() const { return view; }
+  std::basic_string_view<Char> view;
+};
+enum class scoped { one };
+template <class Char>
+auto& operator<<(std::basic_ostream<Char>& out, scoped) {
+  return out << "scoped";
+}
+enum unscoped { two = 2 };
+template <class Char>
+auto& operator<<(std::basic_ostream<Char>& out, unscoped) {
+  return out << "unscoped";
+}
+template <class Out, class T>
+concept writes = requires(Out& out, T& value) {
+  out << value;
+};
+
+TYPED_TEST(Std, WritesWhatOnlyTheStandardStreamsKnow) {
+  using ostream = nalo::basic_ostream<TypeParam>;
+  static_assert(!writes<ostream, void()> && !writes<ostream, int for_std::*>);
+  static_assert(!writes<ostream, std::vector<int>> &&
+                !writes<ostream, ostream>);
+  const auto expect_like_std = [](const auto& value) {
+    stream<TypeParam> out;
+    std::basic_ostringstream<TypeParam> expected;
+    const auto write = [&](auto& to, auto... manipulators) {
+      (to << ... << manipulators) << value << value;
+    };
+    write(out, nalo::setw(12), nalo::setfill(TypeParam('.')),
+          nalo::setprecision(3), nalo::left, nalo::hex, nalo::showbase);
+    write(expected, std::setw(12), std::setfill(TypeParam('.')),
+          std::setprecision(3), std::left, std::hex, std::showbase);
+    EXPECT_EQ(out.written(), shown<TypeParam>(expected.str()));
+    EXPECT_EQ(out.width(), expected.width());
+  };
+  expect_like_std(std::make_error_code(std::errc::io_error));
+  expect_like_std(std::complex<double>(1.23456, 255));
+  expect_like_std(std::bitset<10>(37));
+  expect_like_std(std::filesystem::path("a b\"c"));
+  expect_like_std(std::this_thread::get_id());
+  expect_like_std(std::make_shared<int>(1));
+  expect_like_std(for_std());
+  expect_like_std(scoped::one);
+
+  stream<TypeParam> out;
+  const auto text = widened<TypeParam>("view");
+  out << for_both() << for_any() << unscoped::two
+      << converts<TypeParam>{{}, text};
+  EXPECT_EQ(out.written(), "naloany2view");
+}
+
+struct raising {
+  template <class Char>
+  friend std::basic_ostream<Char>& operator<<(std::basic_ostream<Char>&,
+                                              const raising&) {
+    throw std::runtime_error("own");
+  }
+};
+
+TYPED_TEST(Std, TreatsErrorsInStandardInsertersAsItsOwn) {
+  using nalo_test::fault;
+  for (const auto mask : {ios_base::goodbit, ios_base::badbit}) {
+    const auto raised_by = [&](fault kind, const auto& value,
+                               ios_base::iostate left) {
+      nalo_test::scripted_streambuf<TypeParam> buffer({});
+      nalo::basic_ostream<TypeParam> out(&buffer, mask);
+      out << nalo::setw(9);
+      const auto error = nalo_test::raised_by([&] { out << value; }, 1, kind);
+      EXPECT_EQ(out.rdstate(), left);
+      EXPECT_EQ(out.width(), kind == fault::refusal ? 0 : 9);
+      return error;
+    };
+    const bool raises = mask == ios_base::badbit;
+    EXPECT_EQ(raised_by(fault::library, for_std(), ios_base::badbit),
+              raises ? "library" : "");
+    EXPECT_EQ(raised_by(fault::refusal, for_std(), ios_base::badbit),
+              raises ? "basic_ios::clear" : "");
+    EXPECT_EQ(raised_by(fault::none, raising(), ios_base::goodbit), "own");
+  }
+}
+
+TYPED_TEST(Std, ReadsWhatOnlyTheStandardStreamsKnow) {
+  stream<TypeParam> in(" (1.5,2) 0110 \"a b\" 7");
+  std::complex<double> complex;
+  std::bitset<3> bits;
+  std::filesystem::path path;
+  in >> complex >> bits;
+  EXPECT_EQ(complex, std::complex(1.5, 2.0));
+  EXPECT_EQ(bits.to_string(), "011");
+  EXPECT_TRUE(in.get() == '0' && in.good());
+  in >> path >> bits;
+  EXPECT_EQ(path, "a b");
+  EXPECT_EQ(in.rdstate(), ios_base::failbit);
 }
 
 }  // namespace
