@@ -91,6 +91,7 @@ ios_base::iostate on_std_stream(basic_ios<Char, Traits>& io, Work work) {
     throw;
   } catch (const std::ios_base::failure&) {
     if (!stream.bad()) throw;
+    stream.width(0);  // as every refused write leaves it
   } catch (...) {
     if (!stream.bad()) throw;
     error = std::current_exception();
