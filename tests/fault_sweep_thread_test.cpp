@@ -161,6 +161,7 @@ struct world {
   long n = -1;
   const fault_char<Char> first[70] = {}, *const last = std::end(first);
   string s{letters}, shares;
+  text standard;
 };
 
 #define OP(...)                                                     \
@@ -178,7 +179,7 @@ std::vector<operations<World>> all_operations() {
         OP(w.in.getline(w.array, 60, '\n')), OP(w.in.get(w.array, 9, 'e')),
         OP(w.in.get(w.other, 'i')), OP(w.in >> &w.other),
         OP(getline(w.in, w.s)), OP(getline(w.in, w.s, {'f'}, 60)),
-        OP(w.in >> nalo::ws)},
+        OP(getline(w.in, w.standard)), OP(w.in >> nalo::ws)},
        guarded},
       {{OP(w.in.get()), OP(w.in.get(w.ch)), OP(w.in.peek()),
         OP(w.in.read(w.array, 5)), OP(w.in.readsome(w.array, 5)),
@@ -187,7 +188,8 @@ std::vector<operations<World>> all_operations() {
         OP(w.in.seekg(-1, ios_base::end))},
        guarded},
       {{OP(w.in >> w.ch), OP(w.in >> w.array), OP(w.in >> w.s),
-        OP(getstring(w.in, w.array)), OP(getstring(w.in, w.s))},
+        OP(w.in >> w.standard), OP(getstring(w.in, w.array)),
+        OP(getstring(w.in, w.s))},
        skipping},
       {{OP(bool b{}; w.in >> boolalpha >> b)},
        skipping,

@@ -246,8 +246,6 @@ struct converting {
   T value;
 };
 enum letter : char { letter_x = 'x' };
-template <class Char>
-struct other_traits : std::char_traits<Char> {};
 // What no std::string may be taken for.
 struct made_of_text {
   made_of_text(const std::string&) {}
@@ -425,6 +423,10 @@ TEST(NarrowStream, ReadsEveryKindOfCharacterWithoutAName) {
   nalo::string line;
   getline(nalo::istream(&buf), line);
   EXPECT_STREQ(line.c_str(), " hij");
+  std::string standard = "before";
+  getline(nalo::istream(&buf), standard);
+  EXPECT_EQ(standard, "k");
+  EXPECT_FALSE(nalo::istream(&buf) >> standard);
 }
 
 TEST(WideStream, SearchesEachRunOnce) {

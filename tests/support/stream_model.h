@@ -42,7 +42,6 @@ class model : public nalo::basic_iostream<Char> {
   using base = nalo::basic_iostream<Char>;
   using traits = nalo::char_traits<Char>;
   using int_type = typename traits::int_type;
-  using string = nalo::basic_string<Char>;
   using buffer = nalo::basic_streambuf<Char>;
   using base::gcount_;
   static constexpr int_type none = traits::eof();
@@ -82,7 +81,8 @@ class model : public nalo::basic_iostream<Char> {
       return left(take(buf(), gcount_, no_limit, stop));
     });
   }
-  friend void getstring(model& in, string& str) {
+  template <class String>
+  friend void getstring(model& in, String& str) {
     streamsize taken = 0;
     in.extract(false, taken, [&] {
       str.clear();
@@ -95,7 +95,8 @@ class model : public nalo::basic_iostream<Char> {
       return left(ch);
     });
   }
-  friend void getline(model& in, string& str, Char delim, size_t n = no_limit) {
+  template <class String>
+  friend void getline(model& in, String& str, Char delim, size_t n = no_limit) {
     streamsize taken = 0;
     in.extract(true, taken, [&] {
       str.clear();
@@ -291,6 +292,9 @@ struct arguments {
                               fault::refusal, fault::meddle});
 };
 
+template <class Char>
+struct other_traits : std::char_traits<Char> {};
+
 // A stream and what it works with: its buffer; another one to copy from and
 // to, and a stream over that to be tied to; one log of all their virtual calls;
 // and what is stored into.
@@ -319,6 +323,10 @@ struct world {
         OP(getstring(w.io, w.str)),
         OP(getline(w.io, w.str, a.ch)),
         OP(getline(w.io, w.str, a.ch, a.size)),
+        OP(getstring(w.io, w.standard)),
+        OP(getline(w.io, w.standard, a.ch)),
+        OP(getline(w.io, w.standard, a.ch, a.size)),
+        OP(decltype(w.standard)().swap(w.standard)),
         OP(w.io.unget()),
         OP(w.str = w.shared),
         OP(w.str = string::c_str(w.shared.c_str(), 1)),
@@ -363,8 +371,9 @@ struct world {
     return std::tuple(
         raised, dumps.count(), io.rdstate(), tied.rdstate(), io.gcount(),
         io.width(), array, text(std::as_const(str).data(), str.size()),
-        str.size() <= str.capacity(), shared == string(60, 'y'), buf.output(),
-        buf.rest(), other.output(), other.rest(), log);
+        text(standard.data(), standard.size()), str.size() <= str.capacity(),
+        shared == string(60, 'y'), buf.output(), buf.rest(), other.output(),
+        other.rest(), log);
   }
 
   std::string log;
@@ -374,6 +383,7 @@ struct world {
   text array;
   const string shared = string(60, 'y');
   string str;
+  std::basic_string<Char, other_traits<Char>> standard;
 };
 
 // Does the same to a stream and to its model.
