@@ -226,7 +226,7 @@ std::string outcome(void (*work)(Stream&), ios_base::iostate mask) {
   try {
     stream.exceptions(mask);
     work(stream);
-  } catch (const nalo::fd_error&) {
+  } catch (const ios_base::failure&) {
     raised = "raised ";
   }
   stream.flush();

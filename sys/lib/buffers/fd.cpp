@@ -112,7 +112,7 @@ std::string message(const char* action, int code, streamsize transferred) {
 
 fd_error::fd_error(const char* file, int line, const char* action, int code,
                    streamsize transferred)
-    : exception(file, line, message(action, code, transferred).c_str()),
+    : failure(file, line, message(action, code, transferred).c_str()),
       code_(code),
       transferred_(transferred) {}
 fd_error::~fd_error() = default;
