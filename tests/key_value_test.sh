@@ -36,7 +36,7 @@ check 2 '*there is no file*usage:*' '' ''
 for mistake in a =1 a:b=1 '#a=1' ' a=1' 'a =1' a=$'b\nc' "1$longest=1"; do
   check 2 "key_value: '$mistake': *usage:*" '' '' "$sample" "$mistake"
 done
-check 1 'key_value: missing: cannot open: No such file or directory' '' '' missing
+check 1 'key_value: missing: cannot open "missing": No such file or directory' '' '' missing
 check 1 'key_value: /: cannot read: Is a directory' '' '' /
 check_full_device "$sample"
 

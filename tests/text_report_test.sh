@@ -26,7 +26,7 @@ check 0 '' '' "$(printf '%36s' 0) words, 0 different\n" --words
 printf 'ab\r\ncde\n' >dos
 printf 'f g' >no_end
 head -c 10000000 /dev/zero >long  # wider than a column
-problems='text_report: missing: cannot open: No such file or directory
+problems='text_report: missing: cannot open "missing": No such file or directory
 text_report: /: cannot read: Is a directory'
 check 1 "$problems" '' "$(report 2 8 3 3.0 dos 1 10000000 10000000 10000000.0 \
   long 3 10000008 10000000 3333335.3 total)" dos missing / long

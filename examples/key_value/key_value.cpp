@@ -6,9 +6,8 @@
 // that comments, blank lines and lines that make no sense are kept.
 
 #include <nalo/buffers/fd>
-#include <nalo/buffers/string>
-#include <nalo/istream>
-#include <nalo/ostream>
+#include <nalo/iostream>
+#include <nalo/sstream>
 #include <nalo/string>
 
 #include <unistd.h>
@@ -139,10 +138,9 @@ changes parse(int argc, char** argv) {
   return wanted;
 }
 
+// Not to cerr, which would write out what is pending in cout, and might fail.
 void complain(std::string_view text) {
-  nalo::fdbuf buffer(STDERR_FILENO);
-  nalo::ostream err(&buffer);
-  err << "key_value: " << text << nalo::endl;
+  nalo::clog << "key_value: " << text << nalo::endl;
 }
 
 void write_record(nalo::ostream& out, std::string_view key,
@@ -188,16 +186,16 @@ bool run(int argc, char** argv) {
   changes wanted = parse(argc, argv);
   const bool is_stdin = argv[1] == std::string_view("-");
 
-  nalo::stringbuf text_buffer;
-  nalo::iostream text(&text_buffer, nalo::ios_base::badbit);
+  nalo::stringstream text;
+  text.exceptions(nalo::ios_base::badbit);
   nalo::fdbuf input =
       is_stdin ? nalo::fdbuf(STDIN_FILENO) : nalo::fdbuf(argv[1]);
   load(text, input);
   const bool is_sound =
       apply(wanted, text, is_stdin ? "(standard input)" : argv[1]);
 
-  nalo::fdbuf output(STDOUT_FILENO);
-  nalo::ostream out(&output, nalo::ios_base::badbit);
+  nalo::ostream& out = nalo::cout;
+  out.exceptions(nalo::ios_base::badbit);
   if (text.peek() != nalo::iostream::traits_type::eof()) out << text.rdbuf();
   out.flush();
   return is_sound;

@@ -2,14 +2,13 @@
 // their lines are, or which words are the most frequent. Copies them, too.
 //
 // It reads every file through an input stream over a file descriptor, and
-// writes all it has to say through an output stream over another one. Both
-// have badbit in their exception mask: what their buffers raise comes here,
-// while ends of input and overlong lines are told by the state alone.
+// writes its report to standard output. Both streams have badbit in their
+// exception mask: what their buffers raise comes here, while ends of input and
+// overlong lines are told by the state alone.
 
 #include <nalo/buffers/fd>
 #include <nalo/iomanip>
-#include <nalo/istream>
-#include <nalo/ostream>
+#include <nalo/iostream>
 #include <nalo/ranges>
 #include <nalo/string>
 
@@ -151,11 +150,8 @@ void copy(nalo::istream& in, nalo::ostream& out) {
 
 // The program.
 
-void complain(std::string_view text) {
-  nalo::fdbuf buffer(STDERR_FILENO);
-  nalo::ostream err(&buffer);
-  err << text << nalo::endl;
-}
+// Not to cerr, which would write out what is pending in cout, and might fail.
+void complain(std::string_view text) { nalo::clog << text << nalo::endl; }
 
 // One line: who could not do it, and why.
 void complain(std::string_view name, const nalo::fd_error& error) {
@@ -215,8 +211,8 @@ bool copy_files(const options& opts, nalo::ostream& out) {
 }
 
 bool run(const options& opts) {
-  nalo::fdbuf buffer(STDOUT_FILENO);
-  nalo::ostream out(&buffer, nalo::ios_base::badbit);
+  nalo::ostream& out = nalo::cout;
+  out.exceptions(nalo::ios_base::badbit);
   switch (opts.what) {
     case job::words:
       return report_words(opts, out);
