@@ -100,6 +100,12 @@ class BufferPrinter(ClassPrinter):
                 f"{int(end - current)} {behind}: {content}")
 
 
+class DescriptorPrinter(BufferPrinter):
+    def members(self):
+        yield "fd", self.value["fd_"]
+        yield from super().members()
+
+
 class StreamPrinter(ClassPrinter):
     def members(self):
         value = self.value
@@ -112,7 +118,16 @@ class StreamPrinter(ClassPrinter):
             yield "fill", value["fill_"]
         tie, buffer = value["tie_"], value["streambuf_"]
         yield "tie", tie if int(tie) else "none"
-        yield "buffer", buffer.dereference() if int(buffer) else "none"
+        yield "buffer", self.buffer(buffer) if int(buffer) else "none"
+
+    def buffer(self, pointer):
+        """What the stream uses: the buffer that it owns, unless it was made to
+        use another one."""
+        if self.value.type.strip_typedefs().name.startswith("nalo::owning_"):
+            own = self.value["buffer_"]
+            if own.address.cast(pointer.type) == pointer:
+                return own
+        return pointer.dereference()
 
 
 class InputPrinter(StreamPrinter):
@@ -124,12 +139,15 @@ class InputPrinter(StreamPrinter):
 def build():
     printers = gdb.printing.RegexpCollectionPrettyPrinter("nalo")
     for name, pattern, printer in (
-        ("string", r"basic_string(_retval|_funcarg)?", StringPrinter),
-        ("streambuf", r"basic_streambuf", BufferPrinter),
-        ("stream", r"basic_(ios|ostream)", StreamPrinter),
-        ("input", r"basic_(istream|iostream)", InputPrinter),
+        ("string", r"basic_string(_retval|_funcarg)?<.*>", StringPrinter),
+        ("streambuf", r"basic_(stream|string|span|view)buf<.*>", BufferPrinter),
+        ("fdbuf", r"(fdbuf|basic_filebuf<char,.*>)",
+         DescriptorPrinter),
+        ("stream", r"(basic_ios|(owning_stream<nalo::)?basic_ostream)<.*>",
+         StreamPrinter),
+        ("input", r"(owning_stream<nalo::)?basic_(istream|iostream)<.*>", InputPrinter),
     ):
-        printers.add_printer(name, f"^nalo::{pattern}<.*>$", printer)
+        printers.add_printer(name, f"^nalo::{pattern}$", printer)
     return printers
 
 

@@ -1,6 +1,7 @@
 // What the pretty printers show of it, once stop() is called. Each "(gdb)" line
 // is run; the lines below it are what must be printed.
-#include <nalo/istream>
+#include <nalo/fstream>
+#include <nalo/sstream>
 
 namespace {
 
@@ -64,6 +65,19 @@ int main() {
   // {state = eofbit, mask = badbit, flags = dec|skipws, width = 0, precision =
   // 6, tie = none, buffer = {get area = 5 taken, 0 to read: "", put area = 0
   // written, 8 free: ""}, gcount = 3}
+  nalo::istringstream own("12 three");
+  int number = 0;
+  own >> number;
+  // (gdb) print own
+  // {state = goodbit, mask = goodbit, flags = dec|skipws, width = 0, precision
+  // = 6, tie = none, buffer = {get area = 2 taken, 6 to read: " three", put
+  // area = none}, gcount = 0}
+  nalo::ofstream file("/dev/null");
+  file << "text";
+  // (gdb) print file
+  // {state = goodbit, mask = goodbit, flags = dec|skipws, width = 0, precision
+  // = 6, tie = none, buffer = {fd = 3, get area = none, put area = 4 written,
+  // 65532 free: "text"}}
   stop();
 
   *reinterpret_cast<std::size_t*>(reinterpret_cast<char*>(&broken) + 48) = 6;
