@@ -5,8 +5,10 @@
 // streams; these are the rules that hold whatever fails.
 #include <nalo/base/ctype>
 #include <nalo/base/numpunct>
+#include <nalo/fstream>
 #include <nalo/iomanip>
 #include <nalo/istream>
+#include <nalo/sstream>
 #include <nalo/string>
 
 #include <gtest/gtest.h>
@@ -96,6 +98,8 @@ struct world {
   using text = std::basic_string<Char>;
   using string = nalo::basic_string<Char>;
   using punct = nalo::numpunct<Char>;
+  using stringstream = nalo::basic_stringstream<Char>;
+  using fstream = nalo::basic_fstream<Char>;
 
   // With one character of the input taken.
   world(const char* input, size_t area, iostate mask)
@@ -173,7 +177,10 @@ template <class World, class... Numbers>
 std::vector<operations<World>> all_operations() {
   using string = typename World::string;
   using punct = typename World::punct;
+  using stringstream = typename World::stringstream;
+  using fstream = typename World::fstream;
   using nalo::locale, nalo::boolalpha;
+  constexpr auto both = ios_base::in | ios_base::out;
   return {
       {{OP(w.in.ignore()), OP(w.in.ignore(3)), OP(w.in.ignore(9, '\n')),
         OP(w.in.getline(w.array, 60, '\n')), OP(w.in.get(w.array, 9, 'e')),
@@ -220,6 +227,13 @@ std::vector<operations<World>> all_operations() {
         OP(w.s.replace(w.s.cbegin(), w.s.cend(), w.first, w.last)),
         OP(string(w.first, w.last)), OP(w.s.shrink_to_fit()),
         OP(string(w.s + w.letters))}},
+      // Streams that own their buffer, each made for the operation.
+      {{OP(stringstream(w.letters, both, bad) << w.letters.c_str()),
+        OP(stringstream text; text.str(w.letters)),
+        OP(stringstream(w.s, both).str()),
+        OP(fstream("/dev/zero", both, bad).get()),
+        OP(fstream("/dev/null", both, bad).put('x')),
+        OP(fstream("/none", both, fail))}},
       {{OP(w.io.copyfmt(w.wordy)), OP(w.io.imbue(w.full)),
         OP(w.loc = locale(w.loc, new fault_numpunct<char>)),
         OP(w.loc = locale(w.loc, w.classic, locale::numeric)),
