@@ -1,4 +1,4 @@
-// The buffers of the file streams.
+// The buffer of the file streams.
 #include <nalo/buffers/file>
 
 #include <cerrno>
@@ -9,9 +9,9 @@ namespace {
 
 constexpr const char* kFile = "sys/lib/buffers/file.cpp";
 
-// What an operation on a file that raises its errors comes to.
-template <class Buffer, class Operation>
-Buffer* self_or_null(Buffer* buffer, Operation operation) {
+// Runs an operation, and returns null for the buffer when that raises.
+template <class Operation>
+filebuf* self_or_null(filebuf* buffer, Operation operation) {
   try {
     operation();
     return buffer;
@@ -62,25 +62,6 @@ filebuf::int_type filebuf::overflow(int_type ch) {
 
 streamsize filebuf::xsputn(const char* strng, streamsize sz) {
   return is_open() ? fdbuf::xsputn(strng, sz) : 0;
-}
-
-wfilebuf::~basic_filebuf() = default;
-
-wfilebuf* wfilebuf::open(const impl::file_path& path, ios_base::openmode mode) {
-  return self_or_null(this, [&] { open_(path, mode); });
-}
-
-wfilebuf* wfilebuf::close() {
-  return self_or_null(this, [&] { close_(); });
-}
-
-void wfilebuf::open_(const impl::file_path& path, ios_base::openmode mode) {
-  bytes()->open_(path, mode);
-}
-
-void wfilebuf::close_() {
-  forget_();
-  bytes()->close_();
 }
 
 }  // namespace nalo

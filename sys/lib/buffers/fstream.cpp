@@ -6,8 +6,5 @@ namespace nalo {
 template class owning_stream<istream, filebuf>;
 template class owning_stream<ostream, filebuf>;
 template class owning_stream<iostream, filebuf>;
-template class owning_stream<wistream, wfilebuf>;
-template class owning_stream<wostream, wfilebuf>;
-template class owning_stream<wiostream, wfilebuf>;
 
 }  // namespace nalo

@@ -6,8 +6,5 @@ namespace nalo {
 template class owning_stream<istream, spanbuf>;
 template class owning_stream<ostream, spanbuf>;
 template class owning_stream<iostream, spanbuf>;
-template class owning_stream<wistream, wspanbuf>;
-template class owning_stream<wostream, wspanbuf>;
-template class owning_stream<wiostream, wspanbuf>;
 
 }  // namespace nalo

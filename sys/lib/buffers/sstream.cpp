@@ -6,8 +6,5 @@ namespace nalo {
 template class owning_stream<istream, stringbuf>;
 template class owning_stream<ostream, stringbuf>;
 template class owning_stream<iostream, stringbuf>;
-template class owning_stream<wistream, wstringbuf>;
-template class owning_stream<wostream, wstringbuf>;
-template class owning_stream<wiostream, wstringbuf>;
 
 }  // namespace nalo
