@@ -1,19 +1,27 @@
-// Compares the decimal text of doubles with what std::to_chars makes of them.
+// Compares the decimal text of doubles with what std::to_chars makes of them,
+// and what is read from such texts with what std::from_chars makes of them.
 //
 // usage: decimal_check floats PRECISION     all floats, in general notation
 //        decimal_check decimals             0 to 999999 * 10^-30 to 10^30
 //        decimal_check random COUNT [SEED]  of any exponent, or a usual one
+//        decimal_check read COUNT [SEED]    random texts, as double and float
 //
-// Each value is taken with either sign. The last two go through all notations
-// and precisions. Progress is printed as the number of texts compared, and of
-// those left to std::to_chars; the first difference ends the program.
+// Each value is taken with either sign. Decimals and random values are written
+// in all notations and precisions. Progress is printed as the number of texts
+// compared, and of those left to the standard functions; the first difference
+// ends the program.
 #include <nalo/base/impl/decimal>
 
+#include <bit>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
+#include <limits>
 #include <random>
+#include <string>
 #include <string_view>
 
 namespace {
@@ -23,7 +31,7 @@ using std::chars_format;
 std::uint64_t compared = 0, left = 0;
 
 void report() {
-  std::printf("%llu compared, %llu more left to std::to_chars\n",
+  std::printf("%llu compared, %llu more left to the standard functions\n",
               static_cast<unsigned long long>(compared),
               static_cast<unsigned long long>(left));
   std::fflush(stdout);
@@ -100,6 +108,48 @@ void compare_random(std::uint64_t count, std::uint64_t seed) {
   }
 }
 
+template <class Float>
+void compare_reading(const std::string& text) {
+  const char* const end = text.data() + text.size();
+  Float read = 0, expected = 0;
+  const char* const read_end = nalo::impl::read_decimal(text.data(), end, read);
+  if (!read_end) {
+    ++left;
+    return;
+  }
+  const auto [expected_end, error] =
+      std::from_chars(text.data(), end, expected);
+  if (read_end != expected_end || error != std::errc() || read != expected ||
+      std::signbit(read) != std::signbit(expected)) {
+    std::printf("%s: %a instead of %a\n", text.c_str(), double{read},
+                double{expected});
+    std::exit(1);
+  }
+  if (++compared % (1 << 28) == 0) report();
+}
+
+// Doubles of any precision, and what is near the middle between two of them.
+void compare_random_reading(std::uint64_t count, std::uint64_t seed) {
+  std::mt19937_64 random(seed);
+  for (std::uint64_t i = 0; i < count / 2; ++i) {
+    const auto value = std::bit_cast<double>(random());
+    const long double middle =
+        (static_cast<long double>(value) +
+         std::nextafter(value, std::numeric_limits<double>::infinity())) /
+        2;
+    char text[64];
+    const char* const end =
+        i % 2 == 0
+            ? std::to_chars(text, std::end(text), value, chars_format::general,
+                            static_cast<int>(i / 2 % 19))
+                  .ptr
+            : text + std::snprintf(text, sizeof text, "%.18Lg", middle);
+    const std::string with_end(std::string_view(text, end));
+    compare_reading<double>(with_end + ' ');
+    compare_reading<float>(with_end + ' ');
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -113,10 +163,12 @@ int main(int argc, char** argv) {
     compare_decimals();
   } else if (what == "random") {
     compare_random(number(2, 1'000'000), number(3, 1));
+  } else if (what == "read") {
+    compare_random_reading(number(2, 1'000'000), number(3, 1));
   } else {
     std::fprintf(stderr,
                  "usage: decimal_check floats PRECISION | decimals | "
-                 "random COUNT [SEED]\n");
+                 "random COUNT [SEED] | read COUNT [SEED]\n");
     return 1;
   }
   report();

@@ -57,7 +57,9 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
       {{}, {"0x1.fffffep127", "-0x1.fffffep127", "-0xffffffffffffffffp16320"}},
       {{}, {"+0X.8AP-3", "0xaFp+3", "0x1p", "0x.", "-0x", "0x1p-", "0x.0p1"}},
       {{}, {"-nan", "inf", "1ea", "1e2a", "12\xFF"}},
-      {{}, {"0.0e5", "-0x0p5", "1e#5", "#42", "1#"}},
+      {{}, {"0.0e5", "-0x0p5", "1e#5", "#42", "1#", "-0.0", "5.", ".5", "."}},
+      // Half way between two values of double or float.
+      {{}, {"9007199254740995", "4503599627370497.5", "8388609.5", "1e23"}},
       {{}, {"0x" + ones + "p-300", "1#e-9999", "0.#1e10000", "0x1#p-39996"}},
       {{}, {"0x0.#1p40000", "1e-99999999999999999999"}},
       {{}, {half_float, half_float + ones + "0"}},
@@ -93,6 +95,17 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
   }
 }
 
+TEST(Number, NearAPowerOfTenHasAllOfItsDigits) {
+  for (size_t zeros = 0; zeros < 20; ++zeros) {
+    const auto power = std::stoull('1' + std::string(zeros, '0'));
+    for (const auto n : {power - 1, power, power + 1}) {
+      scripted_streambuf<char> buf({});
+      nalo::ostream(&buf) << n;
+      EXPECT_EQ(buf.output(), std::to_string(n));
+    }
+  }
+}
+
 // Ties and carries, which random values seldom are.
 TEST(Number, OfFewDigitsIsRoundedAsToCharsDoes) {
   const std::pair<ios_base::fmtflags, std::chars_format> notations[] = {
@@ -101,12 +114,13 @@ TEST(Number, OfFewDigitsIsRoundedAsToCharsDoes) {
       {ios_base::fixed, std::chars_format::fixed}};
   nalo_test::choices random(20241125);
   for (int round = 0; round < 100'000 && !HasFailure(); ++round) {
-    const auto text = std::to_string(random.below(1'000'000)) + 'e' +
-                      std::to_string(30 - static_cast<int>(random.below(61)));
+    const auto digits = random.below(1'000'000) >> random.below(20);
+    const auto text = std::to_string(digits) + 'e' +
+                      std::to_string(110 - static_cast<int>(random.below(221)));
     const double value = std::strtod(text.c_str(), nullptr);
     const auto& [flags, format] = notations[random.below(3)];
     const int precision = static_cast<int>(random.below(18));
-    char expected[100];
+    char expected[200];
     char* end =
         std::to_chars(expected, std::end(expected), value, format, precision)
             .ptr;
