@@ -5,6 +5,20 @@ set(header_root "${PROJECT_SOURCE_DIR}/sys/src")
 file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE "${header_root}"
   "${header_root}/nalo/*")
 
+# <nalo/print> says in an error what it needs where that is missing.
+include(CheckCXXSourceCompiles)
+set(CMAKE_REQUIRED_FLAGS -std=c++20)
+set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+check_cxx_source_compiles("#include <version>
+#ifndef __cpp_lib_format
+#include <fmt/xchar.h>
+#endif" NALO_CAN_PRINT)
+unset(CMAKE_TRY_COMPILE_TARGET_TYPE)
+unset(CMAKE_REQUIRED_FLAGS)
+if(NOT NALO_CAN_PRINT)
+  list(REMOVE_ITEM headers nalo/print)
+endif()
+
 set(units)
 foreach(header IN LISTS headers)
   set(unit "${PROJECT_BINARY_DIR}/header_check/${header}.cpp")

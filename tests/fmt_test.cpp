@@ -2,7 +2,9 @@
 // {fmt} is found.
 #include <nalo/buffers/span>
 #include <nalo/buffers/string>
+#include <nalo/iomanip>
 #include <nalo/ostream>
+#include <nalo/print>
 
 #include <fmt/format.h>
 #include <fmt/xchar.h>
@@ -10,7 +12,9 @@
 
 #include <iterator>
 #include <string>
+#include <utility>
 
+#include "scripted_streambuf.h"
 #include "text.h"
 
 namespace {
@@ -50,6 +54,54 @@ TYPED_TEST(Fmt, WritesToStreamsAndStrings) {
   nalo::basic_string<Char> appended;
   format_to(std::back_inserter(appended));
   EXPECT_EQ(appended, expected);
+}
+
+// A format string of either character type.
+template <class Char>
+consteval auto choose(const char* narrow, const wchar_t* wide) {
+  if constexpr (sizeof(Char) == 1)
+    return narrow;
+  else
+    return wide;
+}
+#define FORMAT(text) choose<TypeParam>(text, L##text)
+
+TYPED_TEST(Fmt, PrintsOneBlockBehindTheGate) {
+  using nalo::ios_base, nalo_test::fault;
+  using buffer = nalo_test::scripted_streambuf<TypeParam>;
+  const nalo::basic_string<TypeParam> name(widened<TypeParam>("nalo"));
+  buffer target({});
+  nalo::basic_ostream<TypeParam> out(&target);
+  out << nalo::setw(9) << nalo::unitbuf;
+  nalo::print(out, FORMAT("{:>6}|{}"), name, 7);
+  EXPECT_EQ(nalo_test::shown<TypeParam>(target.output()), "  nalo|7");
+  EXPECT_EQ(std::exchange(target.own_log_, ""), "xsputn overflow(32) sync ");
+  nalo::println(out, FORMAT("{:.2}"), name);
+  nalo::println(out);
+  EXPECT_EQ(nalo_test::shown<TypeParam>(target.output()),
+            "  nalo|7na\\x0A\\x0A");
+  EXPECT_EQ(out.width(), 9);
+
+  const struct {
+    fault kind;
+    int width;
+    const char* error;
+  } rows[] = {{fault::library, 9, "library"},
+              {fault::refusal, 9, "basic_ios::clear"},
+              {fault::none, -1, "negative width"}};
+  for (const auto& row : rows) {
+    for (const auto mask : {ios_base::goodbit, ios_base::badbit}) {
+      buffer failing({});
+      nalo::basic_ostream<TypeParam> to(&failing, mask);
+      const auto raised = nalo_test::raised_by(
+          [&] { nalo::print(to, FORMAT("{:{}}"), 1, row.width); }, 1, row.kind);
+      EXPECT_EQ(raised, mask == ios_base::badbit ? row.error : "");
+      EXPECT_EQ(to.rdstate(), ios_base::badbit);
+      to.exceptions(ios_base::goodbit);
+      nalo::print(to, FORMAT("x"));
+      EXPECT_TRUE(to.fail() && failing.output().empty());
+    }
+  }
 }
 
 }  // namespace
