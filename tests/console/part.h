@@ -10,6 +10,7 @@ const struct static_object {
   ~static_object() { nalo::wcout << NAME " ends\n"; }
 } object;
 
-[[gnu::destructor]] void unload() { nalo::cout << NAME " is unloaded\n"; }
+// As late as can be: what is pending in a static library has been written.
+[[gnu::destructor(101)]] void unload() { nalo::cout << NAME " is unloaded\n"; }
 
 }  // namespace
