@@ -58,6 +58,7 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
       {{}, {"+0X.8AP-3", "0xaFp+3", "0x1p", "0x.", "-0x", "0x1p-", "0x.0p1"}},
       {{}, {"-nan", "inf", "1ea", "1e2a", "12\xFF"}},
       {{}, {"0.0e5", "-0x0p5", "1e#5", "#42", "1#", "-0.0", "5.", ".5", "."}},
+      {{}, {"1.5e-308", "1e-38"}},  // just subnormal
       // Half way between two values of double or float.
       {{}, {"9007199254740995", "4503599627370497.5", "8388609.5", "1e23"}},
       {{}, {"0x" + ones + "p-300", "1#e-9999", "0.#1e10000", "0x1#p-39996"}},
