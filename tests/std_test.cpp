@@ -123,15 +123,18 @@ TYPED_TEST(Std, QuotesTexts) {
       {"\"ab\\", "ab", "", ios_base::failbit | ios_base::eofbit},
       {"  ", "old", "", ios_base::failbit | ios_base::eofbit},
   };
-  for (const auto& row : inputs) {
+  const auto expect_read = [](const auto& row, auto text) {
     stream<TypeParam> in(row.input);
-    string text(widened<TypeParam>("old"));
     in >> nalo::quoted(text);
     EXPECT_EQ(shown<TypeParam>(text), row.text);
     EXPECT_EQ(in.rdstate(), row.state) << row.input;
-    EXPECT_EQ(
-        shown<TypeParam>(string(nalo::istreambuf_iterator<TypeParam>(in), {})),
-        row.rest);
+    const nalo::istreambuf_iterator<TypeParam> rest(in);
+    EXPECT_EQ(shown<TypeParam>(string(rest, {})), row.rest);
+  };
+  for (const auto& row : inputs) {
+    const auto old = widened<TypeParam>("old");
+    expect_read(row, old);
+    expect_read(row, string(old));
   }
 }
 
