@@ -101,7 +101,8 @@ TEST(Fdbuf, WorksOnDescriptorsOfEachKind) {
        "a 1 -1 -1 out:EBADF in:EBADF 0"},
       {"file", "abcdefghijklmnopq", 4, "<4 <4 - - - - - - - - - <17 - -",
        "abcd efgh 104 103 102 101 100 99 98 97 -1 abcdefghijklmnopq 113 112"},
-      {"file", "abcdef", 99, "<3 @4 - <9 ? @99 <1 ?", "abc 4 -1 ef -1 99  -1"},
+      {"file", "abcdef", 99, "<3 @4 - - <9 ? @99 <1 ?",
+       "abc 4 100 99 cdef -1 99  -1"},
       {"file", "abcdef", 99, "<2 ! # <1 . # <1", "ab 0 2 c -1 6 in:EBADF"},
       {"file", "abcdef", 99, ">xy @ #", "2 2 0"},
       // No system call where there is nothing to write and to give back.

@@ -193,6 +193,7 @@ void fdbuf::close() {
   const int fd = std::exchange(fd_, -1);
   setg(nullptr, nullptr, nullptr);
   setp(nullptr, nullptr);
+  put_area_.reset();  // the next descriptor may be for reading only
   if (is_owned && close_file(fd) == -1) {
     raise<fd_output_error>(__LINE__, "cannot close");
   }
@@ -266,9 +267,41 @@ streamsize fdbuf::xsgetn(char* strng, streamsize sz) {
   return taken;
 }
 
-streamsize fdbuf::showmanyc() {
+// Reads the characters in front of the get area again, without moving, where
+// that does not begin at the beginning of a file, as after a seek.
+fdbuf::int_type fdbuf::pbackfail(int_type ch) {
+  const int_type none = traits_type::eof();
+  if (!is_open() || gptr() != eback()) return none;
+  start_input_();
+  give_back_();
+  if (gptr() < egptr()) return none;  // there is no position
+  const off_t at = ::lseek(fd_, 0, SEEK_CUR);
+  const off_t back = std::min(at, off_t{putback_size});
+  if (back <= 0) return none;
+  char* const start = get_area_.get() + putback_size;
+  const ssize_t got = uninterrupted([&] {
+    return ::pread(fd_, start - back, static_cast<size_t>(back), at - back);
+  });
+  if (got != back) return none;
+  setg(start - back, start, start);
+  const bool is_wanted = traits_type::eq_int_type(ch, none) ||
+                         traits_type::to_char_type(ch) == gptr()[-1];
+  return is_wanted ? sungetc() : none;
+}
+
+// Whether the descriptor is open, and for reading or for writing.
+bool fdbuf::allows_(int access) const noexcept {
   const int flags = ::fcntl(fd_, F_GETFL);
-  if (flags == -1 || (flags & O_ACCMODE) == O_WRONLY) return -1;
+  if (flags == -1) return false;
+  return (flags & O_ACCMODE) == access || (flags & O_ACCMODE) == O_RDWR;
+}
+
+bool fdbuf::appends_() const noexcept {
+  return (::fcntl(fd_, F_GETFL) & O_APPEND) != 0;
+}
+
+streamsize fdbuf::showmanyc() {
+  if (!allows_(O_RDONLY)) return -1;
   struct stat status = {};
   ::fstat(fd_, &status);
   // The files of /proc say that they are empty, and are not.
@@ -276,7 +309,7 @@ streamsize fdbuf::showmanyc() {
     const off_t at = ::lseek(fd_, 0, SEEK_CUR);
     if (at == -1) return 0;
     const off_t pending = pptr() - pbase();
-    const bool to_the_end = pending != 0 && (flags & O_APPEND) != 0;
+    const bool to_the_end = pending != 0 && appends_();
     const off_t left = to_the_end ? 0 : status.st_size - at - pending;
     return left > 0 ? left : -1;
   }
@@ -299,11 +332,13 @@ void fdbuf::give_back_() noexcept {
 // Output.
 
 void fdbuf::start_output_() {
-  if (!is_open()) {
-    errno = EBADF;
-    raise<fd_output_error>(__LINE__, "cannot write");
+  if (!put_area_) {
+    if (!allows_(O_WRONLY)) {
+      errno = EBADF;
+      raise<fd_output_error>(__LINE__, "cannot write");
+    }
+    put_area_ = std::make_unique_for_overwrite<char[]>(size_);
   }
-  if (!put_area_) put_area_ = std::make_unique_for_overwrite<char[]>(size_);
   if (!pbase() && eback()) give_back_();
   write_out_();
   setp(put_area_.get(), put_area_.get() + size_);
@@ -359,7 +394,7 @@ int fdbuf::sync() {
 // What is pending is not written for the sake of the answer, unless the file
 // decides where it goes.
 streampos fdbuf::tell_() {
-  if (pptr() > pbase() && (::fcntl(fd_, F_GETFL) & O_APPEND) != 0) write_out_();
+  if (pptr() > pbase() && appends_()) write_out_();
   const streamoff unread = egptr() - gptr();
   const streamoff pos = ::lseek(fd_, 0, SEEK_CUR);
   // Less than was read is no position.

@@ -1,6 +1,8 @@
 // The buffer of the file streams.
 #include <nalo/buffers/file>
 
+#include <fcntl.h>
+
 #include <cerrno>
 
 namespace nalo {
@@ -48,20 +50,27 @@ void filebuf::close_() {
   }
 }
 
+bool filebuf::reads_() const noexcept {
+  return is_open() && (eback() || allows_(O_RDONLY));
+}
+bool filebuf::writes_() const noexcept {
+  return is_open() && (pbase() || allows_(O_WRONLY));
+}
+
 filebuf::int_type filebuf::underflow() {
-  return is_open() ? fdbuf::underflow() : traits_type::eof();
+  return reads_() ? fdbuf::underflow() : traits_type::eof();
 }
 
 streamsize filebuf::xsgetn(char* strng, streamsize sz) {
-  return is_open() ? fdbuf::xsgetn(strng, sz) : 0;
+  return reads_() ? fdbuf::xsgetn(strng, sz) : 0;
 }
 
 filebuf::int_type filebuf::overflow(int_type ch) {
-  return is_open() ? fdbuf::overflow(ch) : traits_type::eof();
+  return writes_() ? fdbuf::overflow(ch) : traits_type::eof();
 }
 
 streamsize filebuf::xsputn(const char* strng, streamsize sz) {
-  return is_open() ? fdbuf::xsputn(strng, sz) : 0;
+  return writes_() ? fdbuf::xsputn(strng, sz) : 0;
 }
 
 }  // namespace nalo
