@@ -8,8 +8,26 @@
 
 set(samples_dir "${PROJECT_BINARY_DIR}/samples")
 
+# What samples include of other libraries, with the package and its target.
+set(sample_headers zlib.h fmt/format.h)
+set(sample_packages ZLIB fmt)
+set(sample_targets ZLIB::ZLIB fmt::fmt)
+
 # Adds PROGRAM, and a test of the same name that compares what it prints.
 function(nalo_add_sample program source console)
+  set(libraries nalo::buffers)
+  foreach(header package target IN ZIP_LISTS
+          sample_headers sample_packages sample_targets)
+    if(source MATCHES "#include <${header}>")
+      find_package(${package} QUIET)
+      if(NOT ${package}_FOUND)
+        message(STATUS "${program} is left out: it needs ${package}")
+        return()
+      endif()
+      list(APPEND libraries ${target})
+    endif()
+  endforeach()
+
   set(dir "${samples_dir}/${program}")
   # An unchanged file, and what was built from it, is left alone.
   file(GENERATE OUTPUT "${dir}/program.cpp" CONTENT "${source}")
@@ -19,7 +37,8 @@ function(nalo_add_sample program source console)
   file(GENERATE OUTPUT "${dir}/console.txt" CONTENT "${console}")
 
   add_executable(${program} "${dir}/program.cpp")
-  target_link_libraries(${program} PRIVATE nalo::buffers nalo_warnings sanitizer_options)
+  target_link_libraries(${program} PRIVATE
+    ${libraries} nalo_warnings sanitizer_options)
   set_target_properties(${program} PROPERTIES
     CXX_EXTENSIONS OFF
     OUTPUT_NAME program
