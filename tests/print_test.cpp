@@ -1,0 +1,65 @@
+// Printing by format strings: one block, behind the gate. Built where {fmt} is
+// found.
+#include <nalo/iomanip>
+#include <nalo/print>
+
+#include <gtest/gtest.h>
+
+#include "scripted_streambuf.h"
+#include "text.h"
+
+namespace {
+
+using nalo::ios_base, nalo_test::fault;
+
+template <class Char>
+class Print : public testing::Test {};
+using Chars = testing::Types<char, wchar_t>;
+TYPED_TEST_SUITE(Print, Chars);
+
+// A format string of either character type.
+template <class Char>
+consteval auto choose(const char* narrow, const wchar_t* wide) {
+  if constexpr (sizeof(Char) == 1)
+    return narrow;
+  else
+    return wide;
+}
+#define FORMAT(text) choose<TypeParam>(text, L##text)
+
+TYPED_TEST(Print, WritesOneBlockAsWriteDoes) {
+  const nalo::basic_string<TypeParam> name(
+      nalo_test::widened<TypeParam>("nalo"));
+  const struct {
+    fault kind;
+    int width;
+    const char *error, *output, *calls;
+  } rows[] = {
+      {fault::none, 6, "", "  nalo\\x0A\\x0Ax",
+       "xsputn overflow(32) sync overflow(10) sync overflow(120) sync "},
+      {fault::library, 6, "library", "", ""},
+      {fault::refusal, 6, "basic_ios::clear", "", "xsputn "},
+      {fault::none, -1, "negative width", "", ""},
+  };
+  for (const auto& row : rows) {
+    for (const auto mask : {ios_base::goodbit, ios_base::badbit}) {
+      nalo_test::scripted_streambuf<TypeParam> buf({});
+      nalo::basic_ostream<TypeParam> out(&buf, mask);
+      out << nalo::setw(9) << nalo::unitbuf;
+      const auto print = [&] {
+        nalo::println(out, FORMAT("{:>{}}"), name, row.width);
+        nalo::println(out);
+      };
+      EXPECT_EQ(nalo_test::raised_by(print, 1, row.kind),
+                mask == ios_base::badbit ? row.error : "");
+      EXPECT_EQ(out.bad(), *row.error != 0);
+      EXPECT_EQ(out.width(), 9);
+      out.exceptions(ios_base::goodbit);
+      nalo::print(out, FORMAT("{}"), TypeParam('x'));
+      EXPECT_EQ(nalo_test::shown<TypeParam>(buf.output()), row.output);
+      EXPECT_EQ(buf.own_log_, row.calls);
+    }
+  }
+}
+
+}  // namespace
