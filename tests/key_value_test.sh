@@ -31,11 +31,7 @@ mapfile -t changes < <(seq -f 'key %g=changed' 100 199)
 check 0 '' '' "$(sed -E 's/^(key 1[0-9]{2}:).*/\1 changed/' long)\n" \
   long "${changes[@]}"
 
-# Mistakes, and files that cannot be read or written.
-check 2 '*there is no file*usage:*' '' ''
-for mistake in a =1 a:b=1 '#a=1' ' a=1' 'a =1' a=$'b\nc' "1$longest=1"; do
-  check 2 "key_value: '$mistake': *usage:*" '' '' "$sample" "$mistake"
-done
+# Files that cannot be read or written.
 check 1 'key_value: missing: cannot open "missing": No such file or directory' '' '' missing
 check 1 'key_value: /: cannot read: Is a directory' '' '' /
 check_full_device "$sample"

@@ -12,7 +12,6 @@ check 0 '' '' "$(of_input 0 0 0 0.0)"
 check 0 '' 'no line end' "$(of_input 1 11 11 11.0)" -
 check 0 '' '\na\0\0377\r\n\n' "$(of_input 3 7 4 1.3)" --
 check 0 '' 'a\nb\ncd' "$(of_input 1 2 2 2.0)" --skip-lines 2
-check 0 '' 'a\nb' "$(of_input 0 0 0 0.0)" --skip-lines=9000000000000000000
 
 # Words, the most frequent first, then by their characters.
 check 0 '' 'b a\tb\n\va\fc\r b d' "\
@@ -42,18 +41,6 @@ check_full_device dos
   "$program" --copy long 2>errors | head -c 1 >/dev/null
   [ "${PIPESTATUS[0]}" = 141 ] && [ ! -s errors ]
 ) || fail "a closed pipe: $(<errors)"
-
-# Mistakes on the command line.
-refuse() { check 2 "$1*usage:*" '' '' "${@:2}"; }
-refuse "*unrecognized option '--bogus'" --bogus dos
-refuse '*requires an argument' --skip-lines
-refuse '*is too large' --skip-lines 18446744073709551616
-refuse '*exclude each other' --words --copy
-for number in '' -1 +1 1x ' 1' 1.5; do
-  refuse "*--skip-lines '$number' is not a number" "--skip-lines=$number"
-  refuse "*--words '$number' is not a number" "--words=$number"
-done
-"$program" --help | grep -q '^usage:' || fail 'no help'
 
 # Memory does not grow with the length of a line.
 mkfifo pipe
