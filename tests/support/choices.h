@@ -1,5 +1,6 @@
-// Where the choices of a random test come from: a generator with a fixed seed,
-// or the input of a fuzzer, which learns from them what leads where.
+// Where the choices of a test come from: a generator with a fixed seed, the
+// input of a fuzzer, which learns from them what leads where, or a count
+// through all sequences of choices.
 #ifndef NALO_TESTS_CHOICES_H
 #define NALO_TESTS_CHOICES_H
 
@@ -10,14 +11,31 @@
 #include <random>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace nalo_test {
 
 class choices {
  public:
-  explicit choices(std::uint64_t seed) : random_(seed) {}
+  explicit choices(std::uint64_t seed) : counts_(false), random_(seed) {}
   // From bytes, and only zeros behind them.
-  explicit choices(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
+  explicit choices(std::span<const std::uint8_t> bytes)
+      : counts_(false), bytes_(bytes) {}
+
+  // Counts: every choice is the first one, until next().
+  choices() = default;
+
+  // Goes on to the next sequence of choices: the last choice that has another
+  // value takes it, and those behind it are made anew. False after the last.
+  bool next() {
+    at_ = 0;
+    while (!made_.empty() && made_.back().value + 1 == made_.back().values) {
+      made_.pop_back();
+    }
+    if (made_.empty()) return false;
+    ++made_.back().value;
+    return true;
+  }
 
   // Whether there is more to choose from, for one more operation.
   bool more() {
@@ -36,7 +54,11 @@ class choices {
     }
     return value;
   }
-  size_t below(size_t n) { return bits(n <= 256 ? 1 : n <= 65536 ? 2 : 8) % n; }
+  size_t below(size_t n) {
+    if (!counts_) return bits(n <= 256 ? 1 : n <= 65536 ? 2 : 8) % n;
+    if (at_ == made_.size()) made_.push_back({0, n});
+    return made_[at_++].value;
+  }
   template <class T>
   T one_of(std::initializer_list<T> values) {
     return values.begin()[below(values.size())];
@@ -50,6 +72,13 @@ class choices {
   }
 
  private:
+  struct choice {
+    size_t value, values;
+  };
+
+  const bool counts_ = true;
+  std::vector<choice> made_;
+  size_t at_ = 0;
   std::optional<std::mt19937_64> random_;
   std::span<const std::uint8_t> bytes_;
   size_t operations_ = 0;

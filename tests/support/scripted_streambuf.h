@@ -65,11 +65,16 @@ inline std::vector<fault_point> passed(2000);  // room, so that it stays put
 inline bool armed = false, in_test_code = false;
 inline size_t failing = 0;  // 1 for the first point, 0 for none
 inline fault failing_kind = fault::none;
+// When set, it decides at each point, until one is to fail.
+inline std::function<fault()> decide;
 
 // Raises, or answers true for a refusal, when this point is the one to fail.
 inline bool pass(const fault_point& point) {
   if (!armed) return false;
   passed.push_back(point);
+  if (decide && (failing_kind = decide()) != fault::none) {
+    failing = passed.size();
+  }
   if (passed.size() != failing) return false;
   armed = false;
   raise(failing_kind);
@@ -109,6 +114,8 @@ struct script {
   std::vector<size_t> put_areas = {64};
   size_t accepts = std::basic_string<Char>::npos;  // characters of output
   bool seekable = false;
+  // When set, it is asked for more where the input ends.
+  std::function<void(script&)> extend = {};
 };
 
 template <class Char>
@@ -152,7 +159,7 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
 
   int_type underflow() override {
     const call now(*this, "underflow");
-    if (now.fails || position() == play_.input.size()) return traits::eof();
+    if (now.fails || at_end()) return traits::eof();
     leave_area(position());
     const size_t size = next_size(play_.get_areas, get_at_);
     if (size == 0) return traits::to_int_type(play_.input[area_at_]);
@@ -166,7 +173,7 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
   int_type uflow() override {
     if (next_size(play_.get_areas, get_at_) != 0) return base::uflow();
     const call now(*this, "uflow");
-    if (now.fails || position() == play_.input.size()) return traits::eof();
+    if (now.fails || at_end()) return traits::eof();
     ++get_at_;
     leave_area(position() + 1);
     return traits::to_int_type(play_.input[position() - 1]);
@@ -244,6 +251,10 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
   };
   static std::string shown(int_type ch) {
     return ch == traits::eof() ? "eof" : std::to_string(ch);
+  }
+  bool at_end() {
+    if (position() == play_.input.size() && play_.extend) play_.extend(play_);
+    return position() == play_.input.size();
   }
   static size_t next_size(const std::vector<size_t>& sizes, size_t at) {
     return sizes[at % sizes.size()];

@@ -290,6 +290,10 @@ struct arguments {
   size_t failing_call = random.below(10);  // or none
   fault kind = random.one_of({fault::library, fault::standard, fault::other,
                               fault::refusal, fault::meddle});
+
+  auto shown() const {
+    return std::tuple(n, size, ch, delim, clears, state, failing_call, kind);
+  }
 };
 
 template <class Char>
@@ -400,10 +404,8 @@ void compare(choices& random, size_t steps = no_limit) {
   std::string trace = "after";
   for (; steps != 0 && random.more(); --steps) {
     const arguments<Char> a{random};
-    trace +=
-        std::string("\n  ") + real.operation(a.operation).first +
-        testing::PrintToString(std::tuple(a.n, a.size, a.ch, a.delim, a.clears,
-                                          a.state, a.failing_call, a.kind));
+    trace += std::string("\n  ") + real.operation(a.operation).first +
+             testing::PrintToString(a.shown());
     ASSERT_EQ(real.run(a), expected.run(a)) << trace;
   }
 }

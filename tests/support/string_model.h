@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <set>
@@ -73,9 +74,9 @@ struct Args {
 // Operations from here on hand out elements for writing, make a string anew,
 // and treat read-only strings as others.
 constexpr size_t kHandOut = 14, kAnew = 20, kSwap = 31, kChanges = 33;
-constexpr size_t kCopy = 12, kMove = 13, kWrite = 16, kReserve = 20,
-                 kShrink = 21, kReplaceAll = 23, kCopyNew = 27, kPartNew = 28,
-                 kMakeReadOnly = 30, kMoveAway = 32;
+constexpr size_t kAssign = 4, kCopy = 12, kMove = 13, kWrite = 16,
+                 kReserve = 20, kShrink = 21, kReplaceAll = 23, kCopyNew = 27,
+                 kPartNew = 28, kMakeReadOnly = 30, kMoveAway = 32;
 
 // Changes s, and other when it is moved or swapped. text may lie in any string.
 template <class S, class Char>
@@ -96,7 +97,7 @@ void change(S& s, S& other, size_t op, const Args<Char>& a,
     case 1: s.append(ptr, len); break;
     case 2: s.append(a.n, a.ch); break;
     case 3: s += other; break;
-    case 4: s.assign(ptr, len); break;
+    case kAssign: s.assign(ptr, len); break;
     case 5: s.assign(a.n, a.ch); break;
     case 6: s.insert(a.pos, ptr, len); break;
     case 7: s.replace(a.pos, a.n2, ptr, len); break;
@@ -207,6 +208,13 @@ std::vector<long> query(const S& s, const S& t, const Args<Char>& a,
 
 // A chunk comes back when its counter has reached 0.
 struct chunk_source : failing_source {
+  // When set, it decides for each request whether that is refused.
+  std::function<bool()> decide;
+
+  void* allocate(size_t bytes) override {
+    if (decide && decide()) refuse_after(0);
+    return failing_source::allocate(bytes);
+  }
   void deallocate(void* chunk) noexcept override {
     EXPECT_EQ(*static_cast<std::uint64_t*>(chunk), 0u);
     failing_source::deallocate(chunk);
@@ -242,10 +250,7 @@ class comparison {
     if (e.str.rvalue() && below(10) == 0) op = kMoveAway;
     // What the standard's string is after a move to itself is unspecified.
     if (op == kMove && &e == &other) op = kCopy;
-    SCOPED_TRACE(testing::Message()
-                 << "change " << op << " of " << shown<Char>(e.model) << " at "
-                 << a.pos << ", " << a.n << "; " << a.pos2 << ", " << a.n2
-                 << " with " << shown(text) << ", " << shown<Char>(a.key));
+    SCOPED_TRACE(told(e, op, a, text));
     if (below(4) == 0) {
       EXPECT_EQ(query(e.str, other.str, a, text),
                 query(e.model, other.model, a, text));
@@ -260,12 +265,21 @@ class comparison {
     expect_all_right();
   }
 
- private:
+ protected:
   // A string and what it should be.
   struct Entry {
     string str;
     Model<Char> model;
   };
+
+  // What a failure is about.
+  static testing::Message told(const Entry& e, size_t op, const Args<Char>& a,
+                               std::basic_string_view<Char> text) {
+    return testing::Message()
+           << "change " << op << " of " << shown<Char>(e.model) << " at "
+           << a.pos << ", " << a.n << "; " << a.pos2 << ", " << a.n2 << " with "
+           << shown(text) << ", " << shown<Char>(a.key);
+  }
 
   static constexpr size_t local = 40 / sizeof(Char) - 1;
 
@@ -347,7 +361,8 @@ class comparison {
         bytes[str.get_allocator() == allocators_[2]] +=
             8 + str.buffer_size() * sizeof(Char);
       }
-      EXPECT_EQ(shown<Char>(str), shown<Char>(model));
+      EXPECT_TRUE(std::ranges::equal(str, model))
+          << shown<Char>(str) << " instead of " << shown<Char>(model);
       EXPECT_EQ(str.byte_size(), model.size() * sizeof(Char));
       EXPECT_TRUE(str.rvalue() ? str.capacity() == str.size()
                                : str.elem(str.size()) == Char());
