@@ -76,7 +76,7 @@ int main() {
   file << "text";
   // (gdb) print file
   // {state = goodbit, mask = goodbit, flags = dec|skipws, width = 0, precision
-  // = 6, tie = none, buffer = {fd = 3, get area = none, put area = 4 written,
+  // = 6, tie = none, buffer = {fd = N, get area = none, put area = 4 written,
   // 65532 free: "text"}}
   stop();
 
