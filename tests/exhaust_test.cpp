@@ -45,9 +45,9 @@ struct Exhaust : testing::Test {
     choices all;
     size_t cases = 1;
     for (one(all); !this->HasFailure() && all.next(); one(all)) ++cases;
-    std::printf("%s of %s: %zu cases\n",
-                testing::UnitTest::GetInstance()->current_test_info()->name(),
-                sizeof(Char) > 1 ? "wchar_t" : "char", cases);
+    std::fprintf(stderr, "%s of %s: %zu cases\n",
+                 testing::UnitTest::GetInstance()->current_test_info()->name(),
+                 sizeof(Char) > 1 ? "wchar_t" : "char", cases);
     return cases;
   }
 };
