@@ -48,7 +48,7 @@ TYPED_TEST_SUITE(Simd, Loops);
 template <bool Vectors, class Char, class Wanted>
 void expect_found(Wanted wanted, Char hit, Char miss) {
   const guarded_page<Char> source, target;
-  for (std::size_t n = 0; n <= 70; ++n) {
+  for (std::size_t n = 0; n <= 150; ++n) {
     for (std::size_t gap = 0; gap < 16; ++gap) {
       Char* const from = source.last(n + gap);
       Char* const to = target.last(n);
@@ -75,6 +75,22 @@ TYPED_TEST(Simd, FindsAndCopiesWithinItsBounds) {
       sizeof(Char) == 1 ? Char(0x8A) : Char(0x0A0A));
   const Char top = static_cast<Char>(-1);
   expect_found<TypeParam::vectors>(simd::equal_to<Char>{top}, top, Char());
+}
+
+TYPED_TEST(Simd, CopiesNoMoreThanItIsTold) {
+  using Char = typename TypeParam::Char;
+  const guarded_page<Char> source, target;
+  for (std::size_t n = 0; n <= 100; ++n) {
+    Char* const from = source.last(n);
+    for (std::size_t i = 0; i < n; ++i) from[i] = static_cast<Char>(i + 1);
+    for (std::size_t gap : {0, 40}) {
+      Char* const to = target.last(n + gap);
+      std::fill_n(to, n + gap, Char());
+      simd::copy(from, n, to);
+      ASSERT_TRUE(std::equal(from, from + n, to)) << n;
+      ASSERT_EQ(std::count(to + n, to + n + gap, Char()), gap) << n;
+    }
+  }
 }
 
 TEST(ClassicSpace, IsThatOfTheTableInBothLoops) {

@@ -177,7 +177,7 @@ class model : public nalo::basic_iostream<Char> {
       if (this->tie()) this->tie()->flush();
       if (!noskip && (this->flags() & ios_base::skipws) != 0) {
         int_type ch = buf().sgetc();
-        const auto& facet = nalo::impl::checkFacet(this->space_ctype_());
+        const auto& facet = nalo::impl::checkFacet(this->ctype_);
         while (ch != none && space(facet, ch)) ch = buf().snextc();
         err = left(ch);
       }
