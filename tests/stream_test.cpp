@@ -1,5 +1,6 @@
 // Streams: random sequences of operations against a model, and what that does
 // not tell; and the areas of their buffers. Numbers have tests of their own.
+#include <nalo/base/numpunct>
 #include <nalo/iomanip>
 #include <nalo/istream>
 #include <nalo/ranges>
@@ -10,6 +11,7 @@
 #include <cstdint>
 #include <functional>
 #include <iterator>
+#include <memory>
 #include <new>
 #include <ranges>
 #include <string>
@@ -453,40 +455,57 @@ TEST(WideStream, FindsNoDelimiterThatReadsAsTheEnd) {
 
 // A facet that tells when it goes while a buffer is at work.
 bool buffer_at_work, facet_gone;
-template <class Char>
-struct mortal_ctype : nalo::ctype<Char> {
-  ~mortal_ctype() override { facet_gone |= buffer_at_work; }
+template <class Facet>
+struct mortal : Facet {
+  ~mortal() override { facet_gone |= buffer_at_work; }
 };
+template <class... Facets>
+nalo::locale mortal_locale() {
+  nalo::locale all;
+  (..., (all = nalo::locale(all, new mortal<Facets>)));
+  return all;
+}
 
-TYPED_TEST(Stream, KeepsTheFacetItReadsByWhenTheBufferImbuesIt) {
+TYPED_TEST(Stream, KeepsTheFacetsItUsesWhenTheBufferImbuesIt) {
   using Char = TypeParam;
-  using in = nalo::basic_istream<Char>;
-  const std::pair<void (*)(in&), size_t> rows[] = {
-      {[](in& from) { from.sentry(false); }, 2},
-      {[](in& from) { from >> nalo::ws; }, 1},
-      {[](in& from) {
+  using stream = nalo::basic_iostream<Char>;
+  const std::pair<void (*)(stream&), size_t> rows[] = {
+      {[](stream& io) {
+         static_cast<nalo::basic_istream<Char>&>(io).sentry(false);
+       },
+       2},
+      {[](stream& io) { io >> nalo::ws; }, 1},
+      {[](stream& io) {
          Char word[3];
-         from >> word;
+         io >> word;
        },
        4},
-      {[](in& from) {
+      {[](stream& io) {
          nalo::basic_string<Char> word;
-         from >> word;
+         io >> word;
        },
-       4}};
-  for (const auto& [extract, call] : rows) {
+       4},
+      {[](stream& io) { io >> *std::make_unique<int>(); }, 4},
+      {[](stream& io) { io >> *std::make_unique<double>(); }, 4},
+      {[](stream& io) { io << nalo::setw(9) << 12345; }, 1},
+      {[](stream& io) { io << 1.5; }, 1}};
+  for (const auto& [use, call] : rows) {
     scripted_streambuf<Char> buf(
-        {.input = widened<Char>("  ab "), .get_areas = {1}});
-    in from(&buf);
-    from.imbue(nalo::locale(from.getloc(), new mortal_ctype<Char>));
-    meddle = [&from] {
+        {.input = widened<Char>("  12 "), .get_areas = {1}, .put_areas = {1}});
+    stream io(&buf);
+    using in = nalo::istreambuf_iterator<Char>;
+    using out = nalo::ostreambuf_iterator<Char>;
+    io.imbue(
+        mortal_locale<nalo::ctype<Char>, nalo::numpunct<Char>,
+                      nalo::num_get<Char, in>, nalo::num_put<Char, out>>());
+    meddle = [&io] {
       const while_set now(buffer_at_work, true);
-      from.imbue(nalo::locale::classic());
+      io.imbue(nalo::locale::classic());
     };
     facet_gone = false;
-    raised_by([&, &extract = extract] { extract(from); }, call, fault::meddle);
+    raised_by([&, &use = use] { use(io); }, call, fault::meddle);
     EXPECT_FALSE(facet_gone) << call;
-    EXPECT_TRUE(from.getloc() == nalo::locale::classic()) << call;
+    EXPECT_TRUE(io.getloc() == nalo::locale::classic()) << call;
   }
 }
 
