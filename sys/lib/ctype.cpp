@@ -133,9 +133,7 @@ const char* ctype<char>::do_tolower(char* lo, const char* hi) const {
 
 namespace impl {
 
-template <>
-constinit immortal<ctype<char>> classic_facet<ctype<char>>::object_(
-    nullptr, false, not_counted);
+NALO_IMMORTAL immortal<ctype<char>> classic_ctype(nullptr, false, not_counted);
 
 }  // namespace impl
 

@@ -83,9 +83,7 @@ const wchar_t* ctype<wchar_t>::do_tolower(wchar_t* lo,
 
 namespace impl {
 
-template <>
-constinit immortal<ctype<wchar_t>> classic_facet<ctype<wchar_t>>::object_(
-    not_counted);
+NALO_IMMORTAL immortal<ctype<wchar_t>> classic_wide_ctype(not_counted);
 
 }  // namespace impl
 

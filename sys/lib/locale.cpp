@@ -1,4 +1,5 @@
 // Locales: the classic one, the global one, and those made from others.
+#include "classic_facet.h"
 #include "locale_set.h"
 
 #include <nalo/string>
@@ -131,17 +132,19 @@ void remove_reference(Locale* set) noexcept { set->remove_references(1); }
 
 constinit Locale classic_locale;
 
+template <class Handle>
 union Locale::immortal_handle {
   constexpr immortal_handle() noexcept : value_(&classic_locale) {}
-  // uncovered: runs when the program ends.
-  ~immortal_handle() {}
+  constexpr ~immortal_handle() {}
 
-  locale value_;
+  char literal_;  // as that of immortal
+  Handle value_;
 };
 
-constinit Locale::immortal_handle Locale::the_handle_;
-
-const locale& Locale::classic_handle() noexcept { return the_handle_.value_; }
+const locale& Locale::classic_handle() noexcept {
+  static NALO_IMMORTAL immortal_handle<locale> handle;
+  return handle.value_;
+}
 
 // The global set without a lock, which a child of fork() might find held for
 // ever: its address, and in the high bits that no address uses how many

@@ -45,6 +45,7 @@ class Locale {
   static void remove_reference(const locale::facet* used) noexcept;
 
  private:
+  template <class Handle>
   union immortal_handle;
 
   struct client_facet {
@@ -55,8 +56,6 @@ class Locale {
   // Two copies of the library in one process, as in a program and in a plugin,
   // take the classic set of each other for a counted one.
   static constexpr size_t never_released_ = ~size_t{0} / 2;
-
-  static immortal_handle the_handle_;
 
   explicit Locale(size_t refs) noexcept : refs_(refs) {}
 

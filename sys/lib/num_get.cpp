@@ -13,9 +13,7 @@ const locale::id& getFacetId(const std_num_get<char>*) noexcept {
   return std_num_get<char>::id;
 }
 
-template <>
-constinit immortal<std_num_get<char>> classic_facet<std_num_get<char>>::object_(
-    not_counted);
+NALO_IMMORTAL immortal<std_num_get<char>> classic_num_get(not_counted);
 
 }  // namespace impl
 

@@ -13,9 +13,7 @@ const locale::id& getFacetId(const std_num_get<wchar_t>*) noexcept {
   return std_num_get<wchar_t>::id;
 }
 
-template <>
-constinit immortal<std_num_get<wchar_t>>
-    classic_facet<std_num_get<wchar_t>>::object_(not_counted);
+NALO_IMMORTAL immortal<std_num_get<wchar_t>> classic_wide_num_get(not_counted);
 
 }  // namespace impl
 

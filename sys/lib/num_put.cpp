@@ -20,9 +20,7 @@ constinit allocator heap;
 
 }  // namespace
 
-template <>
-constinit immortal<std_num_put<char>> classic_facet<std_num_put<char>>::object_(
-    not_counted, heap);
+NALO_IMMORTAL immortal<std_num_put<char>> classic_num_put(not_counted, heap);
 
 }  // namespace impl
 

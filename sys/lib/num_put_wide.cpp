@@ -20,9 +20,8 @@ constinit allocator heap;
 
 }  // namespace
 
-template <>
-constinit immortal<std_num_put<wchar_t>>
-    classic_facet<std_num_put<wchar_t>>::object_(not_counted, heap);
+NALO_IMMORTAL immortal<std_num_put<wchar_t>> classic_wide_num_put(not_counted,
+                                                                  heap);
 
 }  // namespace impl
 

@@ -9,9 +9,7 @@ template class numpunct<char>;
 
 namespace impl {
 
-template <>
-constinit immortal<numpunct<char>> classic_facet<numpunct<char>>::object_(
-    not_counted);
+NALO_IMMORTAL immortal<numpunct<char>> classic_numpunct(not_counted);
 
 }  // namespace impl
 

@@ -9,9 +9,7 @@ template class numpunct<wchar_t>;
 
 namespace impl {
 
-template <>
-constinit immortal<numpunct<wchar_t>> classic_facet<numpunct<wchar_t>>::object_(
-    not_counted);
+NALO_IMMORTAL immortal<numpunct<wchar_t>> classic_wide_numpunct(not_counted);
 
 }  // namespace impl
 
