@@ -1,5 +1,6 @@
 # Compiles each header twice in a translation unit of its own: it must bring
-# all that it needs, and its guard must hold.
+# all that it needs, and its guard must hold. A test looks for macros that they
+# leave behind.
 
 set(header_root "${PROJECT_SOURCE_DIR}/sys/src")
 file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE "${header_root}"
@@ -30,3 +31,7 @@ endforeach()
 add_library(header_check OBJECT ${units})
 target_link_libraries(header_check PRIVATE nalo::nalo nalo_warnings)
 set_target_properties(header_check PROPERTIES CXX_EXTENSIONS OFF)
+
+add_test(NAME header_macros
+  COMMAND bash "${PROJECT_SOURCE_DIR}/tests/header_macros.sh"
+    "${CMAKE_CXX_COMPILER}" ${headers})
