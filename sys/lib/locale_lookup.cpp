@@ -1,38 +1,49 @@
-// Looks facets up by an id alone. As it refers to all facets of the library, it
-// is apart from the rest of locales, which most programs make do with.
+// Looks facets up by an id alone.
 #include "locale_set.h"
 
-#include <nalo/base/ctype>
-#include <nalo/base/num_get>
-#include <nalo/base/num_put>
-#include <nalo/base/numpunct>
-
 namespace nalo {
+
+namespace impl {
+
+// Weak, so that they do not link a program with all classes of the library. The
+// id of a class lies beside its facet: whoever asks for a facet has it.
+extern const immortal<ctype<char>> classic_ctype [[gnu::weak]];
+extern const immortal<ctype<wchar_t>> classic_wide_ctype [[gnu::weak]];
+extern const immortal<std_num_put<char>> classic_num_put [[gnu::weak]];
+extern const immortal<std_num_put<wchar_t>> classic_wide_num_put [[gnu::weak]];
+extern const immortal<std_num_get<char>> classic_num_get [[gnu::weak]];
+extern const immortal<std_num_get<wchar_t>> classic_wide_num_get [[gnu::weak]];
+extern const immortal<numpunct<char>> classic_numpunct [[gnu::weak]];
+extern const immortal<numpunct<wchar_t>> classic_wide_numpunct [[gnu::weak]];
 
 namespace {
 
 template <class... Facets>
-locale::facet* find_among(size_t index, locale::facet* entry) noexcept {
-  locale::facet* found = nullptr;
-  const auto try_class = [&]<class Facet>(const Facet*) {
-    if (impl::library_index<Facet> == index) {
-      found = impl::find_library_facet<Facet>(entry);
-    }
-  };
-  (try_class(static_cast<const Facets*>(nullptr)), ...);
+const void* classic_among(size_t index) noexcept {
+  const void* found = nullptr;
+  ((library_index<Facets> == index ? void(found = classic_facet<Facets>)
+                                   : void()),
+   ...);
   return found;
 }
 
-constexpr auto find =
-    find_among<ctype<char>, ctype<wchar_t>, num_put<char>, num_put<wchar_t>,
-               num_get<char>, num_get<wchar_t>, numpunct<char>,
-               numpunct<wchar_t>>;
+constexpr auto classic =
+    classic_among<ctype<char>, ctype<wchar_t>, std_num_put<char>,
+                  std_num_put<wchar_t>, std_num_get<char>, std_num_get<wchar_t>,
+                  numpunct<char>, numpunct<wchar_t>>;
 
 }  // namespace
 
+}  // namespace impl
+
 locale::facet* locale::getFacet_(const id& which) const noexcept {
   const size_t index = which.index_;
-  return index != 0 ? find(index, impl_->entry(index)) : impl_->find(which);
+  if (index == 0) return impl_->find(which);
+  facet* entry = impl_->entry(index);
+  if (!entry) {
+    return static_cast<facet*>(const_cast<void*>(impl::classic(index)));
+  }
+  return entry != impl::no_facet() ? entry : nullptr;
 }
 
 locale::facet* locale::useFacet_(const id& which) const {
