@@ -9,6 +9,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <numeric>
+#include <string>
 
 namespace {
 
@@ -77,20 +81,35 @@ TYPED_TEST(Simd, FindsAndCopiesWithinItsBounds) {
   expect_found<TypeParam::vectors>(simd::equal_to<Char>{top}, top, Char());
 }
 
-TYPED_TEST(Simd, CopiesNoMoreThanItIsTold) {
+TYPED_TEST(Simd, MovesNoMoreThanItIsGiven) {
   using Char = typename TypeParam::Char;
-  const guarded_page<Char> source, target;
-  for (std::size_t n = 0; n <= 100; ++n) {
-    Char* const from = source.last(n);
-    for (std::size_t i = 0; i < n; ++i) from[i] = static_cast<Char>(i + 1);
-    for (std::size_t gap : {0, 40}) {
-      Char* const to = target.last(n + gap);
-      std::fill_n(to, n + gap, Char());
-      simd::copy(from, n, to);
-      ASSERT_TRUE(std::equal(from, from + n, to)) << n;
-      ASSERT_EQ(std::count(to + n, to + n + gap, Char()), gap) << n;
-    }
+  const guarded_page<Char> sources, page;
+  constexpr std::size_t most = 300;
+  Char* const source = sources.last(most);
+  std::iota(source, source + most, Char(1));
+  const auto expect_at_end = [&](std::size_t n, const Char* expected,
+                                 auto write) {
+    Char* const to = page.last(n);
+    std::fill_n(to - 1, n + 1, Char());
+    write(to);
+    EXPECT_TRUE(std::equal(to, to + n, expected)) << n << " characters";
+    EXPECT_EQ(to[-1], Char()) << n << " characters";
+  };
+  const std::basic_string<Char> filled(most, Char('*'));
+  for (std::size_t n = 0; n <= most; ++n) {
+    const Char* const last = source + most - n;
+    expect_at_end(n, last, [&](Char* to) { simd::copy(last, n, to); });
+    expect_at_end(n, filled.data(),
+                  [&](Char* to) { simd::fill_short(to, n, Char('*')); });
   }
+  const auto expect_stored = [&](auto word) {
+    expect_at_end(sizeof word, source, [&](Char* to) {
+      simd::store_bytes<TypeParam::vectors>(to, word);
+    });
+  };
+  expect_stored(std::uint16_t{0x0201});
+  expect_stored(std::uint32_t{0x04030201});
+  expect_stored(std::uint64_t{0x08070605'04030201});
 }
 
 TEST(ClassicSpace, IsThatOfTheTableInBothLoops) {

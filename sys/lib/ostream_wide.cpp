@@ -1,7 +1,16 @@
-// Instantiates the output streams and their work functions for wchar_t.
+// Instantiates the stream buffers, and the output streams with their work
+// functions, for wchar_t. They are together, so that the compiler sees what a
+// buffer does that overrides no xsputn() where the streams call it: it can then
+// do that in place of the call, behind a comparison.
 #include <nalo/base/impl/ostream>
+#include <nalo/base/impl/streambuf>
 
 namespace nalo {
+
+template class basic_streambuf<wchar_t>;
+
+template NALO_API streamsize copy_streambufs_eof(wstreambuf*, wstreambuf*,
+                                                 bool&);
 
 template struct basic_ostream<wchar_t>;
 
