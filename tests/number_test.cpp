@@ -96,15 +96,42 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
   }
 }
 
-TEST(Number, NearAPowerOfTenHasAllOfItsDigits) {
-  for (size_t zeros = 0; zeros < 20; ++zeros) {
-    const auto power = std::stoull('1' + std::string(zeros, '0'));
-    for (const auto n : {power - 1, power, power + 1}) {
-      scripted_streambuf<char> buf({});
-      nalo::ostream(&buf) << n;
-      EXPECT_EQ(buf.output(), std::to_string(n));
+// A put area with more room than a number takes.
+template <class Char>
+struct roomy_streambuf : nalo::basic_streambuf<Char> {
+  roomy_streambuf() { this->setp(text_.data(), text_.data() + text_.size()); }
+
+  std::basic_string<Char> text_ = std::basic_string<Char>(32, '~');
+};
+
+TYPED_TEST(Number, NearAPowerHasAllOfItsDigitsAndLeavesWhatIsBehind) {
+  const auto check = [](auto value, ios_base::fmtflags flags,
+                        std::string expected) {
+    roomy_streambuf<TypeParam> buf;
+    nalo::basic_ostream<TypeParam> out(&buf);
+    out.flags(flags);
+    out << value;
+    expected.resize(buf.text_.size(), '~');
+    EXPECT_EQ(buf.text_, widened<TypeParam>(expected)) << expected;
+  };
+  for (const unsigned long base : {10, 16}) {
+    for (unsigned long power = 1;; power *= base) {
+      for (const auto n : {power - 1, power, power + 1}) {
+        char hex[20] = {};
+        std::to_chars(hex, std::end(hex), n, 16);
+        check(n, ios_base::dec, std::to_string(n));
+        check(n, ios_base::hex, hex);
+        check(-static_cast<long>(n), ios_base::dec,
+              std::to_string(-static_cast<long>(n)));
+        check(static_cast<int>(-n), ios_base::dec,
+              std::to_string(static_cast<int>(-n)));
+      }
+      if (power > ~0UL / base) break;
     }
   }
+  check(true, ios_base::boolalpha, "true");
+  check(false, ios_base::boolalpha, "false");
+  check(-1.5, ios_base::fixed, "-1.500000");
 }
 
 // Ties and carries, which random values seldom are.
