@@ -27,6 +27,14 @@ namespace nalo_test {
 enum class fault { none, library, standard, other, refusal, cancel, meddle };
 inline std::function<void()> meddle;
 
+// Whether the streams can tell that a thread is cancelled: libc++ has no name
+// for what unwinds then.
+#ifdef __GLIBCXX__
+inline constexpr bool sees_cancellation = true;
+#else
+inline constexpr bool sees_cancellation = false;
+#endif
+
 inline void raise(fault kind) {
   if (kind == fault::meddle) meddle();
   if (kind == fault::library) throw nalo::exception("script", 1, "library");
