@@ -1,6 +1,7 @@
 # Compiles each header twice in a translation unit of its own: it must bring
-# all that it needs, and its guard must hold. A test looks for macros that they
-# leave behind.
+# all that it needs, and its guard must hold. Then all that a program includes
+# at once, as programs do that are set up in other ways than nalo. A test looks
+# for macros that the headers leave behind.
 
 set(header_root "${PROJECT_SOURCE_DIR}/sys/src")
 file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE "${header_root}"
@@ -35,3 +36,39 @@ set_target_properties(header_check PROPERTIES CXX_EXTENSIONS OFF)
 add_test(NAME header_macros
   COMMAND bash "${PROJECT_SOURCE_DIR}/tests/header_macros.sh"
     "${CMAKE_CXX_COMPILER}" ${headers})
+
+# check_public_headers(NAME UNLESS FLAG...): compiles with the flags whatever
+# public header the regular expression does not match.
+function(check_public_headers name unless)
+  set(includes "${headers}")
+  list(FILTER includes EXCLUDE REGEX "/(base|impl)/|${unless}")
+  list(TRANSFORM includes REPLACE "(.+)" "#include <\\1>\n")
+  string(JOIN "" includes ${includes})
+  set(unit "${PROJECT_BINARY_DIR}/header_check/${name}.cpp")
+  file(CONFIGURE OUTPUT "${unit}" CONTENT "@includes@" @ONLY)
+  add_library(${name} OBJECT "${unit}")
+  target_link_libraries(${name} PRIVATE nalo::nalo nalo_warnings)
+  target_compile_options(${name} PRIVATE ${ARGN})
+  set_target_properties(${name} PROPERTIES CXX_EXTENSIONS OFF)
+endfunction()
+
+# The two refuse what they cannot do without. Inside of the others, operations
+# do that handle exceptions inline.
+check_public_headers(header_check_without_exceptions_and_rtti
+  "^nalo/(syncstream|testing)$" -fno-exceptions -fno-rtti)
+
+# Warnings that others live with. Of Clang's the groups are left out that are
+# about older standards, about the layout of classes and about plain arrays.
+set(warnings -Weffc++ -Wnon-virtual-dtor)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  list(APPEND warnings -Weverything -Wno-unknown-warning-option
+    -Wno-c++98-compat -Wno-c++98-compat-pedantic -Wno-c++20-compat
+    -Wno-pre-c++14-compat -Wno-pre-c++17-compat -Wno-pre-c++20-compat
+    -Wno-padded -Wno-weak-vtables -Wno-unsafe-buffer-usage)
+else()
+  list(APPEND warnings -Wcast-align -Wcast-qual -Wduplicated-branches
+    -Wduplicated-cond -Wextra-semi -Wfloat-equal -Wformat=2 -Wlogical-op
+    -Wnull-dereference -Wold-style-cast -Woverloaded-virtual
+    -Wredundant-decls -Wsign-conversion -Wundef)
+endif()
+check_public_headers(header_check_warnings "^$" ${warnings})
