@@ -270,7 +270,7 @@ void sweep(const operations<World>& ops, void (*op)(World&), size_t area,
       if (kind == fault::refusal ? !refuses : site == heap) continue;
       // A thread for each takes long, and no large area has more to show.
       if (kind == fault::cancel &&
-          (!sees_cancellation || area == 64 || mask > bad)) {
+          (!with_libstdcxx || area == 64 || mask > bad)) {
         continue;
       }
       SCOPED_TRACE(testing::Message() << "fault " << static_cast<int>(kind)

@@ -39,7 +39,7 @@ TYPED_TEST(Print, WritesOneBlockAsWriteDoes) {
        "xsputn overflow(32) sync overflow(10) sync overflow(120) sync "},
       {fault::library, 6, "library", "", ""},
       {fault::refusal, 6, "basic_ios::clear", "", "xsputn "},
-      {fault::none, -1, "negative width", "", ""},
+      {fault::none, -1, "negative", "", ""},
   };
   for (const auto& row : rows) {
     for (const auto mask : {ios_base::goodbit, ios_base::badbit}) {
@@ -50,8 +50,11 @@ TYPED_TEST(Print, WritesOneBlockAsWriteDoes) {
         nalo::println(out, FORMAT("{:>{}}"), name, row.width);
         nalo::println(out);
       };
-      EXPECT_EQ(nalo_test::raised_by(print, 1, row.kind),
-                mask == ios_base::badbit ? row.error : "");
+      const std::string raised = nalo_test::raised_by(print, 1, row.kind);
+      EXPECT_EQ(raised.empty(), mask != ios_base::badbit || *row.error == 0);
+      if (!raised.empty()) {
+        EXPECT_NE(raised.find(row.error), raised.npos) << raised;
+      }
       EXPECT_EQ(out.bad(), *row.error != 0);
       EXPECT_EQ(out.width(), 9);
       out.exceptions(ios_base::goodbit);

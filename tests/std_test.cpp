@@ -176,6 +176,7 @@ TYPED_TEST(Std, WritesAndReadsTimesAsTheStandardStreams) {
       {"%Ey %m %Od", "24 1 2"},
   };
   for (const auto& [format, input] : inputs) {
+    if (!nalo_test::with_libstdcxx) break;  // it stores less and fails more
     const auto wide = widened<TypeParam>(format);
     stream<TypeParam> in(input);
     std::basic_istringstream<TypeParam> expected(widened<TypeParam>(input));
@@ -286,7 +287,8 @@ TYPED_TEST(Std, TreatsErrorsInStandardInsertersAsItsOwn) {
       nalo::basic_ostream<TypeParam> out(&buffer, mask);
       out << nalo::setw(9);
       const auto error = nalo_test::raised_by([&] { out << value; }, 1, kind);
-      EXPECT_EQ(out.rdstate(), left);
+      // That of libc++ adds failbit.
+      EXPECT_EQ(out.rdstate() & (nalo_test::with_libstdcxx ? ~0U : ~4U), left);
       EXPECT_EQ(out.width(), kind == fault::refusal ? 0 : 9);
       return error;
     };

@@ -502,7 +502,7 @@ TYPED_TEST(Stream, KeepsTheFacetsItUsesWhenTheBufferImbuesIt) {
       io.imbue(nalo::locale::classic());
     };
     facet_gone = false;
-    raised_by([&, &use = use] { use(io); }, call, fault::meddle);
+    raised_by([&, work = use] { work(io); }, call, fault::meddle);
     EXPECT_FALSE(facet_gone) << call;
     EXPECT_TRUE(io.getloc() == nalo::locale::classic()) << call;
   }

@@ -27,12 +27,12 @@ namespace nalo_test {
 enum class fault { none, library, standard, other, refusal, cancel, meddle };
 inline std::function<void()> meddle;
 
-// Whether the streams can tell that a thread is cancelled: libc++ has no name
-// for what unwinds then.
+// Whether the standard library is the one by whose streams results are checked.
+// libc++ is not, and has no name for what unwinds a cancelled thread.
 #ifdef __GLIBCXX__
-inline constexpr bool sees_cancellation = true;
+inline constexpr bool with_libstdcxx = true;
 #else
-inline constexpr bool sees_cancellation = false;
+inline constexpr bool with_libstdcxx = false;
 #endif
 
 inline void raise(fault kind) {

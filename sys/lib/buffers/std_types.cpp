@@ -3,8 +3,6 @@
 #include <nalo/buffers/std>
 #include <nalo/std_types>
 
-#include <cxxabi.h>
-
 #include <exception>
 #include <locale>
 
@@ -86,7 +84,7 @@ ios_base::iostate on_std_stream(basic_ios<Char, Traits>& io, Work work) {
   std::exception_ptr error;
   try {
     work(stream);
-  } catch (abi::__forced_unwind&) {
+  } catch (forced_unwind&) {
     io.set_badbit();
     throw;
   } catch (const std::ios_base::failure&) {
