@@ -1,4 +1,4 @@
-// The upper and the lower case of the letters of ASCII.
+// Case conversion of ASCII letters.
 #ifndef NALO_LIB_ASCII_CASE_H
 #define NALO_LIB_ASCII_CASE_H
 

@@ -1,4 +1,4 @@
-// What keeps the facets of the classic locale from being destroyed.
+// Storage for the facets of the classic locale, which are never destroyed.
 #ifndef NALO_LIB_CLASSIC_FACET_H
 #define NALO_LIB_CLASSIC_FACET_H
 
@@ -9,13 +9,13 @@
 
 namespace nalo::impl {
 
-// Gives a facet a destructor that can be called, for use as a member.
+// Gives a facet an accessible destructor, so that it can be a member.
 template <class Facet>
 struct member_facet : Facet {
   using Facet::Facet;
 };
 
-// Nothing of an immortal is done when the program ends.
+// Holds a facet that is not destroyed when the program ends.
 template <class Facet>
 union immortal {
   template <class... Args>
@@ -37,7 +37,7 @@ union immortal {
 #define NALO_IMMORTAL constexpr
 #endif
 
-// Owned by no locale.
+// The facet is not owned by locales.
 inline constexpr size_t not_counted = 1;
 
 }  // namespace nalo::impl

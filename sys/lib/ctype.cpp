@@ -1,4 +1,4 @@
-// The classes and the cases of char in the classic locale.
+// Classification and case conversion of char in the classic locale.
 #include "ascii_case.h"
 #include "classic_facet.h"
 
@@ -16,8 +16,8 @@ namespace {
 
 using mask = ctype_base::mask;
 
-// Two bits of the C library's table that no constant of ctype_base names: its
-// graph and alnum stand beside the classes that make them up.
+// Two bits of the C library's table without a constant in ctype_base, whose
+// graph and alnum are combinations of other classes.
 constexpr mask kTableGraph = 32768;
 constexpr mask kTableAlnum = 8;
 
@@ -57,8 +57,8 @@ consteval auto make_classic_table() {
 
 constexpr ptrdiff_t kBlock = 16;
 
-// A bit for each character of a block, the first one lowest: whether it is
-// white space in the classic locale.
+// Returns a bit for each character of a block, the lowest for the first:
+// whether it is white space in the classic locale.
 unsigned spaces_in_block(const char* block) {
   const __m128i chars =
       _mm_loadu_si128(reinterpret_cast<const __m128i*>(block));

@@ -1,4 +1,4 @@
-// The classes and the cases of wchar_t in the classic locale.
+// Classification and case conversion of wchar_t in the classic locale.
 #include "ascii_case.h"
 #include "classic_facet.h"
 

@@ -1,4 +1,4 @@
-// The powers of ten that the text of doubles is made with.
+// The table of powers of ten for converting doubles to text.
 #include <nalo/base/impl/decimal>
 
 #include <algorithm>
@@ -8,7 +8,7 @@ namespace nalo::impl {
 
 namespace {
 
-// As large as 5^325, and as 2^895 / 5^308 before the division.
+// Large enough for 5^325, and for 2^895, which is divided by 5^308.
 class large_integer {
  public:
   constexpr explicit large_integer(std::uint64_t highest_limb,
@@ -34,7 +34,7 @@ class large_integer {
       rest %= 5;
     }
   }
-  // The upper 128 bits from the highest that is 1 on.
+  // The upper 128 bits, starting with the highest that is 1.
   constexpr power_of_ten upper_bits() const {
     int top = size - 1;
     while (limbs_[top] == 0) --top;
@@ -50,7 +50,7 @@ class large_integer {
   std::uint64_t limbs_[size] = {};
 };
 
-// Powers of two do not change the upper bits: those of 5 stand for those of 10.
+// Powers of 5 are enough, because factors of 2 do not change the upper bits.
 constexpr auto make_powers_of_ten() {
   std::remove_const_t<decltype(powers_of_ten)> powers = {};
   const auto at = [&](int p) -> power_of_ten& {

@@ -1,4 +1,4 @@
-// The bodies of the error classes and the record that each thread keeps.
+// The error classes, and the record of each thread's last error.
 #include <nalo/exception>
 #include <nalo/impl/require>
 
@@ -21,15 +21,15 @@ void write_to_stderr(const exception& exc) noexcept {
 
 std::atomic<exception::dump_handler> current_dump_handler{write_to_stderr};
 
-// Errors are raised by the destructors of static objects and of thread-specific
-// data too, when whatever has a destructor is gone or would never be destroyed.
-// Therefore these are plain data.
+// Plain data, because errors may be raised by destructors of static objects and
+// of thread-specific data, when anything with a destructor may already be gone
+// or would never be destroyed.
 constinit thread_local exception::record this_thread{"", 0, "", 0};
 constinit thread_local bool is_dumping = false;
 
 const char* or_empty(const char* text) { return text ? text : ""; }
 
-// Copies what fits of a text.
+// Copies as much of a text as fits.
 template <size_t size>
 void copy_text(char (&to)[size], const char* text) noexcept {
   const size_t length = strnlen(text, size - 1);
@@ -43,7 +43,7 @@ void copy_text(char (&to)[size], const char* text) noexcept {
 
 namespace impl {
 
-// The text follows it in the same block.
+// Followed by the text in the same block.
 struct error_text::shared_text {
   std::atomic<long> refs{1};
 
@@ -105,7 +105,8 @@ void exception::register_on_thread() const noexcept {
   ++this_thread.count;
 }
 
-// Writing is a cancellation point, and nothing may unwind through here.
+// Disables cancellation: writing is a cancellation point, and nothing may
+// unwind out of here.
 void exception::dump() const noexcept {
   const dump_handler handler = current_dump_handler.load();
   if (!handler || is_dumping) return;

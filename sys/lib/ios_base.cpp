@@ -1,4 +1,4 @@
-// What every stream has: its words, its locale, and the errors it raises.
+// The words, the locale and the errors of streams.
 #include <nalo/ios>
 
 #include <algorithm>
@@ -11,7 +11,7 @@ namespace nalo {
 
 namespace {
 
-// Wide enough never to come round to an index again.
+// Wide enough never to wrap around to an index in use.
 std::atomic<std::int64_t> next_word_index{0};
 std::atomic<bool> synced_with_stdio{true};
 

@@ -18,10 +18,11 @@ namespace nalo {
 
 namespace {
 
-// The source that the errors raised here name.
+// The source file that errors raised here name.
 constexpr const char* kFile = "sys/lib/locale.cpp";
 
-// Deletes a facet that the locales own unless one takes it meanwhile.
+// Deletes a facet owned by locales at the end of the scope, unless a locale has
+// taken it.
 class facet_reference : public non_copyable {
  public:
   explicit facet_reference(const locale::facet* facet) noexcept
@@ -87,7 +88,7 @@ void Locale::replace(const locale::id& which,
     replace_entry(which.index_, new_facet ? new_facet : no_facet());
     return;
   }
-  // The room that copy() left, which has no id yet, comes last.
+  // The free entry that copy() added is last and has no id yet.
   client_facet* entry = std::find_if(
       clients(), clients() + clients_,
       [&](client_facet& other) { return !other.id || other.id == &which; });
@@ -137,7 +138,7 @@ union Locale::immortal_handle {
   constexpr immortal_handle() noexcept : value_(&classic_locale) {}
   constexpr ~immortal_handle() {}
 
-  char literal_;  // as that of immortal
+  char literal_;  // as in immortal
   Handle value_;
 };
 
@@ -146,11 +147,11 @@ const locale& Locale::classic_handle() noexcept {
   return handle.value_;
 }
 
-// The global set without a lock, which a child of fork() might find held for
-// ever: its address, and in the high bits that no address uses how many
-// references the set has got in advance. Whoever takes the global locale takes
-// one of them, and hands in new ones when few are left. One reference more
-// belongs to the word itself.
+// The global set, managed without a lock, which a child of fork() might find
+// locked forever. The word holds the address of the set and, in the high bits
+// that no address uses, the number of references to the set that were added in
+// advance. Taking the global locale uses up one of them; when few are left,
+// more are added. One further reference belongs to the word itself.
 constinit std::uintptr_t global_locale = 0;
 
 namespace {
@@ -164,11 +165,12 @@ constexpr word kHalf = kMost / 2 + 1;
 word prepaid(word global) { return global / kOne; }
 Locale* set_of(word global) { return reinterpret_cast<Locale*>(global % kOne); }
 
-// Leak checkers look for whole addresses.
+// For leak checkers, which look for plain addresses.
 constinit std::atomic<Locale*> visible_global{nullptr};
 
-// The caller has a reference to the set, which so stays alive. Nothing is left
-// to do when another set is the global one by now or others were faster.
+// Adds references in advance. The caller has a reference, which keeps the set
+// alive. Does nothing when another set has become the global one or another
+// thread has added references.
 void prepay(Locale* set) noexcept {
   set->add_references(kHalf);
   const std::atomic_ref global(global_locale);
@@ -185,7 +187,8 @@ void prepay(Locale* set) noexcept {
   set->remove_references(kHalf);
 }
 
-// Takes over a reference to a set and hands one out.
+// Makes a set the global one, taking over a reference to it, and returns a
+// reference to the earlier one.
 Locale* exchange_global(Locale* set) noexcept {
   word value = 0;
   if (set != &classic_locale) {
@@ -226,7 +229,7 @@ Locale* share_global_locale() noexcept {
 
 namespace {
 
-// The locale of a name that may come from a client.
+// Returns the locale with a name given by a client.
 const locale& named(const char* name, locale::category cats) {
   if (!name) locale::throwOnNullName(kFile, __LINE__);
   if (std::strcmp(name, "C") != 0 && std::strcmp(name, "POSIX") != 0) {
@@ -282,7 +285,7 @@ const locale& locale::classic() noexcept {
 
 void locale::get_name(basic_string<char>& name) const { name = this->name(); }
 
-// The texts are never destroyed, as the classic locale is not.
+// The names are never destroyed, like the classic locale.
 const basic_string<char>& locale::name() const {
   static const auto& classic_name = *new basic_string<char>("C");
   static const auto& no_name = *new basic_string<char>("*");
@@ -291,8 +294,8 @@ const basic_string<char>& locale::name() const {
 
 namespace {
 
-// Raises an error with a text made as by printf(), in no memory but its own. A
-// long name of a client may be cut.
+// Raises an error with a message formatted as by printf(), without allocating
+// for it. A long name may be cut.
 template <class Error, class... Args>
 [[noreturn]] void raise(const char* file, int line, const char* format,
                         Args... args) {

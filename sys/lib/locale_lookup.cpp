@@ -1,12 +1,13 @@
-// Looks facets up by an id alone.
+// Looks up facets by id only.
 #include "locale_set.h"
 
 namespace nalo {
 
 namespace impl {
 
-// Weak, so that they do not link a program with all classes of the library. The
-// id of a class lies beside its facet: whoever asks for a facet has it.
+// Weak, so that a program is not linked with all facet classes of the library.
+// The id of a class is defined with its facet, so a program that asks for a
+// facet is linked with it.
 extern const immortal<ctype<char>> classic_ctype [[gnu::weak]];
 extern const immortal<ctype<wchar_t>> classic_wide_ctype [[gnu::weak]];
 extern const immortal<std_num_put<char>> classic_num_put [[gnu::weak]];

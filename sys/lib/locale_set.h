@@ -8,40 +8,41 @@
 
 namespace nalo::impl {
 
-// A set does not change any more once locales share it. The facets of clients
-// follow it in the same block of memory.
+// A set is immutable once locales share it. Clients' facets follow it in the
+// same block of memory.
 class Locale {
  public:
   // The classic set.
   constexpr Locale() noexcept : refs_(never_released_) {}
-  // Sets are made by copy() alone.
+  // Sets are made only by copy().
   Locale(const Locale&) = delete;
   Locale& operator=(const Locale&) = delete;
 
   // A handle to the classic set that is never destroyed.
   static const locale& classic_handle() noexcept;
 
-  // A set with one reference and the facets of from, with room for one more
-  // facet of a client if that is wanted. Raises std::bad_alloc.
+  // Returns a set with one reference and the facets of from; if more is true,
+  // with room for one more client's facet. Raises std::bad_alloc.
   static Locale* copy(const Locale& from, bool more);
   void add_references(size_t count) noexcept;
   void remove_references(size_t count) noexcept;
 
-  // The entry of a class of the library, as impl::no_facet() says.
+  // The entry of a facet class of the library; see impl::no_facet().
   locale::facet* entry(size_t index) const noexcept {
     return library_[index - 1];
   }
-  // The facet of a class that is not of the library, or null.
+  // The facet of a client's class, or null.
   locale::facet* find(const locale::id& which) const noexcept;
 
-  // Puts a facet in or replaces what is there. Null takes it away.
+  // Adds or replaces a facet; null removes it.
   void replace(const locale::id& which, locale::facet* new_facet) noexcept;
   // Replaces the library's facets of some categories by those of other.
   void replace(locale::category cats, const Locale& other) noexcept;
 
-  // Of a set to a facet, which may be null.
+  // Adds a reference of a set to a facet, which may be null.
   static void add_reference(const locale::facet* used) noexcept;
-  // Deletes a facet that the locales own and that no set has any more.
+  // Removes a reference, and deletes the facet if locales own it and no set has
+  // it any more.
   static void remove_reference(const locale::facet* used) noexcept;
 
  private:
@@ -53,8 +54,8 @@ class Locale {
     locale::facet* facet;
   };
 
-  // Two copies of the library in one process, as in a program and in a plugin,
-  // take the classic set of each other for a counted one.
+  // Half the range, because two copies of the library in one process, as in a
+  // program and a plugin, treat each other's classic set as a counted one.
   static constexpr size_t never_released_ = ~size_t{0} / 2;
 
   explicit Locale(size_t refs) noexcept : refs_(refs) {}
@@ -68,7 +69,7 @@ class Locale {
     return reinterpret_cast<const client_facet*>(this + 1);
   }
 
-  locale::facet* library_[locale::id::s_max_] = {};  // inline code relies on it
+  locale::facet* library_[locale::id::s_max_] = {};  // read by inline code
   std::atomic<size_t> refs_;
   size_t clients_ = 0;
 };

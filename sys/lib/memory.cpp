@@ -1,4 +1,4 @@
-// The memory that strings take: the global heap or a client's source.
+// Allocators of strings, and their errors.
 #include <nalo/memory>
 
 namespace nalo {

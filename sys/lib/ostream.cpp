@@ -1,7 +1,6 @@
 // Instantiates the stream buffers, and the output streams with their work
-// functions, for char. They are together, so that the compiler sees what a
-// buffer does that overrides no xsputn() where the streams call it: it can then
-// do that in place of the call, behind a comparison.
+// functions, for char. They are in one file so that the compiler can inline the
+// default xsputn() where the streams call it, guarded by a comparison.
 #include <nalo/base/impl/ostream>
 #include <nalo/base/impl/streambuf>
 

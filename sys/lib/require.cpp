@@ -1,4 +1,4 @@
-// The mode of the build, and the end of a program that breaks a rule.
+// The symbol of the build mode, and the failure of a checked precondition.
 #include <nalo/impl/require>
 
 #include <cstdio>

@@ -1,5 +1,5 @@
 // Instantiates the storage of strings of char and raises the errors of all
-// strings. It is apart from the strings, which streams and facets do without.
+// strings. Separate from string.cpp, which streams and facets do not need.
 #include <nalo/base/impl/string>
 
 #include <cstdio>

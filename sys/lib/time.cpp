@@ -1,5 +1,5 @@
-// The text of a time: strftime() for both character types, and its counterpart
-// on stream buffers.
+// Formatting and parsing of times: strftime() for both character types, and an
+// equivalent of strptime() on stream buffers.
 #include <nalo/iomanip>
 #include <nalo/streambuf>
 
@@ -16,7 +16,7 @@ namespace nalo {
 
 namespace {
 
-// The C library's locale "C", which exists without memory and for good.
+// The C library's "C" locale, which takes no memory and is never freed.
 locale_t c_locale() {
   static const locale_t locale = ::newlocale(LC_ALL_MASK, "C", nullptr);
   return locale;
@@ -37,7 +37,7 @@ constexpr const char* months[] = {
     "july",    "august",   "september", "october", "november", "december"};
 constexpr const char* halves[] = {"am", "pm"};
 
-// Reads the fields of a time. Characters are compared by their codes, letters
+// Parses the fields of a time. Characters are compared by their codes, letters
 // in either case.
 template <class Char, class Traits>
 class time_reader {
@@ -52,7 +52,7 @@ class time_reader {
   }
 
  private:
-  // A character is a code that is not negative.
+  // Characters have codes that are not negative.
   static constexpr long end = -1;
 
   static bool is_space_(long code) noexcept {
@@ -65,7 +65,7 @@ class time_reader {
     return 'A' <= code && code <= 'Z' ? code - 'A' + 'a' : code;
   }
 
-  // Looks at the next one.
+  // Returns the next one without taking it.
   long next_() {
     const auto ch = sb_->sgetc();
     if (!Traits::eq_int_type(ch, Traits::eof())) return long{ch};
@@ -78,7 +78,7 @@ class time_reader {
   bool failed_() const noexcept { return (err_ & ios_base::failbit) != 0; }
   void fail_() noexcept { err_ |= ios_base::failbit; }
 
-  // What a format of either character type says.
+  // Parses the fields of a format of either character type.
   template <class F>
   void fields_(const F* format) {
     for (; *format != F() && !failed_(); ++format) {
@@ -102,7 +102,8 @@ class time_reader {
     sb_->stossc();
   }
 
-  // Up to so many digits, of a value in a range, behind white space.
+  // Parses a value between low and high of up to `digits` digits, after white
+  // space.
   void number_(int& value, int low, int high, int digits) {
     skip_space_();
     int read = 0;
@@ -114,7 +115,7 @@ class time_reader {
     if (n == 0 || read < low || read > high) return fail_();
     value = read;
   }
-  // The same, of a value that is stored less by so much.
+  // The same for a value that is stored reduced by `less`.
   void number_less_(int less, int& value, int low, int high, int digits) {
     number_(value, low, high, digits);
     if (!failed_()) value -= less;
@@ -124,7 +125,7 @@ class time_reader {
     number_(ignored, 0, 53, 2);
   }
 
-  // One of the names, or its first three letters.
+  // Parses one of the names, or its first three letters.
   template <size_t N>
   void name_(const char* const (&names)[N], int& index) {
     std::string taken;
@@ -149,7 +150,7 @@ class time_reader {
     fail_();
   }
 
-  // The distance from UTC, as in +0130, +01:30, +01 and Z.
+  // Parses the offset from UTC, as in +0130, +01:30, +01 and Z.
   void zone_() {
     const long sign = lower_(next_());
     if (sign != '+' && sign != '-' && sign != 'z') return fail_();
@@ -165,18 +166,18 @@ class time_reader {
     if (!failed_()) time_.tm_gmtoff = sign == '-' ? -offset : offset;
   }
 
-  // The field that a letter names.
+  // Parses the field that a letter names.
   void field_(long letter);
   void complete_();
 
   basic_streambuf<Char, Traits>* sb_;
   std::tm& time_;
   ios_base::iostate err_ = ios_base::goodbit;
-  // What is known by its parts.
-  int hour_ = -1;  // of twelve
+  // Values that are given in parts.
+  int hour_ = -1;  // on a 12-hour clock
   int half_ = -1;
   int century_ = -1;
-  int year_ = -1;  // of the century
+  int year_ = -1;  // within the century
   bool has_year_ = false;
   bool has_month_ = false;
   bool has_day_ = false;
@@ -259,7 +260,7 @@ void time_reader<Char, Traits>::field_(long letter) {
   }
 }
 
-// Stores what follows from several fields together.
+// Stores fields that are derived from several others.
 template <class Char, class Traits>
 void time_reader<Char, Traits>::complete_() {
   if (hour_ != -1) time_.tm_hour = hour_ % 12;
@@ -286,8 +287,8 @@ void time_reader<Char, Traits>::complete_() {
 template <class Char>
 std::basic_string<Char> impl::formatTime(const std::tm& time,
                                          const Char* format_text) {
-  // With one character more the text is never empty, so that nothing written
-  // means too little room.
+  // An additional character ensures that the text is never empty, so that an
+  // empty result means too little room.
   std::basic_string<Char> format_more(format_text);
   format_more += Char(' ');
   std::basic_string<Char> text;

@@ -9,7 +9,7 @@
 
 namespace nalo::impl {
 
-// Lets the put area show its room for as long as an operation of fdbuf lasts.
+// Makes the room of the put area visible during an operation of fdbuf.
 class consolebuf::shown_room {
  public:
   explicit shown_room(consolebuf& buffer) noexcept : buffer_(buffer) {
@@ -23,7 +23,7 @@ class consolebuf::shown_room {
   consolebuf& buffer_;
 };
 
-// fdbuf has no put area before the first output, and after input.
+// fdbuf has no put area before the first output and after input.
 void consolebuf::show_room_() noexcept {
   if (area_end_ && pbase()) end_area_(area_end_);
   area_end_ = nullptr;
@@ -73,7 +73,8 @@ streamsize consolebuf::xsputn(const char* strng, streamsize sz) {
   return put;
 }
 
-// Writing is a cancellation point, and nothing may unwind out of exit().
+// Disables cancellation: writing is a cancellation point, and nothing may
+// unwind out of exit().
 void consolebuf::end_buffering() noexcept {
   int cancelable;
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelable);
@@ -95,7 +96,7 @@ console_buffers& the_console_buffers() noexcept {
 
 namespace {
 
-// After the static objects of the program, and its functions at exit.
+// Runs after the destructors of static objects and the atexit() functions.
 [[gnu::destructor(101)]] void end_buffering() {
   console_buffers& buffers = the_console_buffers();
   for (consolebuf* buffer : {&buffers.in, &buffers.out, &buffers.err}) {

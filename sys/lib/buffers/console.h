@@ -1,4 +1,4 @@
-// What the console streams are made of.
+// The building blocks of the console streams.
 #ifndef NALO_LIB_BUFFERS_CONSOLE_H
 #define NALO_LIB_BUFFERS_CONSOLE_H
 
@@ -9,18 +9,18 @@
 
 namespace nalo::impl {
 
-// When output is written: by_device is by lines on a terminal, by blocks
+// When output is written: by_device means by lines on a terminal and by blocks
 // elsewhere.
 enum class buffering { by_device, by_blocks, by_lines, none };
 
 // A buffer over a standard descriptor. Unless it writes by blocks, its put area
-// never shows room, so that streams leave every character to the operations
-// below.
+// never has visible room, so that streams pass every character to the
+// operations below.
 class consolebuf final : public fdbuf {
  public:
   consolebuf(int fd, buffering mode) noexcept : fdbuf(fd), mode_(mode) {}
 
-  // Writes out what is pending, drops errors, and from then on buffers nothing.
+  // Writes pending output, drops errors, and stops buffering.
   void end_buffering() noexcept;
 
  protected:
@@ -45,12 +45,12 @@ struct console_buffers {
   consolebuf err{2, buffering::by_lines};
 };
 
-// Makes the buffers when it is called first. Exported, as is all that makes
-// console streams: where a program and a shared object both contain the static
-// library, they must come to share the streams.
+// Constructs the buffers on the first call. Exported, like everything that
+// makes console streams, so that a program and a shared object that both
+// contain the static library share the streams.
 NALO_API console_buffers& the_console_buffers() noexcept;
 
-// Room for an object that is made while the program starts, and is never
+// Storage for an object that is constructed at program start and never
 // destroyed.
 template <class T>
 union late {

@@ -1,4 +1,4 @@
-// The buffer over a file descriptor and its errors.
+// The buffer over a file descriptor, and its errors.
 #include <nalo/buffers/fd>
 
 #include <fcntl.h>
@@ -20,8 +20,8 @@ namespace {
 
 constexpr const char* kFile = "sys/lib/buffers/fd.cpp";
 
-// Raises the error of the system call that has just failed, after so many
-// characters of a block.
+// Raises the error of the system call that has just failed, after the given
+// number of characters of a block was transferred.
 template <class Error>
 [[noreturn]] void raise(int line, const char* action,
                         streamsize transferred = 0) {
@@ -29,7 +29,7 @@ template <class Error>
   tThrow(Error(kFile, line, action, code, transferred));
 }
 
-// Repeats a system call for as long as signals interrupt it.
+// Repeats a system call as long as signals interrupt it.
 template <class Call>
 ssize_t uninterrupted(Call call) {
   ssize_t result;
@@ -39,7 +39,7 @@ ssize_t uninterrupted(Call call) {
   return result;
 }
 
-// A cancellation that is pending takes place before what it meets is closed.
+// Disables cancellation, so that a pending one cannot interrupt close().
 int close_file(int fd) noexcept {
   int cancelable;
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelable);
@@ -48,7 +48,7 @@ int close_file(int fd) noexcept {
   return result;
 }
 
-// The flags of open(); -1 when the modes make no sense together.
+// Returns the flags for open(), or -1 for an invalid combination of modes.
 int open_flags(ios_base::openmode mode) noexcept {
   constexpr auto in = ios_base::in, out = ios_base::out, app = ios_base::app;
   constexpr auto trunc = ios_base::trunc;
@@ -74,7 +74,8 @@ int open_flags(ios_base::openmode mode) noexcept {
   }
 }
 
-// A new descriptor, or -1 and an errno. A cancellation point, which may unwind.
+// Returns a new descriptor, or -1 with errno set. A cancellation point, which
+// may unwind.
 int open_file(const char* path, ios_base::openmode mode) {
   const int flags = open_flags(mode);
   if (flags == -1) {
@@ -159,8 +160,8 @@ void fdbuf::swap(fdbuf& other) noexcept {
   put_area_.swap(other.put_area_);
 }
 
-// Writing and closing are cancellation points, and nothing may unwind through
-// a destructor.
+// Disables cancellation: writing and closing are cancellation points, and
+// nothing may unwind out of a destructor.
 fdbuf::~fdbuf() {
   int cancelable;
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelable);
@@ -188,12 +189,13 @@ void fdbuf::close() {
   if (!is_open()) return;
   const bool is_owned = ownership_ == fd_ownership::owned;
   write_out_();
-  // Others may share the position of what is owned, as after fork().
+  // Only for borrowed descriptors: an owned one may share its position with
+  // other processes, as after fork().
   if (!is_owned && gptr() < egptr()) give_back_();
   const int fd = std::exchange(fd_, -1);
   setg(nullptr, nullptr, nullptr);
   setp(nullptr, nullptr);
-  put_area_.reset();  // the next descriptor may be for reading only
+  put_area_.reset();  // the next descriptor may be read-only
   if (is_owned && close_file(fd) == -1) {
     raise<fd_output_error>(__LINE__, "cannot close");
   }
@@ -215,8 +217,9 @@ size_t fdbuf::read_(char* to, size_t n, streamsize taken) {
   return static_cast<size_t>(got);
 }
 
-// Empties the get area, but for what can be put back: the last characters that
-// were taken from it, and the n behind them that were read past it.
+// Empties the get area except for what can be put back: the last characters
+// taken from it, and the n after them that were read without passing through
+// it.
 void fdbuf::keep_(const char* read, size_t n) noexcept {
   char* const start = get_area_.get() + putback_size;
   const size_t fresh = std::min(n, putback_size);
@@ -228,7 +231,8 @@ void fdbuf::keep_(const char* read, size_t n) noexcept {
   setg(begin, start, start);
 }
 
-// Reads into the empty get area. Returns 0 at the end of input.
+// Reads into the empty get area and returns how many characters. Returns 0 at
+// the end of input.
 size_t fdbuf::fill_(streamsize taken) {
   keep_(gptr(), 0);
   const size_t n = read_(gptr(), size_, taken);
@@ -242,8 +246,8 @@ fdbuf::int_type fdbuf::underflow() {
   return traits_type::to_int_type(*gptr());
 }
 
-// Takes up to n characters, where the get area has none; more than it holds go
-// past it. Returns 0 at the end of input.
+// Reads up to n characters when the get area is empty; a block larger than the
+// area bypasses it. Returns 0 at the end of input.
 streamsize fdbuf::take_(char* to, streamsize n, streamsize taken) {
   const auto size = static_cast<size_t>(n);
   if (size < size_) {
@@ -257,7 +261,7 @@ streamsize fdbuf::take_(char* to, streamsize n, streamsize taken) {
 
 streamsize fdbuf::xsgetn(char* strng, streamsize sz) {
   if (sz <= egptr() - gptr()) return streambuf::xsgetn(strng, sz);
-  start_input_();  // which may raise, before anything is taken
+  start_input_();  // may raise, so it comes before anything is taken
   streamsize taken = streambuf::xsgetn(strng, egptr() - gptr());
   while (taken < sz) {
     const streamsize n = take_(strng + taken, sz - taken, taken);
@@ -267,14 +271,14 @@ streamsize fdbuf::xsgetn(char* strng, streamsize sz) {
   return taken;
 }
 
-// Reads the characters in front of the get area again, without moving, where
-// that does not begin at the beginning of a file, as after a seek.
+// Reads the characters before the get area again, without moving the position,
+// when the area does not start at the beginning of the file, as after a seek.
 fdbuf::int_type fdbuf::pbackfail(int_type ch) {
   const int_type none = traits_type::eof();
   if (!is_open() || gptr() != eback()) return none;
   start_input_();
   give_back_();
-  if (gptr() < egptr()) return none;  // there is no position
+  if (gptr() < egptr()) return none;  // the descriptor has no position
   const off_t at = ::lseek(fd_, 0, SEEK_CUR);
   const off_t back = std::min(at, off_t{putback_size});
   if (back <= 0) return none;
@@ -289,7 +293,6 @@ fdbuf::int_type fdbuf::pbackfail(int_type ch) {
   return is_wanted ? sungetc() : none;
 }
 
-// Whether the descriptor is open, and for reading or for writing.
 bool fdbuf::allows_(int access) const noexcept {
   const int flags = ::fcntl(fd_, F_GETFL);
   if (flags == -1) return false;
@@ -304,7 +307,7 @@ streamsize fdbuf::showmanyc() {
   if (!allows_(O_RDONLY)) return -1;
   struct stat status = {};
   ::fstat(fd_, &status);
-  // The files of /proc say that they are empty, and are not.
+  // The files of /proc report a size of 0 but are not empty.
   if (S_ISREG(status.st_mode) && status.st_size > 0) {
     const off_t at = ::lseek(fd_, 0, SEEK_CUR);
     if (at == -1) return 0;
@@ -318,8 +321,8 @@ streamsize fdbuf::showmanyc() {
 }
 
 // Moves the position back to the first character that was not read and empties
-// the get area. Input that cannot go back stays where it is: pipes and sockets
-// have no position, and some devices accept lseek() without moving.
+// the get area. When that is impossible the get area is unchanged: pipes and
+// sockets have no position, and some devices accept lseek() without moving.
 void fdbuf::give_back_() noexcept {
   if (!has_position_) return;
   const off_t unread = egptr() - gptr();
@@ -344,16 +347,17 @@ void fdbuf::start_output_() {
   setp(put_area_.get(), put_area_.get() + size_);
 }
 
-// Writes a part of a block, of which so much was written before.
+// Writes part of a block and returns how much; `written` is how much was
+// written before.
 size_t fdbuf::write_(const char* from, size_t n, streamsize written) {
   const ssize_t put = uninterrupted([&] { return ::write(fd_, from, n); });
-  if (put == 0) errno = EIO;  // trying again might never end
+  if (put == 0) errno = EIO;  // retrying might never end
   if (put <= 0) raise<fd_output_error>(__LINE__, "cannot write", written);
   return static_cast<size_t>(put);
 }
 
-// What is written leaves the put area at once, so that an error keeps the rest
-// there, to be written once.
+// Removes what was written from the put area at once, so that after an error
+// the rest is still there and nothing is written twice.
 void fdbuf::write_out_() {
   while (pptr() > pbase()) {
     const size_t pending = static_cast<size_t>(pptr() - pbase());
@@ -391,13 +395,13 @@ int fdbuf::sync() {
 
 // Positions.
 
-// What is pending is not written for the sake of the answer, unless the file
-// decides where it goes.
+// Does not write pending output first, except when appending, where only the
+// file determines its position.
 streampos fdbuf::tell_() {
   if (pptr() > pbase() && appends_()) write_out_();
   const streamoff unread = egptr() - gptr();
   const streamoff pos = ::lseek(fd_, 0, SEEK_CUR);
-  // Less than was read is no position.
+  // A position smaller than what was read is not meaningful.
   return pos < unread ? -1 : pos - unread + (pptr() - pbase());
 }
 

@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* kFile = "sys/lib/buffers/file.cpp";
 
-// Runs an operation, and returns null for the buffer when that raises.
+// Runs an operation and returns the buffer, or null when it raises.
 template <class Operation>
 filebuf* self_or_null(filebuf* buffer, Operation operation) {
   try {

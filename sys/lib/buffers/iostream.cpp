@@ -20,7 +20,8 @@ constinit ostream& clog = streams.log.value_;
 
 namespace impl {
 
-// Before the static objects are made, of the program as of shared objects.
+// Runs before the static objects of the program and of shared objects are
+// constructed.
 [[gnu::constructor(101)]] NALO_API void make_console() noexcept {
   static constinit bool made = false;
   if (std::exchange(made, true)) return;

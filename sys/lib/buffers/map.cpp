@@ -1,4 +1,4 @@
-// The buffer over a file in memory.
+// The buffer over a memory-mapped file.
 #include <nalo/buffers/map>
 
 #include <sys/mman.h>
@@ -12,7 +12,7 @@ namespace nalo {
 
 namespace {
 
-// The path is null for a file that has no name.
+// Raises the error for a file; path is null for a descriptor.
 [[noreturn]] void raise(int line, const char* path, int code) {
   std::string action = "cannot map ";
   action += path ? '"' + std::string(path) + '"' : "a descriptor";
@@ -27,8 +27,8 @@ mapbuf::mapbuf(int fd) : mapbuf(fd, nullptr) {}
 mapbuf::mapbuf(int fd, const char* path) : base(ios_base::in) {
   struct stat status = {};
   if (::fstat(fd, &status) == -1) raise(__LINE__, path, errno);
-  // Only regular files have all of their text at hand; those of /proc say that
-  // they are empty, and are not.
+  // Only regular files can be mapped. Those of /proc report a size of 0 but are
+  // not empty, so they are refused.
   char first;
   if (!S_ISREG(status.st_mode) ||
       (status.st_size == 0 && ::pread(fd, &first, 1, 0) == 1)) {

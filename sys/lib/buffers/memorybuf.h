@@ -1,4 +1,4 @@
-// The bodies of the buffers over memory.
+// Implementation of the buffers over memory.
 #ifndef NALO_LIB_BUFFERS_MEMORYBUF_H
 #define NALO_LIB_BUFFERS_MEMORYBUF_H
 
@@ -48,7 +48,7 @@ void memorybuf<Char, Traits>::go_on_in_(Char* array, size_t capacity) noexcept {
   place_(get_at_(), put_at_());
 }
 
-// Lays the areas over the text, with their positions there.
+// Sets the areas over the text, with the given positions.
 template <class Char, class Traits>
 void memorybuf<Char, Traits>::place_(ptrdiff_t get, ptrdiff_t put) noexcept {
   known_size_ = size_();

@@ -5,7 +5,7 @@ namespace nalo::impl {
 
 namespace {
 
-// What the two sides name and number each in their own way.
+// Conversions of values that the two sides define differently.
 
 template <class To, class From>
 typename To::int_type converted(typename From::int_type ch) {
@@ -19,7 +19,7 @@ typename To::seekdir converted_way(typename From::seekdir way) {
   return way == From::beg ? To::beg : way == From::cur ? To::cur : To::end;
 }
 
-// Positions know only these two.
+// Converts the open modes that matter for positions: in and out.
 template <class To, class From>
 typename To::openmode converted_mode(typename From::openmode mode) {
   typename To::openmode converted{};

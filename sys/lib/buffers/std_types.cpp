@@ -1,4 +1,4 @@
-// Runs inserters and extractors of the standard library's streams over nalo's
+// Runs inserters and extractors of the standard library's streams on nalo's
 // buffers.
 #include <nalo/buffers/std>
 #include <nalo/std_types>
@@ -10,8 +10,8 @@ namespace nalo::impl {
 
 namespace {
 
-// What the two sides number each in their own way. unitbuf is honoured once, at
-// the end of the operation.
+// The format flags, which each side numbers in its own way. unitbuf is not
+// copied, as it is honoured at the end of the operation.
 constexpr struct {
   ios_base::fmtflags own;
   std::ios_base::fmtflags other;
@@ -65,10 +65,10 @@ ios_base::iostate bits_of(std::ios_base::iostate state) {
   return bits;
 }
 
-// Runs the work on a standard stream over the buffer of io, and returns the
-// bits that it has set. With badbit in its mask the stream passes on what the
-// buffer raises. That follows the exception policy of io, unlike what the work
-// raises by itself.
+// Runs work on a standard stream over the buffer of io and returns the bits
+// that it has set. That stream has badbit in its mask, so it propagates what
+// the buffer raises, which is subject to the exception policy of io. What the
+// work raises by itself is not.
 template <class Stream, class Char, class Traits, class Work>
 ios_base::iostate on_std_stream(basic_ios<Char, Traits>& io, Work work) {
   using buffer_type =
@@ -89,7 +89,7 @@ ios_base::iostate on_std_stream(basic_ios<Char, Traits>& io, Work work) {
     throw;
   } catch (const std::ios_base::failure&) {
     if (!stream.bad()) throw;
-    stream.width(0);  // as every refused write leaves it
+    stream.width(0);  // as after every refused write
   } catch (...) {
     if (!stream.bad()) throw;
     error = std::current_exception();

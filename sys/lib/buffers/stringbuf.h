@@ -1,4 +1,4 @@
-// The bodies of the buffers over strings.
+// Implementation of the buffers over strings.
 #ifndef NALO_LIB_BUFFERS_STRINGBUF_H
 #define NALO_LIB_BUFFERS_STRINGBUF_H
 
@@ -39,8 +39,8 @@ basic_stringbuf<Char, Traits>& basic_stringbuf<Char, Traits>::operator=(
   return *this;
 }
 
-// Not by swapping the strings, which keep their allocators and so may have to
-// allocate.
+// Does not swap the strings, which would keep their allocators and so might
+// have to allocate.
 template <class Char, class Traits>
 void basic_stringbuf<Char, Traits>::swap(basic_stringbuf& other) noexcept {
   if (this == &other) return;
@@ -69,7 +69,7 @@ basic_string<Char, Traits> basic_stringbuf<Char, Traits>::str() && {
   return text;
 }
 
-// What can be refused comes first, while the earlier text still stands.
+// What can fail comes first, while the earlier text is still in place.
 template <class Char, class Traits>
 void basic_stringbuf<Char, Traits>::str(string_type text) {
   const size_t size = text.size();
@@ -78,7 +78,7 @@ void basic_stringbuf<Char, Traits>::str(string_type text) {
   begin_(size);
 }
 
-// Makes a string that is written its own and as long as its capacity.
+// Makes a string that will be written unshared, and as long as its capacity.
 template <class Char, class Traits>
 void basic_stringbuf<Char, Traits>::fit_(string_type& text) {
   if (!this->writes_()) return;
@@ -86,13 +86,13 @@ void basic_stringbuf<Char, Traits>::fit_(string_type& text) {
   text.raw_resize(text.capacity());
 }
 
-// Begins with the first size characters of the string as the text.
+// Uses the first size characters of the string as the text.
 template <class Char, class Traits>
 void basic_stringbuf<Char, Traits>::begin_(size_t size) noexcept {
   this->begin_with_(array_(), size, text_.size());
 }
 
-// Not by way of data(), so that the string can be shared once it leaves the
+// Does not use data(), so that the string can be shared once it leaves the
 // buffer.
 template <class Char, class Traits>
 Char* basic_stringbuf<Char, Traits>::array_() noexcept {

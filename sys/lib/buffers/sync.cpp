@@ -1,5 +1,4 @@
-// The buffers that hand over their text in one piece, and the streams over
-// them.
+// The buffers that write their text in one piece, and the streams over them.
 #include <nalo/syncstream>
 
 #include <pthread.h>
@@ -14,10 +13,11 @@ namespace nalo {
 
 namespace {
 
-// The only use of a buffer among all syncbufs, for the life of the object. A
-// buffer has no room for a lock: the users of buffers are listed in places that
-// the addresses select. Those that share a place do not wait for one another,
-// so that a buffer may emit into one below while it is in use.
+// Exclusive use of a buffer among all syncbufs, for the life of the object. A
+// buffer has no room for a lock, so the buffers in use are listed in a table
+// that is indexed by a hash of their addresses. Users of different buffers in
+// one list do not wait for one another, so a buffer may emit into another
+// syncbuf while it is in use.
 class only_use {
  public:
   explicit only_use(const void* buffer)
@@ -44,7 +44,7 @@ class only_use {
     std::atomic<int> departures = 0;
   };
   static constexpr size_t count_ = 64;
-  // Streams are used in destructors of static objects too: never destroyed.
+  // Never destroyed, because destructors of static objects may use streams.
   union places {
     constexpr places() : all() {}
     ~places() {}
@@ -56,8 +56,8 @@ class only_use {
     return places_.all[reinterpret_cast<std::uintptr_t>(buffer) / 64 % count_];
   }
 
-  // False when another one uses the buffer; its departure changes what was
-  // seen.
+  // Returns false when the buffer is in use by another. When that use ends,
+  // departures differs from the value seen here.
   bool enter_() {
     const std::lock_guard lock(place_.mutex);
     for (only_use* user = place_.users; user; user = user->next_) {
@@ -108,8 +108,8 @@ void basic_syncbuf<Char, Traits>::swap(basic_syncbuf& other) noexcept {
   std::swap(text_, other.text_);
 }
 
-// What the buffer beneath calls may be a cancellation point, and nothing may
-// unwind through a destructor.
+// Disables cancellation: the wrapped buffer may call a cancellation point, and
+// nothing may unwind out of a destructor.
 template <class Char, class Traits>
 basic_syncbuf<Char, Traits>::~basic_syncbuf() {
   int cancelable;

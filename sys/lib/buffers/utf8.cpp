@@ -18,18 +18,17 @@ using byte_traits = char_traits<char>;
 constexpr wchar_t kReplacement = 0xFFFD;
 constexpr size_t kLongest = 4;  // bytes of a character
 
-// The bytes at the front of a text: a character, the beginning of one that the
-// text does not end, or none. Of none length is how many of them could have
-// begun one, at least 1.
+// The bytes at the beginning of a text: a whole character, the beginning of one
+// that continues beyond the text, or none. For none, length is the number of
+// bytes that could have begun a character, at least 1.
 struct sequence {
   enum { whole, beginning, none } kind;
   std::uint32_t value;
   unsigned length;
 };
 
-// from < end. What may follow depends on the first byte for the second one
-// alone: it keeps out longer forms of short characters, the surrogates, and
-// what is above 0x10FFFF.
+// Requires from < end. The first byte restricts only the second one, which
+// excludes overlong forms, surrogates, and values above 0x10FFFF.
 sequence decode(const unsigned char* from, const unsigned char* end) noexcept {
   const unsigned first = *from;
   if (first < 0x80) return {sequence::whole, first, 1};
@@ -48,7 +47,8 @@ sequence decode(const unsigned char* from, const unsigned char* end) noexcept {
   return {sequence::whole, value, size};
 }
 
-// Writes the bytes of a character and returns their number, 0 when it has none.
+// Writes the bytes of a character and returns their number, 0 when it has no
+// UTF-8 form.
 inline unsigned encode(wchar_t ch, unsigned char* to) noexcept {
   const auto value = static_cast<std::uint32_t>(ch);
   const auto put = [&](unsigned i, std::uint32_t byte) {
@@ -78,7 +78,7 @@ inline unsigned encode(wchar_t ch, unsigned char* to) noexcept {
   return put_rest(4);
 }
 
-// Whether the next eight bytes are characters by themselves.
+// Whether the next eight bytes are ASCII.
 bool are_ascii(const unsigned char* from) noexcept {
   std::uint64_t eight;
   std::memcpy(&eight, from, sizeof eight);
@@ -93,8 +93,8 @@ encoding_error::encoding_error(const char* file, int line, const char* message,
 encoding_error::~encoding_error() = default;
 void encoding_error::throw_self() { throw encoding_error(*this); }
 
-// Room for characters that can be put back, and those that were decoded, each
-// with the number of its bytes: a replaced one could have had any.
+// Room for characters that can be put back and for decoded ones. Each has its
+// number of bytes stored, which cannot be computed for a replaced one.
 struct utf8buf::get_area {
   static constexpr size_t size = 1024;
   wchar_t characters[putback_size + size];
@@ -134,8 +134,9 @@ void utf8buf::forget_() noexcept {
   unwritten_.size = 0;
 }
 
-// What stands for what cannot be converted, count being the bytes converted
-// before the buffer of bytes came to where it is, back bytes too far.
+// Returns the replacement for what cannot be converted, or raises the error.
+// count is the number of bytes converted before; the buffer of bytes is `back`
+// bytes beyond that.
 wchar_t utf8buf::replaced_(const char* what, ios_base::openmode mode,
                            streamoff count, streamoff back) {
   if (errors_ == encoding_errors::replace) return kReplacement;
@@ -147,7 +148,7 @@ wchar_t utf8buf::replaced_(const char* what, ios_base::openmode mode,
 
 // Input.
 
-// Empties the get area, but for what can be put back.
+// Empties the get area except for what can be put back.
 void utf8buf::start_input_() {
   write_rest_();
   writes_ = false;
@@ -164,8 +165,8 @@ void utf8buf::start_input_() {
   setg(start - kept, start, start);
 }
 
-// Decodes what the buffer of bytes has in its get area, up to the first bytes
-// that are no whole character, and returns the number of characters.
+// Decodes the get area of the buffer of bytes, up to the first bytes that are
+// not a whole character, and returns the number of characters.
 size_t utf8buf::decode_at_hand_() noexcept {
   const auto* const begin =
       reinterpret_cast<const unsigned char*>(areas::gptr(bytes_));
@@ -195,7 +196,8 @@ size_t utf8buf::decode_at_hand_() noexcept {
   return n;
 }
 
-// Decodes one character, of bytes from more than one get area, or replaces it.
+// Decodes one character whose bytes may come from several get areas, or
+// replaces it.
 utf8buf::int_type utf8buf::decode_next_() {
   sequence next{sequence::beginning, 0, 0};
   while (next.kind == sequence::beginning) {
@@ -206,7 +208,7 @@ utf8buf::int_type utf8buf::decode_next_() {
     }
     unread_.bytes[unread_.size] = static_cast<unsigned char>(byte);
     next = decode(unread_.bytes, unread_.bytes + unread_.size + 1);
-    // A byte that does not go on with the others may begin a character.
+    // A byte that does not continue the character may begin another one.
     if (next.kind == sequence::none && unread_.size > 0) break;
     bytes_->sbumpc();
     ++unread_.size;
@@ -239,12 +241,12 @@ streamsize utf8buf::showmanyc() {
   if (unread_.size > 0) return 0;
   const streamsize n = bytes_->in_avail();
   if (n <= 0) return n;
-  bytes_->sgetc();  // does not wait, as there is one
+  bytes_->sgetc();  // does not wait, as a byte is there
   start_input_();
   return static_cast<streamsize>(decode_at_hand_());
 }
 
-// How many bytes were read of which the characters were not delivered.
+// The number of bytes read whose characters were not delivered.
 streamoff utf8buf::undelivered_() const noexcept {
   streamoff n = unread_.size;
   for (const wchar_t* at = gptr(); at != egptr(); ++at) {
@@ -254,7 +256,7 @@ streamoff utf8buf::undelivered_() const noexcept {
 }
 
 // Moves the buffer of bytes back to what was not delivered and empties the get
-// area, unless it cannot be moved.
+// area. Does nothing when it cannot be moved.
 void utf8buf::give_back_() {
   const streamoff n = undelivered_();
   if (n == 0 || bytes_->pubseekoff(-n, ios_base::cur, ios_base::in) != -1) {
@@ -265,8 +267,8 @@ void utf8buf::give_back_() {
 
 // Output.
 
-// Writes what the buffer of bytes has not taken of a character; false when it
-// still does not take it.
+// Writes the remaining bytes of a character. Returns false when the buffer of
+// bytes still refuses one.
 bool utf8buf::write_rest_() {
   while (unwritten_.size > 0) {
     const auto byte = static_cast<char>(unwritten_.bytes[0]);
@@ -280,8 +282,8 @@ bool utf8buf::write_rest_() {
   return true;
 }
 
-// Encodes into the put area of the buffer of bytes, as far as it has room and
-// up to the first character that has no UTF-8 form. Returns how many.
+// Encodes into the put area of the buffer of bytes, while it has room and up to
+// the first character without a UTF-8 form. Returns the number of characters.
 streamsize utf8buf::encode_in_place_(const wchar_t* s, streamsize n) noexcept {
   auto* const begin = reinterpret_cast<unsigned char*>(areas::pptr(bytes_));
   auto* const end = begin + areas::out_left(bytes_);
@@ -298,8 +300,9 @@ streamsize utf8buf::encode_in_place_(const wchar_t* s, streamsize n) noexcept {
   return done;
 }
 
-// Writes one character, or its replacement, over the edge of the put area. It
-// is taken when its first byte is; write_rest_() writes the others.
+// Writes one character, or its replacement, when the put area may lack room for
+// it. It counts as taken when its first byte is; write_rest_() writes the
+// others.
 bool utf8buf::encode_next_(wchar_t ch) {
   part all;
   all.size = encode(ch, all.bytes);
@@ -362,8 +365,8 @@ streampos utf8buf::move_(ios_base::openmode mode, Seek seek) {
   return pos;
 }
 
-// Positions of reading and writing may be the same or not: only what has been
-// given back is out of the way of both.
+// Gives back undelivered input before it asks for a write position, because the
+// buffer of bytes may use one position for both.
 streampos utf8buf::tell_(ios_base::openmode mode) {
   const bool reads = (mode & ios_base::out) == 0;
   if (!write_rest_()) return -1;
