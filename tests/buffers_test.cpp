@@ -5,18 +5,11 @@
 #include <nalo/buffers/string>
 #include <nalo/testing>
 
-#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <memory>
-#include <sstream>
-#include <string>
-#include <utility>
-
+#include "common.h"
 #include "failing_source.h"
-#include "scripted_streambuf.h"
-#include "text.h"
 
 namespace {
 
@@ -46,10 +39,7 @@ struct sandwich : over_std<Char> {
   over_nalo<Char> middle{&inside};
 };
 
-template <class Char>
-class Buffers : public testing::Test {};
-using Chars = testing::Types<char, wchar_t>;
-TYPED_TEST_SUITE(Buffers, Chars);
+TEST_SUITE_OF_CHARACTERS(Buffers);
 
 TYPED_TEST(Buffers, KeepTheContract) {
   using span = nalo::basic_spanbuf<TypeParam>;
@@ -171,17 +161,16 @@ TYPED_TEST(Buffers, KeepTheirTextWhenMemoryIsRefused) {
   using string = nalo::basic_string<TypeParam>;
   nalo::basic_stringbuf<TypeParam> buffer{string(memory)};
   source.refuse_after(1);
-  std::size_t written = 0;
   const auto write = [&] {
-    for (;; ++written) buffer.sputc('x');
+    for (;;) buffer.sputc('x');
   };
   EXPECT_THROW(write(), nalo::allocation_error);
   // A text that others have would be copied.
   const string text(1000, 'y', memory);
   source.refuse_after(0);
   EXPECT_THROW(buffer.str({text, memory}), nalo::allocation_error);
-  EXPECT_EQ(written, sizeof(TypeParam) == 1 ? 59u : 14u);
-  EXPECT_EQ(taken(buffer, 1000), std::basic_string<TypeParam>(written, 'x'));
+  EXPECT_EQ(taken(buffer, 1000), std::basic_string<TypeParam>(
+                                     sizeof(TypeParam) == 1 ? 59 : 14, 'x'));
 }
 
 TYPED_TEST(Buffers, PassBetweenTheLibrariesWithoutLoss) {
@@ -232,25 +221,19 @@ TEST(Mapbuf, ReadsAFileInMemory) {
 }
 
 TEST(Mapbuf, SaysWhatItCannotMap) {
-  const std::pair<const char*, const char*> rows[] = {
-      {"/dev/null", "cannot map \"/dev/null\": No such device"},
-      {"/", "cannot map \"/\": No such device"},
-      {"/proc/self/status", "cannot map \"/proc/self/status\": No such device"},
-      {"/nonexistent",
-       "cannot open \"/nonexistent\": No such file or directory"},
+  const auto expect = [](auto what, const char* error) {
+    EXPECT_EQ(nalo_test::raised_by([=] { nalo::mapbuf buffer(what); }), error);
   };
-  for (const auto& [path, error] : rows) {
-    EXPECT_EQ(nalo_test::raised_by([p = path] { nalo::mapbuf buffer(p); }),
-              error);
-  }
-  const auto raised = [](int fd) {
-    return nalo_test::raised_by([=] { nalo::mapbuf buffer(fd); });
-  };
+  expect("/", "cannot map \"/\": No such device");
+  expect("/proc/self/status",
+         "cannot map \"/proc/self/status\": No such device");
+  expect("/nonexistent",
+         "cannot open \"/nonexistent\": No such file or directory");
+  expect(-1, "cannot map a descriptor: Bad file descriptor");
   int ends[2];
   ASSERT_EQ(::pipe(ends), 0);
-  EXPECT_EQ(raised(ends[0]), "cannot map a descriptor: No such device");
+  expect(ends[0], "cannot map a descriptor: No such device");
   for (const int end : ends) ::close(end);
-  EXPECT_EQ(raised(-1), "cannot map a descriptor: Bad file descriptor");
 }
 
 }  // namespace

@@ -3,14 +3,11 @@
 #include <nalo/syncstream>
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <string>
-#include <thread>
-#include <vector>
+#include "common.h"
 
 namespace {
 
@@ -56,11 +53,7 @@ TEST(ConsoleStreams, WriteWhenItIsTime) {
       {[] { cout << "a" << nalo::flush << 'b'; }, "a", "a"},
       {[] { cout << "a", cin.get(); }, "a", "a"},
       {[] { cout << "a", cerr << "b" << 1, cout << "c"; }, "ab1", "ab1"},
-      {[] {
-         clog << "a\n"
-              << "b";
-       },
-       "a\n", "a\r\n"},
+      {[] { clog << "a\n", clog << "b"; }, "a\n", "a\r\n"},
       {[] { clog << "a", cerr << "b"; }, "ab", "ab"},
       {[] { cout << "a", wcout << L"\u00E4", cout << "b", wcerr << L'c'; },
        "aäbc", "aäbc"},

@@ -1,26 +1,17 @@
 // Every case of a small scope, once, against the models. What a case consists
 // of is chosen when something first looks at it, so that no two are alike.
 // The tests run a slice; ./dev exhaust runs all.
-#include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <initializer_list>
-#include <iterator>
-#include <string>
-#include <string_view>
-#include <tuple>
-#include <utility>
-#include <vector>
 
 #include "choices.h"
+#include "common.h"
 #include "number_model.h"
-#include "scripted_streambuf.h"
 #include "stream_model.h"
 #include "string_model.h"
-#include "text.h"
 
 namespace {
 
@@ -51,7 +42,6 @@ struct Exhaust : testing::Test {
     return cases;
   }
 };
-using Chars = testing::Types<char, wchar_t>;
 TYPED_TEST_SUITE(Exhaust, Chars);
 
 // --- streams -----------------------------------------------------------------
@@ -235,12 +225,12 @@ class pair : comparison<Char> {
     Entry& e = all_[number];
     const size_t sizes[] = {border - 1, border, border + 1, border + 1, 1, 0};
     const size_t state = below(std::size(sizes));
-    Args<Char> a{};
-    a.n = border + 1;
-    this->change_one(e, e, kAssign, a, text(text_).substr(0, sizes[state]));
-    if (state == 3) this->change_one(all_[number + 3], e, kCopy, a, {});
-    if (state == 4) this->change_one(e, e, kReserve, a, {});
-    if (state == 5) this->change_one(e, e, kMakeReadOnly, a, {});
+    const Args<Char> a{.n = border + 1,
+                       .text = text(text_).substr(0, sizes[state])};
+    this->change_one(e, e, kAssign, a);
+    if (state == 3) this->change_one(all_[number + 3], e, kCopy, a);
+    if (state == 4) this->change_one(e, e, kReserve, a);
+    if (state == 5) this->change_one(e, e, kMakeReadOnly, a);
   }
 
   void step(size_t op, Entry& e, Entry& other) {
@@ -249,24 +239,25 @@ class pair : comparison<Char> {
                                              : this->random_.one_of(from);
     };
     const size_t size = e.str.size();
-    const Args<Char> a{.pos = size > 2
-                                  ? choose('p', {0UL, 1UL, 2UL, size, npos})
-                                  : choose('p', {0UL, 1UL, 2UL, npos}),
-                       .n = choose('n', {0UL, 1UL, 2UL, border + 1, npos}),
-                       .pos2 = choose('q', {0UL, 50UL, 100UL}),
-                       .n2 = looks_at[op].find('N') != npos
-                                 ? choose('N', {0UL, npos})
-                                 : choose('m', {0UL, 1UL, 2UL, npos}),
-                       .ch = 'a',
-                       .ch2 = 'b',
-                       .key = widened<Char>(choose('k', {"", "a", "ab"}))};
-    const auto chosen =
-        choose('t', {text(), text(text_).substr(0, 2), text(text_),
-                     text(e.str).substr(size > 1, 2), text(other.str)});
-    this->change_one(e, other, op, a, chosen);
+    const Args<Char> a{
+        .pos = size > 2 ? choose('p', {0UL, 1UL, 2UL, size, npos})
+                        : choose('p', {0UL, 1UL, 2UL, npos}),
+        .n = choose('n', {0UL, 1UL, 2UL, border + 1, npos}),
+        .pos2 = choose('q', {0UL, 50UL, 100UL}),
+        .n2 = looks_at[op].find('N') != npos
+                  ? choose('N', {0UL, npos})
+                  : choose('m', {0UL, 1UL, 2UL, npos}),
+        .ch = 'a',
+        .ch2 = 'b',
+        .key = widened<Char>(choose('k', {"", "a", "ab"})),
+        .text =
+            choose('t', {text(), text(text_).substr(0, 2), text(text_),
+                         text(e.str).substr(size > 1, 2), text(other.str)})};
+    this->change_one(e, other, op, a);
     this->expect_all_right();
     if (testing::Test::HasFailure()) {
-      ADD_FAILURE() << "after " << this->told(e, op, a, chosen);
+      ADD_FAILURE() << "after " << operations<nalo::basic_string<Char>>[op].name
+                    << this->about(e, other, a);
     }
   }
 

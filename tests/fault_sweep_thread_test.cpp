@@ -11,29 +11,16 @@
 #include <nalo/sstream>
 #include <nalo/string>
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
-#include <iterator>
 #include <set>
-#include <string>
-#include <string_view>
-#include <thread>
-#include <utility>
-#include <vector>
 
 #include "blocks_in_use.h"
-#include "scripted_streambuf.h"
-#include "text.h"
+#include "common.h"
 
 namespace {
 
 using namespace nalo_test;
-using nalo::ios_base;
-using iostate = ios_base::iostate;
 
-constexpr iostate good = ios_base::goodbit, bad = ios_base::badbit,
-                  eof = ios_base::eofbit, fail = ios_base::failbit;
 constexpr std::string_view heap = "heap";
 // What a fault of each kind raises.
 constexpr const char* raised_as[] = {"",    "library",   "standard",
@@ -94,34 +81,36 @@ struct operations {
 };
 
 template <class Char>
-struct world {
-  using text = std::basic_string<Char>;
-  using string = nalo::basic_string<Char>;
+struct world : scripted_world<Char> {
+  using base = scripted_world<Char>;
+  using base::buf, base::other, base::io, base::str;
+  using typename base::string, typename base::text;
   using punct = nalo::numpunct<Char>;
   using stringstream = nalo::basic_stringstream<Char>;
   using fstream = nalo::basic_fstream<Char>;
 
   // With one character of the input taken.
   world(const char* input, size_t area, iostate mask)
-      : buf({.input = widened<Char>(input),
-             .get_areas = {area},
-             .put_areas = {area, 40},
-             .seekable = true}),
-        other({.input = letters, .accepts = 4}) {
+      : base({.input = widened<Char>(input),
+              .get_areas = {area},
+              .put_areas = {area, 40},
+              .seekable = true},
+             {.input = letters, .accepts = 4}) {
+    str = letters;
     wordy.iword(11) = 5;
     io.exceptions(mask);
     io.imbue(full);
     io.width(50);
     if (area == 0) io.setf(ios_base::unitbuf);
-    if (area == 3) shares = s;
-    if (area == 64) s.reserve(200);
+    if (area == 3) shares = str;
+    if (area == 64) str.reserve(200);
     buf.sbumpc();
   }
 
   void expect_order() const {
     EXPECT_TRUE(buf.areas_in_order() && other.areas_in_order());
-    EXPECT_LE(s.size(), s.capacity());
-    EXPECT_EQ(std::as_const(s).c_str()[s.size()], 0);
+    EXPECT_LE(str.size(), str.capacity());
+    EXPECT_EQ(str.c_str()[str.size()], 0);
     EXPECT_TRUE(shares.empty() || shares == letters);
   }
 
@@ -144,28 +133,26 @@ struct world {
     EXPECT_EQ(raised, swallowed ? meets : raised_as[static_cast<int>(kind)]);
     EXPECT_LE(n, 0) << "a value is stored";
     if (!inside) {
-      EXPECT_TRUE(s == letters && loc == full);
+      EXPECT_TRUE(str == letters && loc == full);
     } else if (kind == fault::refusal) {
       // Nothing is written, taken or reset before there is memory for it.
       const text taken = buf.play_.input.substr(0, buf.position());
-      EXPECT_TRUE(s == letters || taken.ends_with(s.c_str()));
+      EXPECT_TRUE(str == letters || taken.ends_with(str.c_str()));
       EXPECT_TRUE(buf.output().empty() && io.width() == 50);
     }
   }
 
-  const text letters = text(35, Char('a')) + text(35, Char('b'));
+  static inline const text letters = text(35, Char('a')) + text(35, Char('b'));
   const nalo::locale classic, full = faulty_locale<Char>(),
                               bare = classic.without_<punct>();
   nalo::locale loc = full;
-  scripted_streambuf<Char> buf, other;
-  nalo::basic_iostream<Char> io{&buf}, wordy{&buf};
+  nalo::basic_iostream<Char> wordy{&buf};
   nalo::basic_istream<Char>& in = io;
   nalo::basic_ostream<Char>& out = io;
   Char array[60] = {}, ch = {};
   long n = -1;
   const fault_char<Char> first[70] = {}, *const last = std::end(first);
-  string s{letters}, shares;
-  text standard;
+  string shares;
 };
 
 #define OP(...)                                                     \
@@ -185,7 +172,7 @@ std::vector<operations<World>> all_operations() {
       {{OP(w.in.ignore()), OP(w.in.ignore(3)), OP(w.in.ignore(9, '\n')),
         OP(w.in.getline(w.array, 60, '\n')), OP(w.in.get(w.array, 9, 'e')),
         OP(w.in.get(w.other, 'i')), OP(w.in >> &w.other),
-        OP(getline(w.in, w.s)), OP(getline(w.in, w.s, {'f'}, 60)),
+        OP(getline(w.in, w.str)), OP(getline(w.in, w.str, {'f'}, 60)),
         OP(getline(w.in, w.standard)), OP(w.in >> nalo::ws)},
        guarded},
       {{OP(w.in.get()), OP(w.in.get(w.ch)), OP(w.in.peek()),
@@ -194,9 +181,9 @@ std::vector<operations<World>> all_operations() {
         OP(w.n = w.in.tellg()), OP(w.in.seekg(2)),
         OP(w.in.seekg(-1, ios_base::end))},
        guarded},
-      {{OP(w.in >> w.ch), OP(w.in >> w.array), OP(w.in >> w.s),
+      {{OP(w.in >> w.ch), OP(w.in >> w.array), OP(w.in >> w.str),
         OP(w.in >> w.standard), OP(getstring(w.in, w.array)),
-        OP(getstring(w.in, w.s))},
+        OP(getstring(w.in, w.str))},
        skipping},
       {{OP(bool b{}; w.in >> boolalpha >> b)},
        skipping,
@@ -213,7 +200,7 @@ std::vector<operations<World>> all_operations() {
        guarded},
       {{OP(w.out << nalo::left << w.array[0]), OP(w.out << 'n'),
         OP(w.out << w.letters.c_str()), OP(w.out << "narrow"),
-        OP(w.out << std::basic_string_view(w.array, 9)), OP(w.out << w.s),
+        OP(w.out << std::basic_string_view(w.array, 9)), OP(w.out << w.str),
         OP(w.out.insert(w.array, 5)), OP(w.out << &w.other), OP(w.out.put('x')),
         OP(w.out.write(w.array, 9)), OP(w.out << nalo::ends)},
        guarded},
@@ -221,16 +208,16 @@ std::vector<operations<World>> all_operations() {
         OP(w.n = w.in.in_avail()), OP(w.io.iword(20) = 1),
         OP(w.io.pword(20) = &w)},
        open},
-      {{OP(w.s += w.letters), OP(w.s.append(w.first, w.last)),
-        OP(w.s.assign(w.first, w.last)),
-        OP(w.s.insert(w.s.cbegin(), w.first, w.last)),
-        OP(w.s.replace(w.s.cbegin(), w.s.cend(), w.first, w.last)),
-        OP(string(w.first, w.last)), OP(w.s.shrink_to_fit()),
-        OP(string(w.s + w.letters))}},
+      {{OP(w.str += w.letters), OP(w.str.append(w.first, w.last)),
+        OP(w.str.assign(w.first, w.last)),
+        OP(w.str.insert(w.str.cbegin(), w.first, w.last)),
+        OP(w.str.replace(w.str.cbegin(), w.str.cend(), w.first, w.last)),
+        OP(string(w.first, w.last)), OP(w.str.shrink_to_fit()),
+        OP(string(w.str + w.letters))}},
       // Streams that own their buffer, each made for the operation.
       {{OP(stringstream(w.letters, both, bad) << w.letters.c_str()),
         OP(stringstream text; text.str(w.letters)),
-        OP(stringstream(w.s, both).str()),
+        OP(stringstream(w.str, both).str()),
         OP(fstream("/dev/zero", both, bad).get()),
         OP(fstream("/dev/null", both, bad).put('x')),
         OP(fstream("/none", both, fail))}},
@@ -297,10 +284,7 @@ void sweep(const operations<World>& ops, void (*op)(World&), size_t area,
   }
 }
 
-template <class Char>
-class FaultSweep : public testing::Test {};
-using Chars = testing::Types<char, wchar_t>;
-TYPED_TEST_SUITE(FaultSweep, Chars);
+TEST_SUITE_OF_CHARACTERS(FaultSweep);
 
 TYPED_TEST(FaultSweep, NothingIsLostWhateverFails) {
   nalo::exception::set_dump_handler(nullptr);

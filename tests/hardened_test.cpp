@@ -2,10 +2,7 @@
 // ends the program, with the place and the rule.
 #include <nalo/istream>
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <utility>
+#include "common.h"
 
 namespace {
 
@@ -15,10 +12,7 @@ struct opened : nalo::basic_streambuf<Char> {
   using base::gbump, base::pbump, base::setg, base::setp;
 };
 
-template <class Char>
-struct Hardened : testing::Test {};
-using Chars = testing::Types<char, wchar_t>;
-TYPED_TEST_SUITE(Hardened, Chars);
+TEST_SUITE_OF_CHARACTERS(Hardened);
 
 TYPED_TEST(Hardened, EndsTheProgramAtABrokenRule) {
   using string = nalo::basic_string<TypeParam>;

@@ -5,31 +5,20 @@
 #include <nalo/istream>
 #include <nalo/ostream>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <climits>
 #include <concepts>
-#include <iterator>
 #include <new>
-#include <tuple>
-#include <type_traits>
-#include <utility>
-#include <vector>
 
 #include "blocks_in_use.h"
-#include "scripted_streambuf.h"
+#include "common.h"
 
 namespace {
 
-using nalo::ios_base, nalo::locale;
-using nalo_test::no_memory, nalo_test::raised_by;
-using iostate = ios_base::iostate;
+using namespace nalo_test;
+using nalo::locale;
 using fmtflags = ios_base::fmtflags;
 using words = std::vector<std::pair<ptrdiff_t, void*>>;
 
-constexpr iostate good = ios_base::goodbit, bad = ios_base::badbit,
-                  eof = ios_base::eofbit, fail = ios_base::failbit;
 constexpr const char* meets_mask = "basic_ios::clear";
 constexpr const char* no_words =
     "WordAllocator: nalo::ios_base::grow_words_ allocation failed";
@@ -69,8 +58,7 @@ struct Ios : testing::Test {
                           .without_<nalo::ctype<Char>>()
                           .template without_<nalo::num_put<Char>>()
                           .template without_<nalo::num_get<Char>>();
-  nalo_test::scripted_streambuf<Char> buf =
-      nalo_test::scripted_streambuf<Char>({});
+  scripted_streambuf<Char> buf = scripted_streambuf<Char>({});
   nalo::basic_ostream<Char> tied{&buf};
 
   // Changes all that a new stream has, by a number that is no default.
@@ -86,8 +74,7 @@ struct Ios : testing::Test {
     s.exceptions(number % 2 == 0 ? eof : fail);
   }
 };
-using characters = testing::Types<char, wchar_t>;
-TYPED_TEST_SUITE(Ios, characters);
+TYPED_TEST_SUITE(Ios, Chars);
 
 TYPED_TEST(Ios, RaisesWhenItsStateMeetsItsMask) {
   for (unsigned i = 0; i < 64; ++i) {
@@ -237,7 +224,7 @@ TYPED_TEST(Ios, ConvertsByTheLocaleThatItSharesWithItsBuffer) {
   EXPECT_TRUE(this->buf.getloc() == this->bare);
   EXPECT_EQ(raised_by([&] { s.fill(); }), no_facet);
   EXPECT_EQ(raised_by([&] { s.narrow(' ', ' '); }), no_facet);
-  this->buf.fail_in(1, nalo_test::fault::other);
+  this->buf.fail_in(1, fault::other);
   EXPECT_EQ(raised_by([&] { s.imbue(locale::classic()); }), "int");
   EXPECT_EQ(s.fill(), ' ');
   EXPECT_TRUE(this->buf.getloc() == this->bare);

@@ -9,21 +9,13 @@
 
 #include <ctype.h>
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <latch>
-#include <string>
-#include <string_view>
-#include <thread>
-#include <type_traits>
-#include <utility>
-#include <vector>
 
-#include "scripted_streambuf.h"
+#include "common.h"
 
 namespace {
 
@@ -102,19 +94,25 @@ TEST(Locale, HasANameAndIsEqualWhenItIsTheClassicOne) {
   client<0> owned(5);  // which no locale deletes
   EXPECT_EQ(nalo::ptr_conv<locale::facet>(&owned).get_ptr(), &owned);
   const locale other(locale::classic(), &owned);
-  const std::pair<locale, const char*> cases[] = {
-      {locale("C"), "C"},
-      {locale(locale(), "POSIX", locale::numeric), "C"},
-      {locale(locale(), static_cast<client<0>*>(nullptr)), "C"},
-      {locale(locale(), other, locale::none), "C"},
-      {other, "*"},
-      {locale(other, new client<0>(owned)), "*"},
-      {locale(other, "C", locale::all), "*"},
-      {locale(locale(), other, locale::monetary), "*"},
-      {other.without_<client<0>>(), "*"},
+#define MADE(...) #__VA_ARGS__, locale(__VA_ARGS__)
+  const struct {
+    const char* how;
+    locale loc;
+    const char* name;
+  } cases[] = {
+      {MADE("C"), "C"},
+      {MADE(locale(), "POSIX", locale::numeric), "C"},
+      {MADE(locale(), static_cast<client<0>*>(nullptr)), "C"},
+      {MADE(locale(), other, locale::none), "C"},
+      {MADE(other), "*"},
+      {MADE(other, new client<0>(owned)), "*"},
+      {MADE(other, "C", locale::all), "*"},
+      {MADE(locale(), other, locale::monetary), "*"},
+      {MADE(other.without_<client<0>>()), "*"},
   };
-  for (const auto& [loc, name] : cases) {
-    SCOPED_TRACE(&name - &cases[0].second);
+#undef MADE
+  for (const auto& [how, loc, name] : cases) {
+    SCOPED_TRACE(how);
     nalo::string copy;
     loc.get_name(copy);
     EXPECT_EQ(copy, name);
@@ -232,10 +230,7 @@ TEST(Locale, SharesFacetsAmongThreadsThatAgreeOnTheirIds) {
   locale::global(locale::classic());
 }
 
-template <class Char>
-struct Characters : testing::Test {};
-using characters = testing::Types<char, wchar_t>;
-TYPED_TEST_SUITE(Characters, characters);
+TEST_SUITE_OF_CHARACTERS(Characters);
 
 TYPED_TEST(Characters, HaveTheClassesAndThePunctuationOfTheCLibrary) {
   const auto& punct = nalo::use_facet<nalo::numpunct<TypeParam>>(locale());
@@ -291,10 +286,10 @@ TEST(Ctype, TakesATableOfTheClient) {
   const locale own(locale(), new ctype(released, true)),
       same(locale(), new ctype(nullptr, true));
   const std::string_view text = "a longer text than one block\xA0";
-  EXPECT_EQ(nalo::use_facet<ctype>(own).scan_is(ctype_base::space, text.begin(),
-                                                text.end()),
-            &text.back());
-  EXPECT_EQ(nalo::use_facet<ctype>(same).table(), ctype::classic_table());
+  EXPECT_EQ(
+      in<ctype>(own)->scan_is(ctype_base::space, text.begin(), text.end()),
+      &text.back());
+  EXPECT_EQ(in<ctype>(same)->table(), ctype::classic_table());
 }
 
 }  // namespace

@@ -6,16 +6,12 @@
 #include <nalo/base/num_put>
 #include <nalo/iomanip>
 
-#include <gtest/gtest.h>
-
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <iterator>
-#include <string>
-#include <utility>
-#include <vector>
+
+#include "common.h"
 
 namespace {
 
@@ -24,10 +20,7 @@ using nalo::locale;
 using nalo_test::scripted_streambuf;
 using nalo_test::widened;
 
-template <class Char>
-struct Number : testing::Test {};
-using Chars = testing::Types<char, wchar_t>;
-TYPED_TEST_SUITE(Number, Chars);
+TEST_SUITE_OF_CHARACTERS(Number);
 
 TYPED_TEST(Number, OfAnyTypeAndFormIsWhatTheModelSays) {
   nalo_test::choices random(20240607);

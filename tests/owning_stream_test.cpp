@@ -3,19 +3,14 @@
 #include <nalo/spanstream>
 #include <nalo/sstream>
 
-#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
 
+#include "common.h"
 #include "dump_counter.h"
 #include "failing_source.h"
-#include "text.h"
 
 namespace {
 
@@ -41,10 +36,7 @@ struct temporary_file {
   std::string path = "/proc/self/fd/" + std::to_string(fd);
 };
 
-template <class Char>
-class OwningStreams : public testing::Test {};
-using Chars = testing::Types<char, wchar_t>;
-TYPED_TEST_SUITE(OwningStreams, Chars);
+TEST_SUITE_OF_CHARACTERS(OwningStreams);
 
 // The sum of the numbers that streams begin with.
 int sum(auto&&... streams) {
@@ -151,21 +143,18 @@ TYPED_TEST(OwningStreams, TakeTextOfEachKind) {
   one.str(text), two.str(view), three.str(text.c_str()), four.str(own);
   EXPECT_EQ(sum(one, two, three, four), 4 * 12);
   EXPECT_THROW(istream(own, in, failbit).ignore(9).get(), ios_base::failure);
-
-  nalo::basic_string<Char> moved(1000, 'x');
-  const Char* const chunk = std::as_const(moved).c_str();
-  nalo::basic_ostringstream<Char> writer(std::move(moved), ate);
+  nalo::basic_ostringstream<Char> writer(nalo::basic_string<Char>(99, 'x'),
+                                         ate);
+  const Char* const chunk = writer.view().data();
   EXPECT_EQ(std::move(writer).str().c_str(), chunk);
-  writer << 1;
-  EXPECT_EQ(writer.view().size(), 1u) << "as at the end of an empty text";
 }
 
 TEST(FileStreams, TakePathsOfEachKind) {
+  using nalo::ifstream;
   const temporary_file file("1");
   const std::string longer = file.path + "0";
   const nalo::string own(file.path.c_str());
   const auto lent = nalo::string::c_str(longer.c_str(), file.path.size());
-  using nalo::ifstream;
   EXPECT_EQ(sum(ifstream(file.path), ifstream(file.path.c_str()),
                 ifstream(std::filesystem::path(file.path)), ifstream(own),
                 ifstream(own + ""), ifstream(lent)),
@@ -201,10 +190,6 @@ TEST(FileStreams, OpenAndClose) {
   // Reading and writing share a position.
   EXPECT_EQ(outcome<io>([](io s) { s << "xy", s.put(char(s.get())); }),
             "goodbit open xycc");
-  EXPECT_EQ(outcome<io>([](io s) { s.seekp(1) << 'x', s.seekg(0), s << 'y'; }),
-            "goodbit open yxcd");
-  EXPECT_EQ(outcome<nalo::ofstream&>([](nalo::ofstream& s) { s << 'x'; }),
-            "goodbit open x");
   // Without a file.
   EXPECT_EQ(outcome<io>([](io s) { s.close(); }, true), "goodbit abcd");
   EXPECT_EQ(outcome<io>([](io s) { s.close(), s.get(); }),
@@ -239,12 +224,10 @@ TEST(FileStreams, OwnABufferThatWorksAlone) {
   EXPECT_EQ(buffer.open(file.path, in), nullptr);
   nalo_test::put(buffer, "ef");
   nalo::filebuf other(std::move(buffer));
-  EXPECT_FALSE(buffer.is_open());
-  buffer = std::move(other);
-  EXPECT_EQ(buffer.close(), &buffer);
+  EXPECT_EQ(other.close(), &other);
   EXPECT_EQ(file.text(), "abcdef");
   char array[100000];
-  EXPECT_EQ(buffer.sgetn(array, 100000) + buffer.sputn(array, 100000), 0);
+  EXPECT_EQ(other.sgetn(array, 100000) + other.sputn(array, 100000), 0);
 }
 
 }  // namespace

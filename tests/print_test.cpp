@@ -3,19 +3,13 @@
 #include <nalo/iomanip>
 #include <nalo/print>
 
-#include <gtest/gtest.h>
-
-#include "scripted_streambuf.h"
-#include "text.h"
+#include "common.h"
 
 namespace {
 
 using nalo::ios_base, nalo_test::fault;
 
-template <class Char>
-class Print : public testing::Test {};
-using Chars = testing::Types<char, wchar_t>;
-TYPED_TEST_SUITE(Print, Chars);
+TEST_SUITE_OF_CHARACTERS(Print);
 
 // A format string of either character type.
 template <class Char>

@@ -3,39 +3,28 @@
 // written.
 #include <nalo/base/impl/simd>
 
-#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstddef>
 #include <cstdint>
-#include <iterator>
 #include <numeric>
-#include <string>
+
+#include "common.h"
 
 namespace {
 
 namespace simd = nalo::impl::simd;
 
-// Two pages, of which the second one ends the program that touches it.
+// The end of a page that is followed by one that nobody may touch.
 template <class Char>
-class guarded_page {
- public:
-  guarded_page() {
-    const auto size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    bytes_ = static_cast<char*>(mmap(nullptr, 2 * size, PROT_READ | PROT_WRITE,
-                                     MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    mprotect(bytes_ + size, size, PROT_NONE);
-    end_ = reinterpret_cast<Char*>(bytes_ + size);
-  }
-  // The last n characters of the page that can be used.
-  Char* last(std::size_t n) const { return end_ - n; }
-
- private:
-  char* bytes_;
-  Char* end_;
-};
+Char* end_of_page() {
+  const auto size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  char* const pages =
+      static_cast<char*>(mmap(nullptr, 2 * size, PROT_READ | PROT_WRITE,
+                              MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  mprotect(pages + size, size, PROT_NONE);
+  return reinterpret_cast<Char*>(pages + size);
+}
 
 template <class T>
 struct Simd : testing::Test {};
@@ -51,21 +40,21 @@ TYPED_TEST_SUITE(Simd, Loops);
 // Tries each place of the character that is looked for, and none.
 template <bool Vectors, class Char, class Wanted>
 void expect_found(Wanted wanted, Char hit, Char miss) {
-  const guarded_page<Char> source, target;
+  static Char* const source = end_of_page<Char>();
+  static Char* const target = end_of_page<Char>();
   for (std::size_t n = 0; n <= 150; ++n) {
     for (std::size_t gap = 0; gap < 16; ++gap) {
-      Char* const from = source.last(n + gap);
-      Char* const to = target.last(n);
+      SCOPED_TRACE(testing::Message()
+                   << n << " characters, " << gap << " behind them");
+      Char *const from = source - n - gap, *const to = target - n;
       for (std::size_t place = 0; place <= n; ++place) {
         std::fill_n(from, n + gap, hit);
         std::fill_n(from, place, miss);
         std::fill_n(to, n, Char());
         ASSERT_EQ((simd::scan<Vectors>(from, n, wanted, simd::nowhere())),
-                  place)
-            << n << " characters, " << gap << " behind them";
-        ASSERT_EQ((simd::scan<Vectors>(from, n, wanted, to)), place)
-            << n << " characters, " << gap << " behind them";
-        ASSERT_TRUE(std::equal(to, to + place, from)) << n << ' ' << place;
+                  place);
+        ASSERT_EQ((simd::scan<Vectors>(from, n, wanted, to)), place);
+        ASSERT_TRUE(std::equal(to, to + place, from)) << place;
       }
     }
   }
@@ -83,13 +72,13 @@ TYPED_TEST(Simd, FindsAndCopiesWithinItsBounds) {
 
 TYPED_TEST(Simd, MovesNoMoreThanItIsGiven) {
   using Char = typename TypeParam::Char;
-  const guarded_page<Char> sources, page;
   constexpr std::size_t most = 300;
-  Char* const source = sources.last(most);
+  static Char* const source = end_of_page<Char>() - most;
+  static Char* const end = end_of_page<Char>();
   std::iota(source, source + most, Char(1));
   const auto expect_at_end = [&](std::size_t n, const Char* expected,
                                  auto write) {
-    Char* const to = page.last(n);
+    Char* const to = end - n;
     std::fill_n(to - 1, n + 1, Char());
     write(to);
     EXPECT_TRUE(std::equal(to, to + n, expected)) << n << " characters";
@@ -114,14 +103,15 @@ TYPED_TEST(Simd, MovesNoMoreThanItIsGiven) {
 
 TEST(ClassicSpace, IsThatOfTheTableInBothLoops) {
   for (int value = 0; value <= 0xFF; ++value) {
-    const char text[16] = {static_cast<char>(value), 'x'};
     const bool is_space = value == ' ' || (9 <= value && value <= 13);
-    const simd::classic_space wanted;
-    EXPECT_EQ(simd::scan<true>(text, 2, wanted, simd::nowhere()), !is_space * 2)
-        << value;
-    EXPECT_EQ(simd::scan<true>(text, 16, wanted, simd::nowhere()),
-              is_space ? 0U : 16U)
-        << value;
+    for (const std::size_t n : {2u, 16u}) {  // of which a vector takes one
+      std::string text(n, 'x');
+      text[0] = static_cast<char>(value);
+      EXPECT_EQ(simd::scan<true>(text.data(), n, simd::classic_space(),
+                                 simd::nowhere()),
+                is_space ? 0 : n)
+          << value;
+    }
   }
   expect_found<true>(simd::classic_space(), ' ', 'x');
   expect_found<false>(simd::classic_space(), '\r', '\x0E');

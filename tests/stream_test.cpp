@@ -5,33 +5,20 @@
 #include <nalo/istream>
 #include <nalo/ranges>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cstdint>
 #include <functional>
-#include <iterator>
-#include <memory>
 #include <new>
 #include <ranges>
-#include <string>
-#include <string_view>
-#include <type_traits>
-#include <utility>
 
-#include "scripted_streambuf.h"
+#include "common.h"
 #include "stream_model.h"
-#include "text.h"
 
 namespace {
 
 using namespace nalo_test;
 using namespace nalo_test::streams;
 
-template <class Char>
-class Stream : public testing::Test {};
-using Chars = testing::Types<char, wchar_t>;
-TYPED_TEST_SUITE(Stream, Chars);
+TEST_SUITE_OF_CHARACTERS(Stream);
 
 TYPED_TEST(Stream, DoesAndLeavesWhatTheModelSays) {
   choices random(20240229);

@@ -3,14 +3,11 @@
 // sees every access that is not ordered.
 #include <nalo/string>
 
-#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <string>
-#include <thread>
-#include <utility>
+#include "common.h"
 
 // One block that child processes share.
 class shared_block : public nalo::memory_source {

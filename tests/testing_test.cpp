@@ -3,14 +3,10 @@
 #include <nalo/buffers/std>
 #include <nalo/testing>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <memory>
 #include <set>
-#include <sstream>
 #include <stdexcept>
-#include <string>
+
+#include "common.h"
 
 namespace {
 
@@ -131,10 +127,7 @@ violations found_in(const std::string& flaw) {
   return found;
 }
 
-template <class Char>
-class Conformance : public testing::Test {};
-using Chars = testing::Types<char, wchar_t>;
-TYPED_TEST_SUITE(Conformance, Chars);
+TEST_SUITE_OF_CHARACTERS(Conformance);
 
 TYPED_TEST(Conformance, FindsEveryFlaw) {
   const struct {

@@ -10,19 +10,15 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <string>
-#include <string_view>
-#include <utility>
 
 #include "choices.h"
+#include "common.h"
 
 namespace nalo_test {
 
@@ -143,38 +139,21 @@ class descriptor_comparison {
   ~descriptor_comparison() { watched = {}; }
 
   void step() {
-    const size_t operation = random_.below(15);
+    using self = descriptor_comparison;
+    static constexpr std::pair<const char*, void (self::*)(size_t)> all[] = {
+        {"read", &self::read},         {"write", &self::write},
+        {"put back", &self::put_back}, {"sync", &self::sync},
+        {"seek", &self::seek},         {"seek", &self::seek},
+        {"seek", &self::seek},         {"promise", &self::promise},
+        {"move", &self::move},         {"send", &self::send},
+        {"receive", &self::receive}};
+    // Six in fifteen read or write.
+    const size_t chosen = random_.below(15);
+    const auto& [name, run] = all[chosen < 6 ? chosen / 3 : chosen - 4];
     const size_t n = random_.below(random_.one_of<size_t>({3, 20, 300, 9000}));
-    trace_ += ' ' + std::to_string(operation) + ':' + std::to_string(n);
+    trace_ += ", " + std::string(name) + ' ' + std::to_string(n);
     const testing::ScopedTrace trace(__FILE__, __LINE__, trace_);
-    switch (operation) {
-      case 0:
-      case 1:
-      case 2:
-        return read(n);
-      case 3:
-      case 4:
-      case 5:
-        return is(input_pipe) ? read(n) : write(n);
-      case 6:
-        return put_back();
-      case 7:
-        return sync();
-      case 8:
-        return seek(n, nalo::ios_base::beg, 0);
-      case 9:
-        return seek(n, nalo::ios_base::cur, at_);
-      case 10:
-        return seek(n, nalo::ios_base::end, text_.size());
-      case 11:
-        return promise();
-      case 12:
-        return move();
-      case 13:
-        return send(n);
-      case 14:
-        return receive();
-    }
+    (this->*run)(n);
   }
 
   // Closes without failures.
@@ -235,7 +214,7 @@ class descriptor_comparison {
     EXPECT_TRUE(raised_ || block.size() == n || at_end());
     back_ = std::min(back_ + block.size(), nalo::fdbuf::putback_size);
   }
-  void put_back() {
+  void put_back(size_t) {
     const size_t ch = attempt([&] { return buffer_.sungetc(); });
     if (raised_) return;  // writing what is pending has failed
     if (ch == no_character) {
@@ -247,6 +226,7 @@ class descriptor_comparison {
   }
 
   void write(size_t n) {
+    if (is(input_pipe)) return read(n);
     std::string block = fresh(n);
     const auto size = static_cast<long>(n);
     const size_t put = attempt([&] {
@@ -265,7 +245,7 @@ class descriptor_comparison {
     }
     forget_back();
   }
-  void sync() {
+  void sync(size_t) {
     const size_t result = attempt([&] { return buffer_.pubsync(); });
     EXPECT_EQ(result, 0u);
     forget_back();
@@ -280,8 +260,12 @@ class descriptor_comparison {
   }
 
   // Also to places in front of the text and behind it.
-  void seek(size_t n, nalo::ios_base::seekdir way, size_t from) {
-    const auto off = static_cast<nalo::streamoff>(n) - 2;
+  void seek(size_t n) {
+    const auto way = static_cast<nalo::ios_base::seekdir>(n % 3);
+    const size_t from = way == nalo::ios_base::beg   ? 0
+                        : way == nalo::ios_base::cur ? at_
+                                                     : text_.size();
+    const auto off = static_cast<nalo::streamoff>(n / 3) - 2;
     const auto to = static_cast<nalo::streamoff>(from) + off;
     const auto at = static_cast<nalo::streamoff>(attempt([&] {
       return static_cast<nalo::streamoff>(buffer_.pubseekoff(off, way));
@@ -300,13 +284,13 @@ class descriptor_comparison {
   }
 
   // What in_avail() promises is there.
-  void promise() {
+  void promise(size_t) {
     const auto n = attempt([&] { return buffer_.in_avail(); });
     EXPECT_TRUE(n <= rest().size() ||
                 (n == no_character && (at_end() || is(output_pipe))))
         << n;
   }
-  void move() {
+  void move(size_t) {
     nalo::fdbuf other(std::move(buffer_));
     EXPECT_FALSE(buffer_.is_open());
     buffer_ = std::move(other);
@@ -323,7 +307,7 @@ class descriptor_comparison {
     const ssize_t sent = ::write(peer_, block.data(), n);
     text_.append(block, 0, sent > 0 ? static_cast<size_t>(sent) : 0);
   }
-  void receive() {
+  void receive(size_t = 0) {
     if (has_position() || is(input_pipe)) return;
     received_ += content(peer_);
     EXPECT_EQ(received_, output_.substr(0, received_.size()));
@@ -338,7 +322,7 @@ class descriptor_comparison {
   bool has_hung_up_ = false;
   std::string output_, received_;  // by the other end
   bool raised_ = false;
-  std::string trace_ = "operations" + std::to_string(kind_);
+  std::string trace_ = "on descriptors of kind " + std::to_string(kind_);
 
   const descriptors ends_{has_position()             ? "file"
                           : is(device) || is(socket) ? "sockets"

@@ -9,32 +9,20 @@
 #include <nalo/istream>
 #include <nalo/memory>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <locale>
-#include <sstream>
-#include <string>
-#include <string_view>
-#include <tuple>
-#include <type_traits>
-#include <utility>
-#include <vector>
 
 #include "choices.h"
+#include "common.h"
 #include "failing_source.h"
-#include "scripted_streambuf.h"
-#include "text.h"
 
 namespace nalo_test::numbers {
 
 using fmtflags = nalo::ios_base::fmtflags;
-using nalo::ios_base;
 using nalo::streamsize;
 
 // --- punctuation -------------------------------------------------------------
@@ -113,11 +101,14 @@ inline fmtflags choose_flags(choices& random) {
 
 template <class T>
 T choose_value(choices& random) {
-  // Of any length, or near the limits of types.
+  // Of any length, or near a power of two, as the limits of types, or of ten.
   const size_t length = 8 * random.below(8) + 8 - random.below(2);
   const std::uint64_t power = length < 64 ? std::uint64_t{1} << length : 0;
-  const std::uint64_t bits = random.below(4) == 0 ? power - 1 + random.below(3)
-                                                  : random.bits() & (power - 1);
+  const auto ten = static_cast<std::uint64_t>(
+      std::pow(10.L, static_cast<long double>(random.below(20))));
+  const std::uint64_t bits =
+      random.below(4) == 0 ? random.one_of({power, ten}) - 1 + random.below(3)
+                           : random.bits() & (power - 1);
   if constexpr (std::is_pointer_v<T>) {
     return reinterpret_cast<T>(bits);
   } else if constexpr (std::is_same_v<T, bool>) {

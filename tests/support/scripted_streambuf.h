@@ -5,7 +5,7 @@
 #define NALO_TESTS_SCRIPTED_STREAMBUF_H
 
 #include <nalo/exception>
-#include <nalo/streambuf>
+#include <nalo/istream>
 
 #include <pthread.h>
 
@@ -303,6 +303,26 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
   size_t put_at_ = 0;
   std::string* log_ = &own_log_;
   const char* prefix_ = "";
+};
+
+template <class Char>
+struct other_traits : std::char_traits<Char> {};
+
+// A stream over a scripted buffer, and what its operations work with: another
+// buffer to copy from and to, and strings to read into.
+template <class Char, class Stream = nalo::basic_iostream<Char>>
+struct scripted_world {
+  using text = std::basic_string<Char>;
+  using string = nalo::basic_string<Char>;
+
+  explicit scripted_world(const script<Char>& play,
+                          const script<Char>& others = {})
+      : buf(play), other(others) {}
+
+  scripted_streambuf<Char> buf, other;
+  Stream io{&buf};
+  string str;
+  std::basic_string<Char, other_traits<Char>> standard;
 };
 
 }  // namespace nalo_test

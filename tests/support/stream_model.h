@@ -9,30 +9,15 @@
 #include <nalo/istream>
 #include <nalo/locale>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <iterator>
 #include <limits>
-#include <string>
-#include <string_view>
-#include <tuple>
-#include <utility>
-#include <vector>
 
 #include "choices.h"
+#include "common.h"
 #include "dump_counter.h"
-#include "scripted_streambuf.h"
-#include "text.h"
 
 namespace nalo_test::streams {
 
-using nalo::ios_base;
 using nalo::streamsize;
-using iostate = ios_base::iostate;
-
-constexpr auto good = ios_base::goodbit, bad = ios_base::badbit,
-               eof = ios_base::eofbit, fail = ios_base::failbit;
 constexpr streamsize no_limit = std::numeric_limits<streamsize>::max();
 
 // The operations that move runs of characters, and the gates, in the simplest
@@ -296,20 +281,17 @@ struct arguments {
   }
 };
 
-template <class Char>
-struct other_traits : std::char_traits<Char> {};
-
-// A stream and what it works with: its buffer; another one to copy from and
-// to, and a stream over that to be tied to; one log of all their virtual calls;
-// and what is stored into.
+// A world with a stream over the other buffer to be tied to, and one log of the
+// virtual calls of both.
 template <class Char, class Stream>
-struct world {
-  using text = std::basic_string<Char>;
-  using string = nalo::basic_string<Char>;
+struct world : scripted_world<Char, Stream> {
+  using base = scripted_world<Char, Stream>;
+  using base::buf, base::other, base::io, base::str, base::standard;
+  using typename base::string, typename base::text;
   using with = const arguments<Char>&;
 
   world(const script<Char>& play, const script<Char>& others)
-      : buf(play), other(others), array(play.input.size() + 16, 'y') {
+      : base(play, others), array(play.input.size() + 16, 'y') {
     buf.log_to(log, "");
     other.log_to(log, "other:");
   }
@@ -381,13 +363,9 @@ struct world {
   }
 
   std::string log;
-  scripted_streambuf<Char> buf, other;
-  Stream io{&buf};
   nalo::basic_ostream<Char> tied{&other};
   text array;
   const string shared = string(60, 'y');
-  string str;
-  std::basic_string<Char, other_traits<Char>> standard;
 };
 
 // Does the same to a stream and to its model.

@@ -6,25 +6,15 @@
 
 #include <nalo/string>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <functional>
-#include <iterator>
 #include <map>
 #include <set>
-#include <sstream>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
 
 #include "choices.h"
+#include "common.h"
 #include "failing_source.h"
-#include "scripted_streambuf.h"
-#include "text.h"
 
 namespace nalo_test::strings {
 
@@ -63,148 +53,187 @@ struct Model : std::basic_string<Char> {
   }
 };
 
-// The arguments of one operation, more than any one uses.
+// The arguments of one operation, more than any one uses. The text may lie in
+// any string.
 template <class Char>
 struct Args {
-  size_t pos, n, pos2, n2;
-  Char ch, ch2;
-  std::basic_string<Char> key;
-};
-
-// Operations from here on hand out elements for writing, make a string anew,
-// and treat read-only strings as others.
-constexpr size_t kHandOut = 14, kAnew = 20, kSwap = 31, kChanges = 33;
-constexpr size_t kAssign = 4, kCopy = 12, kMove = 13, kWrite = 16,
-                 kReserve = 20, kShrink = 21, kReplaceAll = 23, kCopyNew = 27,
-                 kPartNew = 28, kMakeReadOnly = 30, kMoveAway = 32;
-
-// Changes s, and other when it is moved or swapped. text may lie in any string.
-template <class S, class Char>
-void change(S& s, S& other, size_t op, const Args<Char>& a,
-            std::basic_string_view<Char> text) {
-  const std::vector<short> list(text.begin(), text.end());
-  const Char* const ptr = text.data();
+  size_t pos = 0, n = 0, pos2 = 0, n2 = 0;
+  Char ch = {}, ch2 = {};
+  std::basic_string<Char> key = {};
+  std::basic_string_view<Char> text = {};
   // No array is that long.
-  const size_t len = a.n2 == S::npos ? a.n2 : text.size();
-  const size_t from = std::min(a.pos, s.size());
-  const size_t more = a.n > s.size() ? a.n - s.size() : 0;
-  const auto first = std::as_const(s).begin() + static_cast<long>(from);
-  const auto last = first + static_cast<long>(std::min(a.n, s.size() - from));
-  auto&& ma = s.get_allocator();
-  // clang-format off
-  switch (op) {
-    case 0: s += a.ch; break;
-    case 1: s.append(ptr, len); break;
-    case 2: s.append(a.n, a.ch); break;
-    case 3: s += other; break;
-    case kAssign: s.assign(ptr, len); break;
-    case 5: s.assign(a.n, a.ch); break;
-    case 6: s.insert(a.pos, ptr, len); break;
-    case 7: s.replace(a.pos, a.n2, ptr, len); break;
-    case 8: s.replace(a.pos, a.n2, a.n, a.ch); break;
-    case 9: s.resize(a.n, a.ch); break;
-    case 10: s.raw_resize(a.n); s.replace(s.size() - more, more, more, a.ch); break;
-    case 11: s.clear(); break;
-    case kCopy: s = other; break;
-    case kMove: if (&s != &other) s = std::move(other); break;
-    case kHandOut: s.insert(first, a.n, a.ch); break;
-    case 15: s.erase(first, last); break;
-    case kWrite: std::replace(s.begin(), s.end(), a.ch, a.ch2); break;
-    case 17: s.at(a.pos) = a.ch; break;
-    case 18: s[from] = from < s.size() ? a.ch : Char(); break;
-    case 19: s.data(); break;
-    case kReserve: s.reserve(a.n); break;
-    case kShrink: s.shrink_to_fit(); break;
-    case 22: s.clear(true); break;
-    case kReplaceAll: s.replace_all(a.key, text); break;
-    case 24: s = S(ptr, text.size(), ma); break;
-    case 25: s = S(a.n, a.ch, ma); break;
-    case 26: s = S(list.begin(), list.end(), ma); break;
-    case kCopyNew: s = S(other, ma); break;
-    case kPartNew: s = S(other, a.pos2 / 50, a.n2, ma); break;
-    case 29: s = S(a.ch + s + (other + a.ch2) + s, ma); break;
-    case kMakeReadOnly: s = S::c_str(kReadOnly<Char>.data(), 60); break;
-    case kSwap: swap(s, other); break;
-    case kMoveAway: S gone(std::move(s)); break;
-  }
-  // clang-format on
+  const size_t len = n2 == text.npos ? n2 : text.size();
+  const size_t from = std::min(pos2, text.size());
+  const Char* const ptr = key.c_str();
+  const std::vector<short> list{text.begin(), text.end()};
+};
+#define UNPACKED(a)                                                        \
+  using Char [[maybe_unused]] = typename S::value_type;                    \
+  using In [[maybe_unused]] = std::istreambuf_iterator<Char>;              \
+  [[maybe_unused]] const auto& [pos, n, pos2, n2, ch, ch2, key, text, len, \
+                                from, ptr, list] = a
+
+template <class S>
+auto nth(const S& s, size_t pos) {
+  return s.cbegin() + static_cast<long>(std::min(pos, s.size()));
 }
 
-template <class... T>
-std::vector<long> numbers(T... values) {
-  return {static_cast<long>(values)...};
+// What an operation does to the storage of its string. Up to moves, it grows by
+// half when it must grow; from reserves on, new memory is as long as the text.
+// exposes hands out elements for writing.
+// clang-format off
+enum storage { grows, exposes, copies, moves,
+               reserves, shrinks, replaces, renews, copies_anew, lends,
+               swaps, leaves };
+// clang-format on
+
+template <class S>
+using args = const Args<typename S::value_type>&;
+template <class S>
+struct operation {
+  storage kind;
+  const char* name;
+  void (*run)(S& s, S& t, args<S> a);
+};
+#define OP(...)                                                 \
+  "" #__VA_ARGS__, [](S& s, [[maybe_unused]] S& t, args<S> a) { \
+    UNPACKED(a);                                                \
+    [[maybe_unused]] auto&& ma = s.get_allocator();             \
+    __VA_ARGS__;                                                \
+  }
+template <class S>
+const operation<S> operations[] = {
+    {grows, OP(s += ch)},
+    {grows, OP(s.append(text.data(), len))},
+    {grows, OP(s.append(n, ch))},
+    {grows, OP(s += t)},
+    {grows, OP(s.assign(text.data(), len))},
+    {grows, OP(s.assign(n, ch))},
+    {grows, OP(s.insert(pos, text.data(), len))},
+    {grows, OP(s.replace(pos, n2, text.data(), len))},
+    {grows, OP(s.replace(pos, n2, n, ch))},
+    {grows, OP(s.resize(n, ch))},
+    {grows, OP(const size_t more = n - std::min(n, s.size()); s.raw_resize(n);
+               s.replace(s.size() - more, more, more, ch))},
+    {grows, OP(s.clear())},
+    {copies, OP(s = t)},
+    {moves, OP(if (&s != &t) s = std::move(t))},
+    {exposes, OP(s.insert(nth(s, pos), n, ch))},
+    {exposes, OP(s.erase(nth(s, pos), nth(s, std::max(pos, n))))},
+    {exposes, OP(std::replace(s.begin(), s.end(), ch, ch2))},
+    {exposes, OP(s.at(pos) = ch)},
+    {exposes, OP(const size_t i = std::min(pos, s.size());
+                 s[i] = i < s.size() ? ch : s[i])},
+    {exposes, OP(s.data())},
+    {reserves, OP(s.reserve(n))},
+    {shrinks, OP(s.shrink_to_fit())},
+    {renews, OP(s.clear(true))},
+    {replaces, OP(s.replace_all(key, text))},
+    {renews, OP(s = S(text.data(), text.size(), ma))},
+    {renews, OP(s = S(n, ch, ma))},
+    {renews, OP(s = S(list.begin(), list.end(), ma))},
+    {copies_anew, OP(s = S(t, ma))},
+    {copies_anew, OP(s = S(t, pos2 / 50, n2, ma))},
+    {renews, OP(s = S(ch + s + (t + ch2) + s, ma))},
+    {lends, OP(s = S::c_str(kReadOnly<Char>.data(), 60))},
+    {swaps, OP(swap(s, t))},
+    {leaves, OP(S gone(std::move(s)))},
+};
+constexpr size_t kAssign = 4, kCopy = 12, kMove = 13, kWrite = 16,
+                 kReserve = 20, kMakeReadOnly = 30, kMoveAway = 32,
+                 kChanges = 33;
+#undef OP
+
+// Numbers and texts, as they are.
+template <class Char, class... T>
+std::string told(const T&... values) {
+  const auto one = [](const auto& value) {
+    if constexpr (requires { value.c_str(); }) {
+      return '"' + shown<Char>(std::basic_string_view<Char>(value)) + '"';
+    } else {
+      return std::to_string(static_cast<long>(value));
+    }
+  };
+  return (std::string() + ... + (one(values) + ' '));
 }
+inline int sign(int order) { return (order > 0) - (order < 0); }
 
 // What a string returns, and what copies of it become by the other forms of
 // changes.
-template <class S, class Char>
-std::vector<long> query(const S& s, const S& t, const Args<Char>& a,
-                        std::basic_string_view<Char> text) {
-  using In = std::istreambuf_iterator<Char>;
-  const auto& key = a.key;
-  const Char* const ptr = key.c_str();
-  // GCC 12 ends the program where compare() should raise.
-  const size_t pos = std::min(a.pos, s.size()), n = key.size();
-  const size_t pos2 = std::min(a.pos2, text.size());
-  const std::vector<short> list(text.begin(), text.end());
-  const auto hash = std::hash<std::basic_string_view<Char>>();
-  std::basic_string<Char> to(s.size() + 1, a.ch2);
-  const size_t copied = s.copy(to.data(), n) + s.copy(to.data(), a.n2, pos);
+template <class S>
+struct question {
+  const char* name;
+  std::string (*ask)(const S& s, const S& t, args<S> a);
+};
+// GCC 12 ends the program where compare() should raise.
+#define ASK(...)                                                              \
+  {                                                                           \
+    "" #__VA_ARGS__, [](const S& s, [[maybe_unused]] const S& t, args<S> a) { \
+      UNPACKED(a);                                                            \
+      [[maybe_unused]] const size_t at = std::min(pos, s.size());             \
+      S c(s);                                                                 \
+      std::basic_stringbuf<Char> input(key);                                  \
+      return told<Char>(__VA_ARGS__);                                         \
+    }                                                                         \
+  }
+#define ASK_OF(name) ASK(s.name(key), s.name(ptr), s.name(ch), s.name(t))
+#define FIND(name) \
+  ASK(s.name(key, pos), s.name(ptr, pos, key.size()), s.name(ptr), s.name(ch))
+template <class S>
+const question<S> questions[] = {
+    ASK_OF(starts_with),
+    ASK_OF(ends_with),
+    ASK_OF(contains),
+    FIND(find),
+    FIND(rfind),
+    FIND(find_first_of),
+    FIND(find_first_not_of),
+    FIND(find_last_of),
+    FIND(find_last_not_of),
+    ASK(s == t, s < t, s == ptr, s < ptr, s == text, s < text),
+    ASK(sign(s.compare(t)), sign(s.compare(ptr)), sign(s.compare(at, n, ptr))),
+    ASK(sign(s.compare(at, n, ptr, key.size())), sign(s.compare(at, n, text))),
+    ASK(sign(s.compare(at, n, text, from)),
+        sign(s.compare(at, n, text, from, n2))),
+    ASK(s.length(), s.empty(), s[at], s.cend() - s.cbegin(),
+        s.crend() - s.rbegin(), s.rend() - s.crbegin()),
+    ASK(s.empty() ? 0 : s.front() + s.at(0) + s.back()),
+    ASK((c.resize(99, ch), s.copy(c.data(), 99) + s.copy(&c[7], n2 % 90, at)),
+        c),
+    ASK(s.substr(), s.substr(at, n2), std::hash<decltype(s.substr())>()(s)),
 
-  std::basic_istringstream<Char> in(key);
-  S c(s);
-  const auto at = [&c, pos] { return c.cbegin() + static_cast<long>(pos); };
-  c.replace(at(), c.cend(), text.data(), text.size());
-  c.append(list.begin(), list.end()).append(In(in), In()).append(text, pos2);
-  c.append(const_cast<Char*>(ptr), n).append(ptr).append(t).append(text);
-  ((c += text) += ptr) += a.ch;
-  c.push_back(a.ch2);
-  c.pop_back();
-  c.insert(pos, text).insert(pos, ptr).insert(pos, t).insert(pos, n, a.ch);
-  c.insert(pos, text, pos2, a.n2).insert(pos, key, 0).erase(pos, 1);
-  c.replace(pos, n, t).replace(pos, n, text).replace(pos, n, ptr);
-  c.replace(pos, n, text, pos2, a.n2).replace(pos, n, text, pos2);
-  c.replace(at(), at(), text).replace(at(), at(), ptr);
-  c.replace(at(), at(), n, a.ch).replace(at(), at(), list.begin(), list.end());
-  *c.insert(at(), a.ch2) = a.ch;
-  *c.insert(at(), n + 1, a.ch) = a.ch2;
-  *c.insert(at(), list.begin(), list.end()) = a.ch2;
-  *c.erase(at()) = a.ch2;
-  const size_t found = c.replace_all(a.ch, a.ch2) + c.replace_all(key, text);
-  (c += a.ch).front() = Char('x');
-  std::replace(c.rbegin(), c.rend(), a.ch2, Char('y'));
-  const size_t erased = c.erase_all(a.ch) + c.erase_all(key);
-  c.append(t).append(1, a.ch).erase(c.size() / 2 + 1);
-  c.back() = a.ch;
-
-  const auto sign = [](int order) { return (order > 0) - (order < 0); };
-  return numbers(
-      s.starts_with(key), s.starts_with(ptr), s.starts_with(a.ch),
-      s.ends_with(key), s.ends_with(ptr), s.ends_with(a.ch), s.contains(key),
-      s.contains(ptr), s.contains(a.ch), s.contains(t), s.find(key, a.pos),
-      s.find(ptr, a.pos, n), s.find(a.ch), s.find(t), s.rfind(key, a.pos),
-      s.rfind(ptr, a.pos, n), s.rfind(ptr), s.find_first_of(key, a.pos),
-      s.find_first_of(ptr, a.pos, n), s.find_first_of(a.ch),
-      s.find_first_not_of(key, a.pos), s.find_first_not_of(ptr, a.pos, n),
-      s.find_first_not_of(a.ch), s.find_last_of(key, a.pos),
-      s.find_last_of(ptr, a.pos, n), s.find_last_of(a.ch),
-      s.find_last_not_of(key, a.pos), s.find_last_not_of(ptr, a.pos, n),
-      s.find_last_not_of(a.ch), sign(s.compare(t)), sign(s.compare(ptr)),
-      sign(s.compare(pos, a.n, ptr)), sign(s.compare(pos, a.n, ptr, n)),
-      sign(s.compare(pos, a.n, text)), sign(s.compare(pos, a.n, text, pos2)),
-      s == t, s < t, s == ptr, s < ptr,
-      sign(s.compare(pos, a.n, text, pos2, a.n2)), s == text, s < text,
-      s.length(), s.empty(), s[pos],
-      s.empty() ? 0 : s.front() + s.at(0) + s.back(), copied, hash(to),
-      std::hash<decltype(s.substr())>()(s.substr()), hash(s.substr(pos, a.n2)),
-      s.cend() - s.cbegin(), s.crend() - s.rbegin(), s.rend() - s.crbegin(),
-      hash(c), found, erased, hash(S(text)), hash(S(ptr)),
-      hash(S({a.ch, a.ch2})), hash(S(text.begin(), text.end())),
-      hash(S(t + a.ch + s + ptr, s.get_allocator())), hash(S(t) = text),
-      hash(S(t) = ptr), hash(S(t) = a.ch), hash(S(t) = {a.ch, a.ch2}),
-      hash(S(t).assign(text, pos2, a.n2)), hash(S(t).erase()),
-      hash(S(t).assign(list.begin(), list.end())));
-}
+    ASK(S(text), S(ptr), S({ch, ch2}), S(text.begin(), text.end())),
+    ASK(S(t) = text, S(t) = ptr, S(t) = ch, S(t) = {ch, ch2}, S(t).erase()),
+    ASK(S(t).assign(text, from, n2), S(t).assign(list.begin(), list.end())),
+    ASK(S(t + ch + s + ptr, s.get_allocator()), ((c += text) += ptr) += ch),
+    ASK((c.push_back(ch2), c.push_back(ch), c.pop_back(), c)),
+    ASK(c.append(text).append(text, from).append(ptr).append(t)),
+    ASK(c.append(const_cast<Char*>(ptr), key.size())),
+    ASK(c.append(list.begin(), list.end()).append(In(&input), In())),
+    ASK(c.insert(at, text).insert(at, ptr).insert(at, t).insert(at, n2 % 9,
+                                                                ch)),
+    ASK(c.insert(at, text, from, n2).insert(at, key, 0)),
+    ASK((*c.insert(nth(c, at), ch2) = ch, *c.insert(nth(c, at), 2, ch) = ch2,
+         c)),
+    ASK((*c.insert(nth(c, at), list.begin(), list.end()) = ch2, c)),
+    ASK(c.replace(at, 9, t).replace(at, 1, text).replace(at, 2, ptr)),
+    ASK(c.replace(at, 9, text, from, n2).replace(at, 1, text, from)),
+    ASK(c.replace(nth(c, at), c.cend(), text.data(), text.size())),
+    ASK(c.replace(nth(c, at), c.cend(), text)),
+    ASK(c.replace(c.cbegin(), nth(c, at), ptr)),
+    ASK(c.replace(nth(c, at), c.cend(), n2 % 9, ch)),
+    ASK(c.replace(nth(c, at), c.cend(), list.begin(), list.end())),
+    ASK(c.replace_all(ch, ch2), c.replace_all(key, text), c),
+    ASK(c.erase_all(ch), c.erase_all(key), c),
+    ASK(c.append(t).append(1, ch).erase(at, 1).erase(c.size() / 2)),
+    ASK((c.append(2, ch), *c.erase(nth(c, at)) = ch2, c)),
+    ASK((c += ch, c.front() = ch2, std::replace(c.rbegin(), c.rend(), ch, ch2),
+         c)),
+    ASK((c += ch, c.back() = ch2, c)),
+};
+#undef FIND
+#undef ASK_OF
+#undef ASK
 
 // A chunk comes back when its counter has reached 0.
 struct chunk_source : failing_source {
@@ -242,25 +271,28 @@ class comparison {
     // The zero behind a string is a text of one character.
     if (begin == text.size()) text = {text.data(), begin + 1};
     text = below(2) ? fresh : text.substr(begin, count);
-    const Args<Char> a{length(), length(), length() % 100,   length(),
-                       letter(), letter(), letters(below(3))};
+    const Args<Char> a{length(), length(), length() % 100,    length(),
+                       letter(), letter(), letters(below(3)), text};
+    for (int i = 0; i < 4; ++i) {
+      const size_t n = below(std::size(questions<string>));
+      const auto& [name, ask] = questions<string>[n];
+      EXPECT_EQ(ask(e.str, other.str, a),
+                questions<Model<Char>>[n].ask(e.model, other.model, a))
+          << name << about(e, other, a);
+    }
     // Copies and what is written to them lead to most of the storage.
     const size_t ops[] = {below(kChanges), below(kChanges), kCopy, kWrite};
     size_t op = ops[below(4)];
     if (e.str.rvalue() && below(10) == 0) op = kMoveAway;
     // What the standard's string is after a move to itself is unspecified.
     if (op == kMove && &e == &other) op = kCopy;
-    SCOPED_TRACE(told(e, op, a, text));
-    if (below(4) == 0) {
-      EXPECT_EQ(query(e.str, other.str, a, text),
-                query(e.model, other.model, a, text));
-    }
+    SCOPED_TRACE(about(e, other, a) << ": " << operations<string>[op].name);
     const long refused = below(3) ? failing_source::never : long(below(2));
     for (auto& source : sources_) {
       source.refuse_after(refused);
       source.raises = a.n % 2 == 0;
     }
-    change_one(e, other, op, a, text);
+    change_one(e, other, op, a);
     for (auto& source : sources_) source.refuse_after(failing_source::never);
     expect_all_right();
   }
@@ -272,13 +304,14 @@ class comparison {
     Model<Char> model;
   };
 
-  // What a failure is about.
-  static testing::Message told(const Entry& e, size_t op, const Args<Char>& a,
-                               std::basic_string_view<Char> text) {
+  static testing::Message about(const Entry& e, const Entry& other,
+                                const Args<Char>& a) {
     return testing::Message()
-           << "change " << op << " of " << shown<Char>(e.model) << " at "
-           << a.pos << ", " << a.n << "; " << a.pos2 << ", " << a.n2 << " with "
-           << shown(text) << ", " << shown<Char>(a.key);
+           << " of s = " << shown<Char>(e.model)
+           << ", t = " << shown<Char>(other.model) << ", "
+           << testing::PrintToString(
+                  std::tuple(a.pos, a.n, a.pos2, a.n2, a.ch, a.ch2, a.key))
+           << ", text = " << shown(a.text);
   }
 
   static constexpr size_t local = 40 / sizeof(Char) - 1;
@@ -303,51 +336,52 @@ class comparison {
     return !s.rvalue() && s.capacity() > local ? s.c_str() : nullptr;
   }
 
-  void change_one(Entry& e, Entry& other, size_t op, const Args<Char>& a,
-                  std::basic_string_view<Char> text) {
+  void change_one(Entry& e, Entry& other, size_t op, const Args<Char>& a) {
     const string& s = e.str;
-    const std::basic_string<Char> copy(text);
+    Args<Char> same = a;
+    const std::basic_string<Char> text(a.text);
+    same.text = text;
     const Char *const old = chunk(s), *const others = chunk(other.str);
     const size_t room = s.capacity(), size = other.str.size();
     const bool shared = s.shared(), read_only = s.rvalue();
     const bool takes_read_only = other.str.rvalue();
     const bool finds = !a.key.empty() && s.find(a.key) != s.npos;
+    const auto& [kind, name, run] = operations<string>[op];
     const auto error =
-        raised_by([&] { change(e.str, other.str, op, a, text); });
+        raised_by([&, call = run] { call(e.str, other.str, a); });
     if (error == "nalo::allocator out of memory" || error == "std::bad_alloc") {
       return;
     }
-    if (read_only && op < kSwap) {
+    if (read_only && kind < swaps) {
       EXPECT_NE(error, "");
       return;
     }
-    const auto models = raised_by(
-        [&] { change<Model<Char>, Char>(e.model, other.model, op, a, copy); });
-    EXPECT_EQ(error.empty(), models.empty());
+    const auto expected = raised_by(
+        [&] { operations<Model<Char>>[op].run(e.model, other.model, same); });
+    EXPECT_EQ(error.empty(), expected.empty());
     if (!error.empty()) return;
-    const bool moved = op == kMove || op == kSwap;
-    EXPECT_EQ(s.rvalue(), op == kMakeReadOnly || (moved && takes_read_only));
-    if (s.rvalue() || op == kMoveAway) return;
+    const bool moved = (kind == moves && &e != &other) || kind == swaps;
+    EXPECT_EQ(s.rvalue(), kind == lends || (moved && takes_read_only));
+    if (s.rvalue() || kind == leaves) return;
 
-    const bool handed_out = op >= kHandOut && op < kAnew;
-    if (handed_out) handed_out_.insert(chunk(s));
+    if (kind == exposes) handed_out_.insert(chunk(s));
     const bool same_memory = s.get_allocator() == other.str.get_allocator();
-    const bool shares = (op == kCopy || op == kCopyNew || op == kPartNew) &&
+    const bool shares = (kind == copies || kind == copies_anew) &&
                         s.size() == size && same_memory && others &&
                         !handed_out_.count(others);
-    const size_t needed = op == kReserve ? std::max(a.n, s.size()) : s.size();
+    const size_t needed = kind == reserves ? std::max(a.n, s.size()) : s.size();
     if (shares || (moved && (same_memory || !others))) {
       EXPECT_EQ(chunk(s), others);
-    } else if (op < kAnew && needed > room) {
+    } else if (kind < reserves && needed > room) {
       EXPECT_EQ(s.capacity(), std::max(needed, room + room / 2 + 1));
-    } else if (op == kShrink       ? shared || needed == room
-               : op == kReserve    ? !shared && needed <= room
-               : op == kReplaceAll ? !finds
-                                   : op < kAnew && !shared) {
+    } else if (kind == shrinks    ? shared || needed == room
+               : kind == reserves ? !shared && needed <= room
+               : kind == replaces ? !finds
+                                  : kind < reserves && !shared) {
       EXPECT_EQ(chunk(s), old);
-    } else if (op >= kAnew || chunk(s) != old || !old) {
+    } else if (kind >= reserves || chunk(s) != old || !old) {
       EXPECT_EQ(s.capacity(), std::max(needed, local));
-      EXPECT_TRUE(op > kShrink || !s.shared());
+      EXPECT_TRUE(kind > shrinks || !s.shared());
     }
   }
 
