@@ -14,13 +14,13 @@ namespace bench {
 
 namespace {
 
-// Enough items that no branch predictor learns them by heart from the passes
-// before, as it does with some thousands.
+// Enough items that branch predictors cannot learn them from earlier passes, as
+// they do with a few thousand.
 constexpr size_t text_size = 1 << 20;
 constexpr size_t value_count = 1 << 16;
-// What is only copied fits into the cache next to the processor.
+// Text that is only copied fits into the L2 cache.
 constexpr size_t copied_size = 1 << 18;
-// What programs read and write in one go.
+// The sizes of the files that programs read and write.
 constexpr size_t file_size = 8 << 20;
 constexpr size_t file_value_count = 2'000'000;
 
@@ -30,7 +30,7 @@ class Random {
   size_t between(size_t low, size_t high) {
     return low + engine_() % (high - low + 1);
   }
-  // As likely short as long in digits, of at most so many bits.
+  // A number of at most `bits` bits, with all lengths equally likely.
   long magnitude(size_t bits) {
     const long value = static_cast<long>(engine_() >> between(64 - bits, 63));
     return between(0, 1) == 0 ? value : -value;
@@ -41,7 +41,7 @@ class Random {
         fraction * std::pow(10.0, static_cast<double>(between(0, 9)));
     return between(0, 1) == 0 ? value : -value;
   }
-  // With up to five digits before the point and up to three behind it.
+  // With up to five digits before the point and up to three after it.
   double short_real() {
     const double value = static_cast<double>(magnitude(17));
     return value / std::pow(10.0, static_cast<double>(between(0, 3)));
@@ -54,7 +54,7 @@ class Random {
   std::mt19937_64 engine_{20240229};
 };
 
-// Texts of a length between the two, each with a separator behind it.
+// Texts with lengths from shortest to longest, each followed by a separator.
 template <size_t size, size_t shortest, size_t longest, char separator>
 Data texts() {
   Random random;
@@ -117,7 +117,7 @@ Data to_skip() {
   return data;
 }
 
-// A long of at most so many bits and a double for each item, and two texts.
+// For each item a long of at most `bits` bits, a double and two texts.
 Data values_of(size_t count, size_t bits, double (Random::*real)()) {
   Random random;
   Data data;
@@ -149,7 +149,7 @@ Data many_ints() {
   return data;
 }
 
-// The values as a text, each as print writes it and with a separator behind it.
+// The values as text, each as print writes it, followed by a separator.
 template <class T, class Print>
 void join(Data& data, const std::vector<T>& values, Print print,
           char separator = ' ') {
@@ -232,7 +232,7 @@ Data short_double_words() {
   return data;
 }
 
-// Lines of a word, an int and a double with few digits, a slice for each.
+// Lines of a word, an int and a double with few digits, with a slice for each.
 Data lines_of_fields() {
   Data data = values_of(value_count, 31, &Random::short_real);
   std::string text;
@@ -403,7 +403,7 @@ bool reads_file(Workload workload) {
 
 bool writes_file(Workload workload) { return workload == Workload::file_ints; }
 
-// Removed at the end of the program.
+// A temporary file, removed at the end of the program.
 class File {
  public:
   explicit File(size_t number)

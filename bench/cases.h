@@ -1,5 +1,4 @@
-// The rows of the comparison: which workload, on what data, and what nalo is to
-// reach.
+// The rows of the comparison: the workload, its data, and the goal for nalo.
 #ifndef NALO_BENCH_CASES_H
 #define NALO_BENCH_CASES_H
 
@@ -11,7 +10,7 @@
 
 namespace bench {
 
-// The same at each run. Owns what an Input shows.
+// The data of a case, the same in each run. Owns what an Input refers to.
 struct Data {
   std::string text;
   std::wstring wide_text;
@@ -21,9 +20,9 @@ struct Data {
   size_t items = 0;
 };
 
-// nalo is to take at most factor times what the reference takes: a library by
-// its name, "limit" for the better of the two, or "ns" for nanoseconds. Without
-// a reference it is only held against the peers.
+// nalo should take at most factor times as long as the reference: a library by
+// name, "limit" for the faster of the two limits, or "ns" for nanoseconds.
+// Without a reference the row is only compared with the peers.
 struct Goal {
   double factor = 0;
   const char* reference = nullptr;
@@ -34,18 +33,18 @@ struct Case {
   Workload workload;
   Goal goal;
   Data (*make_data)();
-  size_t window = 0;  // 0 shows the text in one get area
+  size_t window = 0;  // 0: the whole text is one get area
   int precision = 6;
   Notation notation = Notation::general;
 };
 
 std::span<const Case> all_cases();
 
-// The data of a case, made once. What it shows lives until the program ends;
-// the text lies in a file of its own for cases that name one.
+// The data of a case, made on first use. What it refers to exists until the
+// program ends. For cases that name a file, the text is in a separate file.
 Input make_input(const Case& c);
 
-// Room for all that a checked pass leaves.
+// The room for everything that a checked pass records.
 size_t checked_size(const Input& in);
 
 }  // namespace bench

@@ -1,4 +1,4 @@
-// What becomes of the items that a reader has read.
+// What is done with the items that a reader has read.
 #ifndef NALO_BENCH_CONSUME_H
 #define NALO_BENCH_CONSUME_H
 
@@ -8,13 +8,13 @@
 
 namespace bench {
 
-// Makes the compiler believe that the value, and all memory, is looked at.
+// Makes the compiler assume that the value and all memory are used.
 template <class T>
 void keep(const T& value) {
   asm volatile("" : : "r,m"(value) : "memory");
 }
 
-// For the clock: nothing is done with them.
+// For timing: the items are only kept alive.
 struct Consume {
   static constexpr bool records = false;
 
@@ -29,15 +29,15 @@ struct Consume {
   void value(T value) {
     keep(value);
   }
-  // One of many: it must be there in a register, and no loop over several can
-  // become one over vectors, but memory is left alone.
+  // One of many: it must be in a register, which also prevents vectorized
+  // loops, but memory is not affected.
   template <class Char>
   void character(Char ch) {
     asm volatile("" : : "r"(ch));
   }
 };
 
-// For the check: their bytes are recorded.
+// For checking: the bytes of the items are recorded.
 class Record {
  public:
   static constexpr bool records = true;

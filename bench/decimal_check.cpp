@@ -1,14 +1,14 @@
-// Compares the decimal text of doubles with what std::to_chars makes of them,
-// and what is read from such texts with what std::from_chars makes of them.
+// Compares the decimal text of doubles with that of std::to_chars, and the
+// values read from such texts with those of std::from_chars.
 //
 // usage: decimal_check floats PRECISION     all floats, in general notation
 //        decimal_check decimals             0 to 999999 * 10^-30 to 10^30
 //        decimal_check random COUNT [SEED]  of any exponent, or a usual one
 //        decimal_check read COUNT [SEED]    random texts, as double and float
 //
-// Each value is taken with either sign. Decimals and random values are written
+// Each value is tested with both signs. Decimals and random values are written
 // in all notations and precisions. Progress is printed as the number of texts
-// compared, and of those left to the standard functions; the first difference
+// compared and the number left to the standard functions; the first difference
 // ends the program.
 #include <nalo/base/impl/decimal>
 
@@ -128,7 +128,7 @@ void compare_reading(const std::string& text) {
   if (++compared % (1 << 28) == 0) report();
 }
 
-// Doubles of any precision, and what is near the middle between two of them.
+// Doubles of any precision, and values near the middle between two of them.
 void compare_random_reading(std::uint64_t count, std::uint64_t seed) {
   std::mt19937_64 random(seed);
   for (std::uint64_t i = 0; i < count / 2; ++i) {

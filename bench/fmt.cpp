@@ -16,7 +16,7 @@ namespace {
 
 constexpr size_t longest_item = 128;
 
-// Writes each item in place.
+// Writes each item directly to the area.
 template <class Char = char, class Write>
 void write_items(const Input& in, Area& area, Write write) {
   Output<Char> output(area);

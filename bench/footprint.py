@@ -1,4 +1,4 @@
-"""Measures what nalo costs besides time: sizes, compile time, start-up."""
+"""Measures sizes, compile times and the start-up of programs with nalo."""
 import dataclasses
 import pathlib
 import re
@@ -42,7 +42,7 @@ class Footprint:
 
 
 class Compiler:
-    """The compiler of a build, with the flags of a user's release build."""
+    """The compiler of a build, with the flags of a release build."""
 
     def __init__(self, build_dir, scratch):
         cache = (build_dir / "CMakeCache.txt").read_text()
@@ -60,7 +60,7 @@ class Compiler:
                               stdout=subprocess.PIPE).stdout
 
     def build(self, name, text, *arguments):
-        """Compiles a program of one file, and answers its path."""
+        """Compiles a program of one file and returns its path."""
         source = self.scratch / f"{name}.cpp"
         output = self.scratch / name
         source.write_text(text)
@@ -90,7 +90,7 @@ def archive_size(library):
 
 
 def initialisers(path):
-    """How many objects have something to run before main()."""
+    """The number of objects with code that runs before main()."""
     sections = subprocess.run(["objdump", "--section-headers", path],
                               check=True, text=True,
                               stdout=subprocess.PIPE).stdout
@@ -113,7 +113,7 @@ def program(compiler, library, *arguments):
 
 
 def executed(compiler, library):
-    """The instructions of the program, less those of an empty one."""
+    """The instructions of the program, minus those of an empty one."""
     runtime = ("-static-libstdc++", "-static-libgcc")
     empty = compiler.build("empty", "int main() {}\n", *runtime)
     full = program(compiler, library, *runtime)
@@ -150,11 +150,11 @@ def measure(build_dir):
             ["program that writes an `int`, stripped, C++ runtime shared"] +
             [stripped_size(program(compiler, library))
              for library in LIBRARIES],
-            ["the same with the C++ runtime linked in"] +
+            ["the same with the C++ runtime linked statically"] +
             [stripped_size(program(compiler, library, "-static-libstdc++",
                                    "-static-libgcc"))
              for library in LIBRARIES],
-            ["instructions it executes, start-up included"] +
+            ["instructions executed, including start-up"] +
             [executed(compiler, library) for library in LIBRARIES],
             ["compiling a file that includes `istream`"] +
             [compile_time(compiler, header)

@@ -1,4 +1,4 @@
-// Does a case with nalo twice, the second time in counted_pass, for tools that
+// Runs a case with nalo twice, the second time in counted_pass, for tools that
 // count the instructions of a function. Without arguments it lists the cases.
 #include <cstdio>
 #include <string_view>
@@ -10,7 +10,7 @@ extern "C" [[gnu::noinline]] void counted_pass(bench::Pass pass,
                                                const bench::Input& in,
                                                bench::Area& area) {
   pass(in, area);
-  asm volatile("");  // not a jump to the pass, which would leave the function
+  asm volatile("");  // prevents a tail call, which would leave the function
 }
 
 int main(int argc, char** argv) {
@@ -25,7 +25,7 @@ int main(int argc, char** argv) {
     static char put_area[put_area_size];
     Area area{put_area, sizeof put_area, 0};
     const Pass pass = nalo_passes(c.workload).timed;
-    pass(input, area);  // what is done only once is not counted
+    pass(input, area);  // excludes one-time work from the count
     counted_pass(pass, input, area);
     std::printf("%zu items\n", input.items);
     return 0;

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Holds the instruction counts of hot loops against the recorded ones.
+"""Compares the instruction counts of hot loops with the recorded ones.
 
 usage: bench/instructions.py BUILD_DIR [--record]
 
-Fails when nalo needs 3% more instructions for an item than instructions.txt
-says. The counts hold for one compiler: with another there is nothing to
-compare, which is said and is no failure. --record writes the file anew.
+Fails when nalo needs 3% more instructions per item than recorded in
+instructions.txt. The counts are for one compiler: with another nothing is
+compared, which is reported but is not a failure. --record rewrites the file.
 """
 import argparse
 import concurrent.futures
@@ -45,10 +45,11 @@ CASES = [
 
 
 def run_counted(command, *options):
-    """Runs a program; returns the instructions counted, and what it prints.
+    """Runs a program; returns the number of instructions and its output.
 
-    The C library chooses among variants of memchr() and its like by what the
-    processor offers; here it must choose the plainest, the same everywhere.
+    The C library selects variants of memchr() and similar functions by the
+    features of the processor; here it must select the basic ones, which are the
+    same everywhere.
     """
     plain = "glibc.cpu.hwcaps=-AVX,-AVX2,-AVX512F,-ERMS,-FSRM,-SSE4_2"
     done = subprocess.run(
@@ -65,7 +66,7 @@ def count(command):
 
 
 def count_items(program, case):
-    """The instructions for one item of a case."""
+    """The instructions per item of a case."""
     instructions, output = run_counted(
         [program, case], "--collect-atstart=no",
         "--toggle-collect=counted_pass")
@@ -81,7 +82,7 @@ def compiler(build_dir):
 
 
 def recorded():
-    """The compiler and the counts of instructions.txt."""
+    """The compiler and the counts in instructions.txt."""
     first, *lines = RECORDED.read_text().splitlines()
     counts = {}
     for line in lines:

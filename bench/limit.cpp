@@ -1,6 +1,5 @@
-// The plain limit: the workloads as one would write them by hand for text that
-// lies in memory, with what the C++ library offers for memory. No states, no
-// locales, no buffers to ask.
+// The plain limit: the workloads hand-written for text in memory, with
+// functions of the C++ library. No state, no locales, no buffers.
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
@@ -24,7 +23,7 @@ const char* find_newline(const char* first, const char* end) {
       std::memchr(first, '\n', static_cast<size_t>(end - first)));
 }
 
-// Calls use for each line of the text, all of which end with a newline.
+// Calls use() for each line of the text; all end with a newline.
 template <class Use>
 void for_each_line(const Input& in, Use use) {
   const char* const end = in.text + in.size;
@@ -58,7 +57,8 @@ template <class Seen>
 void array_lines(const Input& in, Area& area) {
   Seen seen(area);
   char line[line_array_size];
-  // Hidden, because a copy that is known to be short becomes a slow loop.
+  // Hidden from the compiler, which would make a slow loop of a copy that is
+  // known to be short.
   size_t room = sizeof line - 1;
   asm("" : "+r"(room));
   for_each_line(in, [&](const char* s, size_t n) {
@@ -90,7 +90,7 @@ const char* skip_space(const char* first, const char* end) {
   return first;
 }
 
-// Calls use for each word of the text.
+// Calls use() for each word of the text.
 template <class Use>
 void for_each_word(const Input& in, Use use) {
   const char* const end = in.text + in.size;
@@ -132,8 +132,8 @@ void skip_lines(const Input& in, Area& area) {
   for_each_line(in, [&](const char*, size_t n) { seen.value(n + 1); });
 }
 
-// Shows a text in windows, each of which has to be asked for. Returns the first
-// character of the window, -1 when there is none, as a stream buffer does.
+// Provides a text in windows, one per call. Like a stream buffer, returns the
+// first character of the window, or -1 when there is none.
 class Windows {
  public:
   virtual ~Windows() = default;
@@ -182,7 +182,8 @@ void get_characters(const Input& in, Area& area) {
   }
 }
 
-// Calls read with the start of each number. It returns the end of the number.
+// Calls read() with the beginning of each number. It returns the end of the
+// number.
 template <class Char, class Read>
 void for_each_number(const Char* text, size_t size, Read read) {
   const auto is_blank = [](Char ch) { return ch == Char(' '); };
@@ -203,8 +204,8 @@ void read_numbers(const Input& in, Area& area) {
   });
 }
 
-// Copies what is to be in a number without grouping to a place where from_chars
-// can read it.
+// Copies the characters of each number, without grouping, to a place where
+// from_chars can read them.
 template <class Seen, class Char>
 void read_longs_by_copy(const Char* text, size_t size, Area& area) {
   Seen seen(area);
@@ -231,7 +232,7 @@ void read_grouped(const Input& in, Area& area) {
   read_longs_by_copy<Seen>(in.text, in.size, area);
 }
 
-// Writes each item as to_chars does with what arguments returns for it.
+// Writes each item by to_chars with the arguments that arguments() returns.
 template <class Arguments>
 void write_numbers(const Input& in, Area& area, Arguments arguments) {
   Output<> output(area);
@@ -271,8 +272,7 @@ void write_wide_longs(const Input& in, Area& area) {
   }
 }
 
-// Copies digits to a place with a dot between groups of three, and returns the
-// end.
+// Copies digits with a dot between groups of three, and returns the end.
 char* group(const char* first, const char* end, char* to) {
   if (*first == '-') *to++ = *first++;
   size_t n = static_cast<size_t>(end - first - 1) % 3 + 1;
@@ -514,7 +514,7 @@ Passes limit_passes(Workload workload) {
     case Workload::copy_append:
       return {copy_append<Consume>, copy_append<Record>};
     default:
-      return {};  // nothing to do it with but streams
+      return {};  // only streams can do it
   }
 }
 

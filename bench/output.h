@@ -1,4 +1,4 @@
-// Output by hand into an area of memory, which starts again when it is full.
+// Hand-written output to an area of memory, which is reused when it is full.
 #ifndef NALO_BENCH_OUTPUT_H
 #define NALO_BENCH_OUTPUT_H
 
@@ -38,8 +38,8 @@ class Output {
     next_ = std::fill_n(next_, n, ch);
   }
 
-  // Calls print with a place that has room for most characters. It returns the
-  // end of what it has written there, and may leave anything behind that.
+  // Calls print() with a place that has room for `most` characters. It returns
+  // the end of what it has written there and may write anything after that.
   template <size_t most, class Print>
   void print(Print print) {
     if (room() >= most) [[likely]] {

@@ -1,6 +1,6 @@
-// What programs do with files, the console and string streams: the classes of a
-// library that own their buffers. Lib names them; a pass whose classes or whose
-// functions for std::string a library lacks is left out.
+// Workloads of programs with files, the console and string streams, using the
+// classes of a library that own their buffers. Lib names the classes; passes
+// that need classes or std::string functions that a library lacks are omitted.
 #ifndef NALO_BENCH_PROGRAM_PASSES_H
 #define NALO_BENCH_PROGRAM_PASSES_H
 
@@ -17,7 +17,7 @@
 
 namespace bench {
 
-// A check records what a program has left in its file.
+// In a check, records the contents of the file that a program has written.
 template <class Seen>
 void record_file(const Input& in, Area& area) {
   if constexpr (Seen::records) {
@@ -29,12 +29,12 @@ void record_file(const Input& in, Area& area) {
   }
 }
 
-// Makes the file standard input, to be read from its start.
+// Redirects standard input to the file, from its beginning.
 inline void redirect_stdin(const Input& in) {
   const int fd = open(in.path, O_RDONLY);
   if (dup2(fd, STDIN_FILENO) < 0) std::abort();
   close(fd);
-  std::rewind(stdin);  // some streams read by way of it
+  std::rewind(stdin);  // some streams read through it
 }
 
 template <class Lib, class Seen>

@@ -8,7 +8,7 @@ namespace bench {
 
 namespace {
 
-// Has the area as its buffer: when that is full it begins again.
+// Uses the area as its buffer, and reuses it when it is full.
 class Writer : public llvm::raw_ostream {
  public:
   explicit Writer(Area& area) : area_(area) {

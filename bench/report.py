@@ -1,11 +1,11 @@
-"""Turns what the benchmarks report into a table, a chart and a page."""
+"""Makes a table, a chart and a page of the benchmark results."""
 import collections
 import dataclasses
 import math
 import re
 import statistics
 
-PEERS = {  # in the order of the columns, and what provides them
+PEERS = {  # in the order of the columns, with their packages
     "std": "the compiler's standard library",
     "libc++": "libc++-19-dev and clang-19",
     "stdio": "the C library",
@@ -17,7 +17,7 @@ LIMITS = ["plain", "vector"]
 
 @dataclasses.dataclass
 class Row:
-    """A case: by library and sweep the nanoseconds for each item."""
+    """A case: the nanoseconds per item, by library and sweep."""
     case: str
     goal: float
     reference: str
@@ -28,17 +28,17 @@ class Row:
         self.limit = None
 
     def choose_limit(self):
-        """The better of the two is the limit."""
+        """The faster of the two limits."""
         self.limit = min((name for name in LIMITS if name in self.sweeps),
                          key=self.time, default=None)
 
     def time(self, library):
-        """The median of its times; None without."""
+        """The median of a library's times; None without any."""
         times = self.sweeps.get(library)
         return statistics.median(times.values()) if times else None
 
     def ratios(self, library):
-        """How many times nalo's time the library takes, in order."""
+        """The ratios of the library's time to nalo's, sorted."""
         nalo = self.sweeps["nalo"]
         return sorted(time / nalo[sweep]
                       for sweep, time in self.sweeps[library].items())
@@ -50,7 +50,7 @@ class Row:
         return statistics.median(self.ratios(library))
 
     def lost_to(self, library):
-        """Whether the library is ahead in three quarters of the sweeps."""
+        """Whether the library is faster in three quarters of the sweeps."""
         if self.beside(library) is None:
             return False
         ratios = self.ratios(library)
@@ -63,7 +63,7 @@ class Row:
 
     @property
     def of_goal(self):
-        """What the goal is held against; None when there is nothing."""
+        """The ratio that the goal applies to; None without one."""
         if self.reference == "ns":
             return self.time("nalo")
         if self.reference == "limit":
@@ -78,7 +78,7 @@ class Row:
     @property
     def verdict(self):
         if "nalo" not in self.sweeps:
-            return "not there yet"
+            return "not measured"
         missed = []
         if self.of_goal and round(self.of_goal, 2) > self.goal:
             missed.append(f"{self.of_goal:.2f}, over the goal")
@@ -88,7 +88,7 @@ class Row:
 
 
 def read(results, goals):
-    """Returns the rows, and by library the nanoseconds by thread count."""
+    """Returns the rows, and the nanoseconds by library and thread count."""
     failed = [b["name"] + ": " + b["error_message"]
               for b in results["benchmarks"] if b.get("error_occurred")]
     if failed:
@@ -97,7 +97,7 @@ def read(results, goals):
             for name, factor, reference in goals}
     threads = collections.defaultdict(lambda: collections.defaultdict(list))
     for bench in results["benchmarks"]:
-        # The time of the processor: others on the machine take less from it.
+        # Processor time, which other load on the machine affects less.
         time = bench["cpu_time"] / bench["items"]
         case, library = re.fullmatch(r"(.*)\|([^/]*).*",
                                      bench["run_name"]).groups()
@@ -132,7 +132,7 @@ def goal_text(row):
 
 
 def columns(rows, bold=lambda text: text):
-    """The head and the cells of the table."""
+    """The header and the cells of the table."""
     peers = [p for p in PEERS if any(p in row.sweeps for row in rows)]
     head = (["workload", "nalo ns", "plain ns", "vector ns", "nalo/limit",
              "goal"] + [peer + "/nalo" for peer in peers] + [""])
@@ -152,7 +152,7 @@ def geometric_mean(numbers):
 
 
 def summary(rows):
-    """Geometric means over all rows, and how many are lost or over the goal."""
+    """Geometric means over all rows, and the numbers lost and over the goal."""
     lines = []
     for peer in PEERS:
         ratios = [ratio for row in rows if (ratio := row.beside(peer))]
@@ -208,7 +208,7 @@ def text_threads(threads):
 
 
 def chart(rows):
-    """An SVG: how many times faster than std nalo is, and the limit would be.
+    """An SVG: how many times as fast as std nalo and the limit are.
 
     The axis is logarithmic.
     """
@@ -264,16 +264,16 @@ def processor():
 
 
 def write_page(docs, results, rows, threads, footprint):
-    """Puts the results into docs/benchmarks.md and draws its chart."""
+    """Writes the results to docs/benchmarks.md and draws its chart."""
     page = docs / "benchmarks.md"
     text = page.read_text()
     cpus = results["context"]["num_cpus"]
     sweeps = 1 + max(bench["sweep"] for bench in results["benchmarks"])
     notes = [f" Left out: {peer}." for peer in missing_peers(rows)]
     load = results["context"]["load_avg"][0]
-    if load > cpus + 1:  # the benchmark itself is one
-        notes.append(f" The machine was busy with other things (a load of "
-                     f"{load:.0f}): these figures say little.")
+    if load > cpus + 1:  # the benchmark itself counts as one
+        notes.append(f" The machine was busy with other work (a load of "
+                     f"{load:.0f}), so these figures are unreliable.")
     parts = {
         "machine": f"Measured on {processor()}, {cpus} processors, "
                    f"with {footprint.compiler}, in {sweeps} sweeps."
@@ -288,6 +288,6 @@ def write_page(docs, results, rows, threads, footprint):
             rf"(<!-- {name} -->\n).*?(<!-- end -->)",
             lambda match: match[1] + part + "\n" + match[2], text, flags=re.S)
         if found != 1:
-            raise SystemExit(f"{page}: there is no place for '{name}'")
+            raise SystemExit(f"{page} has no place for '{name}'")
     page.write_text(text)
     (docs / "benchmarks.svg").write_text(chart(rows))

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Runs the benchmarks of a build and reports.
+"""Runs the benchmarks of a build and reports the results.
 
 usage: bench/run.py BUILD_DIR [--quick] [--filter REGEX] [--page]
 
-Prints a table and leaves benchmarks.json in BUILD_DIR/bench. A full run also
-measures the size of the library and writes docs/benchmarks.md and .svg anew;
---page does that from the last run of all cases, without timing anything.
+Prints a table and writes benchmarks.json to BUILD_DIR/bench. A full run also
+measures the size of the library and updates docs/benchmarks.md and .svg; --page
+does that from the last run of all cases, without timing anything.
 """
 import argparse
 import json
@@ -19,14 +19,14 @@ import report
 
 DOCS = pathlib.Path(__file__).parent.parent / "docs"
 
-# A process that ever had a second thread pays for it: allocations and the
-# counters of shared texts become atomic for good. So those that start threads
-# run in a process of their own.
+# Once a process has had a second thread, allocations and the counters of shared
+# texts use atomic instructions. So the cases that start threads run in a
+# separate process.
 ALL = ["-^threads", "^threads"]
 
 
 def sweep(program, number, chosen, seconds, output):
-    """Times each of the chosen once, in a process of its own."""
+    """Times each of the chosen cases once, in a separate process."""
     done = subprocess.run(
         [
             program,
@@ -44,13 +44,12 @@ def sweep(program, number, chosen, seconds, output):
 
 
 def run_benchmarks(build_dir, filters, sweeps, seconds):
-    """Sweeps through all of them several times.
+    """Runs several sweeps through all cases.
 
-    Within a sweep the libraries of a case are timed one right after the other,
-    so that whatever slows the machine down for a while slows all of them; only
-    times of the same sweep are compared. Each sweep is a process of its own,
-    because how the memory of a process happens to lie makes a difference that
-    lasts as long as the process.
+    Within a sweep the libraries of a case are timed one after the other, so
+    that a temporary slowdown of the machine affects all of them; only times of
+    the same sweep are compared. Each sweep is a separate process, because the
+    memory layout of a process affects all of its times.
     """
     program = build_dir / "bench" / "streams_bench"
     output = build_dir / "bench" / "sweep.json"
@@ -71,7 +70,7 @@ def run_benchmarks(build_dir, filters, sweeps, seconds):
 
 
 def list_goals(build_dir):
-    """The cases in their order: name, factor and reference of the goal."""
+    """The cases in order: name, and factor and reference of the goal."""
     lines = subprocess.run([build_dir / "bench" / "streams_bench", "--list"],
                            check=True, text=True, stdout=subprocess.PIPE)
     return [line.split("|") for line in lines.stdout.splitlines()]

@@ -1,4 +1,4 @@
-// The workloads with the standard streams, those of libc++ when compiled for
+// The workloads with the standard streams, or those of libc++ when compiled for
 // it.
 #include <fstream>
 #include <iostream>

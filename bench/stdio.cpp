@@ -1,8 +1,8 @@
-// The workloads with the C library's streams, as one writes them for speed: no
-// locks, and the inline forms where there are any.
+// The workloads with the C library's streams, written for speed: without locks,
+// and with inline functions where available.
 //
-// Nothing is copied that the other libraries do not copy: the text, and the
-// area that takes the output, are the buffer of the stream itself.
+// Copies no more than the other libraries: the text and the output area are the
+// buffers of the streams.
 #include <stdio.h>
 #include <stdio_ext.h>
 #include <stdlib.h>
@@ -18,7 +18,7 @@ namespace bench {
 
 namespace {
 
-// A FILE that no other thread uses.
+// A FILE without locking.
 class Stream {
  public:
   explicit Stream(FILE* file) : file_(file) {
@@ -34,7 +34,7 @@ class Stream {
   FILE* const file_;
 };
 
-// Has the whole text as its buffer: reading it needs no more than to say so.
+// Uses the whole text as its buffer; the read function only returns its size.
 FILE* open_text(const Input& in) {
   const cookie_io_functions_t functions = {
       [](void* cookie, char*, size_t) {
@@ -58,7 +58,7 @@ struct Reader : Stream {
   explicit Reader(const Input& in) : Stream(open_text(in)) {}
 };
 
-// Has the area as its buffer: when that is full it begins again.
+// Uses the area as its buffer, and reuses it when it is full.
 FILE* open_area(Area& area) {
   const cookie_io_functions_t functions = {
       nullptr,
@@ -76,7 +76,7 @@ struct Writer : Stream {
   explicit Writer(Area& area) : Stream(open_area(area)) {}
 };
 
-// A line with the newline that getline leaves, and its memory.
+// A line, including the newline that getline stores, and its memory.
 class Line {
  public:
   Line() = default;
@@ -150,7 +150,7 @@ void std_lines(const Input& in, Area& area) {
 
 bool is_space(int ch) { return ch == ' ' || (ch >= '\t' && ch <= '\r'); }
 
-// Calls use for each word, of at most 255 characters. Faster than fscanf.
+// Calls use() for each word, of at most 255 characters. Faster than fscanf.
 template <class Use>
 void for_each_word(FILE* file, Use use) {
   for (;;) {

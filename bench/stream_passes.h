@@ -1,5 +1,5 @@
-// The workloads, done with the stream classes of a library. Lib names them; the
-// code is the same for all.
+// The workloads with the stream classes of a library. Lib names the classes;
+// the code is the same for all libraries.
 #ifndef NALO_BENCH_STREAM_PASSES_H
 #define NALO_BENCH_STREAM_PASSES_H
 
@@ -14,7 +14,7 @@
 
 namespace bench {
 
-// Shows a text that lies in memory, window by window.
+// Reads a text in memory, window by window.
 template <class Lib, class Char>
 class Source : public Lib::template streambuf<Char> {
  public:
@@ -35,14 +35,14 @@ class Source : public Lib::template streambuf<Char> {
     return traits_type::to_int_type(*first);
   }
 
-  // Not next to each other: a compiler that fetches both at once waits for
-  // next_ to reach the cache.
+  // Not adjacent to next_: a compiler that loads both at once would stall on
+  // the recent store to next_.
   Char* end_;
   ptrdiff_t window_;
   Char* next_;
 };
 
-// Writes into an area and starts again when that is full.
+// Writes to an area and reuses it when it is full.
 template <class Lib, class Char>
 class Sink : public Lib::template streambuf<Char> {
  public:

@@ -1,8 +1,8 @@
 // Times every case for each library, in one process and on the same bytes. The
 // name of a benchmark is CASE|LIBRARY.
 //
-// With --sweep=N the libraries of each case are timed in another order, so that
-// none is always first. Sweep 0 checks each pass before it times it. --list
+// --sweep=N selects the order in which the libraries of each case are timed, so
+// that none is always first. Sweep 0 checks each pass before timing it. --list
 // prints the cases and their goals.
 #include <benchmark/benchmark.h>
 
@@ -25,10 +25,11 @@ using namespace bench;
 struct Library {
   const char* name;
   Passes (*passes)(Workload);
-  bool has_windows = true;  // or can do without, as the limits can
+  bool has_windows = true;  // or does not need them, like the limits
 };
 
-// The first that does a workload says what the others must make of it.
+// The first that supports a workload defines the result that the others must
+// match.
 const Library libraries[] = {
     {"plain", limit_passes},
     {"vector", vector_passes},
@@ -46,7 +47,7 @@ const Library libraries[] = {
 #endif
 };
 
-// A put area of its own, in pages that nothing else touches.
+// A put area in pages of its own.
 class AreaOwner {
  public:
   explicit AreaOwner(size_t size)
@@ -89,7 +90,7 @@ void measure(benchmark::State& state, const Case& c, const Passes& passes,
   if (bool& done = checked[passes.timed][&c]; check && !done) {
     done = true;
     if (result(passes.checked, input) != expected(c, input)) {
-      state.SkipWithError("reads or writes something else than the others");
+      state.SkipWithError("the result differs from that of the others");
       return;
     }
   }
@@ -99,7 +100,7 @@ void measure(benchmark::State& state, const Case& c, const Passes& passes,
   state.counters["items"] = static_cast<double>(input.items);
 }
 
-// Each thread formats numbers through a stream of its own.
+// Each thread formats numbers through its own stream.
 void measure_threads(benchmark::State& state, Pass pass) {
   static const Case& numbers =
       *std::ranges::find(all_cases(), Workload::write_longs, &Case::workload);
@@ -110,8 +111,8 @@ void measure_threads(benchmark::State& state, Pass pass) {
                                                benchmark::Counter::kAvgThreads);
 }
 
-// The libraries, beginning with another one at each sweep and backwards at
-// every second.
+// The libraries, starting with a different one in each sweep, and in reverse
+// order in every second.
 std::vector<Library> in_order(size_t sweep) {
   std::vector<Library> order(std::begin(libraries), std::end(libraries));
   std::rotate(order.begin(), order.begin() + sweep / 2 % order.size(),
@@ -144,7 +145,7 @@ void register_all(size_t sweep, bool check) {
   }
 }
 
-// The rows, in their order: name, factor and reference of the goal.
+// Prints the rows in order: name, and factor and reference of the goal.
 void list_cases() {
   for (const Case& c : all_cases()) {
     std::printf("%s|%g|%s\n", c.name, c.goal.factor,

@@ -1,7 +1,7 @@
-// The vector limit: loops over text that lies in memory, 16 bytes at a time
-// with the registers that every x86-64 processor has, and with general
-// registers where those are better. Nothing is read behind the end of the text,
-// and nothing written behind the room for an item.
+// The vector limit: loops over text in memory, 16 bytes at a time with the
+// registers that every x86-64 processor has, or with general registers where
+// those are faster. Nothing is read beyond the end of the text, or written
+// beyond the room for an item.
 #include <emmintrin.h>
 
 #include <algorithm>
@@ -36,8 +36,8 @@ unsigned mask(__m128i equal) {
   return static_cast<unsigned>(_mm_movemask_epi8(equal));
 }
 
-// What ends an item. Each tells one character from the others, and says with a
-// bit for each of the 16 bytes where such characters begin.
+// What ends an item. Each tests a single character, and returns a mask with a
+// bit for each of 16 bytes that shows where such characters begin.
 struct Newline {
   static constexpr bool mostly_near = false;
   static bool at(char ch) { return ch == '\n'; }
@@ -67,14 +67,14 @@ struct Space {
   }
 };
 
-// Only looks for the end.
+// Only searches for the end.
 struct Nowhere {
   template <class Char>
   void put(size_t, Char) {}
   void put(size_t, __m128i) {}
 };
 
-// A place of fixed size. A program that has longer items ends.
+// A place of fixed size. The program ends when an item is longer.
 template <class Char, size_t size>
 struct Place {
   void put(size_t at, Char ch) {
@@ -93,7 +93,7 @@ struct Place {
   Char text[size];
 };
 
-// Memory that grows when an item is longer than all before.
+// Memory that grows when an item is longer than all earlier ones.
 template <class Char>
 struct Growing {
   void put(size_t at, Char ch) {
@@ -117,8 +117,8 @@ struct Growing {
   std::unique_ptr<Char[]> text{new Char[room]};
 };
 
-// Copies the next n vectors of an item. When its end is in them, moves next
-// there and returns true, otherwise moves it behind them.
+// Copies the next n vectors of an item. When they contain its end, moves next
+// there and returns true; otherwise moves next past them.
 template <size_t n, class End, class Char, class Target>
 bool copy_vectors(const Char* first, const Char*& next, Target& target) {
   constexpr size_t step = vector_size / sizeof(Char);
@@ -135,12 +135,12 @@ bool copy_vectors(const Char* first, const Char*& next, Target& target) {
   return found != 0;
 }
 
-// Copies the item that begins at first, and returns the place of its end, which
-// may be that of the text. What lies behind that in the target is garbage, but
-// for the null character right there.
+// Copies the item that begins at first and returns its end, which may be that
+// of the text. In the target a null character follows, and then unspecified
+// characters.
 //
-// Four vectors in one go cost less than the wrong guesses about where a line
-// ends, which one after the other brings about; most words end in the first.
+// Four vectors at a time cost less than the mispredicted branches of a loop
+// over single ones; most words end in the first vector.
 template <class End, class Char, class Target>
 const Char* copy_item(const Char* first, const Char* end, Target& target) {
   constexpr size_t step = vector_size / sizeof(Char);
@@ -163,7 +163,7 @@ const Char* copy_item(const Char* first, const Char* end, Target& target) {
   return next;
 }
 
-// Copies each line to the target, and calls use with its size.
+// Copies each line to the target and calls use() with its size.
 template <class End, class Char, class Target, class Use>
 void for_each_line(const Char* text, size_t size, Target& target, Use use) {
   const Char* const end = text + size;
@@ -182,7 +182,7 @@ void lines(const Input& in, Area& area) {
                          [&](size_t n) { seen.text(line.text.get(), n); });
 }
 
-// A line of these fits into the object that holds it, as it does in nalo.
+// These lines fit into the object that stores them, as in nalo.
 template <class Seen>
 void fresh_lines(const Input& in, Area& area) {
   Seen seen(area);
@@ -254,8 +254,9 @@ constexpr auto powers_of_10 = [] {
   return powers;
 }();
 
-// The value of the digits at the end of a word of eight bytes, the first in the
-// lowest of them, with zeros in front. Each byte holds the value of a digit.
+// The number with the digits in a word of eight bytes, the first digit in the
+// lowest byte. Each byte holds the value of a digit; unused leading ones are
+// zero.
 uint64_t value_of_8_digits(uint64_t digits) {
   constexpr uint64_t low = 0x000000FF000000FF;
   digits = digits * 10 + (digits >> 8);
@@ -264,8 +265,8 @@ uint64_t value_of_8_digits(uint64_t digits) {
          32;
 }
 
-// Reads digits, of which there are at most 19 with those that value has been
-// made of, and puts next behind them.
+// Reads digits, appends them to value, and moves next past them. There may be
+// at most 19 digits in total.
 uint64_t read_digits(const char*& next, const char* end, uint64_t value = 0) {
   while (end - next >= 8) {
     uint64_t digits;
@@ -308,9 +309,9 @@ void read_integers(const Input& in, Area& area) {
 
 __extension__ using uint128_t = unsigned __int128;
 
-// The powers of ten that scale the digits of a number to its value, each as 128
-// bits of 5 to that power, the highest of them set. Exact for the powers from
-// 0, rounded up for the others.
+// The powers of ten for scaling, each as the upper 128 bits of the power of 5,
+// normalized so that the highest is 1. Exact for exponents from 0, rounded up
+// for negative ones.
 constexpr int largest_power = 54;
 constexpr auto powers_of_5 = [] {
   std::array<uint128_t, 2 * largest_power + 1> powers{};
@@ -334,8 +335,9 @@ constexpr auto powers_of_5 = [] {
   return powers;
 }();
 
-// Whether value * 10^power could be rounded to the double that is nearest. The
-// product with the upper half of the power of five decides nearly always.
+// Rounds value * 10^power to the nearest double and returns whether it could.
+// The product with the upper half of the power of 5 is nearly always
+// sufficient.
 bool scale(uint64_t value, int power, double& result) {
   if (value == 0 || power < -largest_power || power > largest_power) {
     return false;
@@ -370,7 +372,7 @@ bool scale(uint64_t value, int power, double& result) {
   const auto low = static_cast<uint64_t>(product);
   const int upper = static_cast<int>(high >> 63);
   uint64_t mantissa = high >> (upper + 9);
-  // Near a tie, or where the exactness is in doubt.
+  // Near a tie, or when the product may not be exact enough.
   if (low <= 1 || low == ~uint64_t{0}) return false;
   int exponent = ((217706 * power) >> 16) + 63 + upper - zeros + 1023;
   mantissa = (mantissa + (mantissa & 1)) >> 1;
@@ -378,15 +380,15 @@ bool scale(uint64_t value, int power, double& result) {
     mantissa >>= 1;
     ++exponent;
   }
-  // With powers as small as these no exponent is out of range.
+  // With such small powers no exponent is out of range.
   const uint64_t fraction = mantissa & ((uint64_t{1} << 52) - 1);
   result =
       std::bit_cast<double>(fraction | static_cast<uint64_t>(exponent) << 52);
   return true;
 }
 
-// Digits with a point among them and at most 19 in all, as nearly all numbers
-// are; from_chars reads the others.
+// Reads numbers of at most 19 digits with a point, as nearly all are;
+// from_chars reads the others.
 template <class Seen>
 void read_doubles(const Input& in, Area& area) {
   Seen seen(area);
@@ -427,7 +429,7 @@ constexpr auto pairs_of_digits = [] {
   return pairs;
 }();
 
-// Writes two digits in front of end, and returns where they begin.
+// Writes two digits before end and returns where they begin.
 char* write_pair(char* end, uint32_t value) {
   std::memcpy(end - 2, &pairs_of_digits[2 * value], 2);
   return end - 2;
@@ -466,8 +468,8 @@ char* write_integer(char* to, int64_t number) {
   return end;
 }
 
-// Calls write with a place for each item, of at most so many characters, and
-// its number. It returns the end of the item.
+// Calls write() with a place for each item, of at most longest_item characters,
+// and the index of the item. It returns the end of the item.
 template <size_t longest_item, class Write>
 void write_items(const Input& in, Area& area, Write write) {
   Output<> output(area);
@@ -488,7 +490,7 @@ void write_longs(const Input& in, Area& area) {
   });
 }
 
-// All 16 digits at once, the leading zeros shifted out before.
+// Writes all 16 digits at once, after shifting out leading zeros.
 void write_hex(const Input& in, Area& area) {
   write_items<vector_size>(in, area, [&](char* to, size_t i) {
     auto value = static_cast<uint64_t>(in.longs[i]);
@@ -517,7 +519,7 @@ void write_bools(const Input& in, Area& area) {
   });
 }
 
-// Copies as many characters as two words that may overlap.
+// Copies n characters as two words that may overlap.
 template <class Word>
 void copy_two(char* to, const char* from, size_t n) {
   Word first;
@@ -551,7 +553,7 @@ void pad_texts(const Input& in, Area& area) {
   });
 }
 
-// One at a time, as a caller of put() has them, and with the room looked for
+// Writes single characters, like a caller of put(), but checks for room only
 // once for several.
 void put_characters(const Input& in, Area& area) {
   area.used = 0;

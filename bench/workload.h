@@ -1,6 +1,5 @@
-// What is measured, in terms that every library under comparison can share:
-// plain types only, because one of them may be built against another standard
-// library than the others.
+// The workloads and their data. Uses only plain types, because one of the
+// libraries compared may be built with a different standard library.
 #ifndef NALO_BENCH_WORKLOAD_H
 #define NALO_BENCH_WORKLOAD_H
 
@@ -69,7 +68,7 @@ enum class Workload {
 };
 
 constexpr size_t window_size = 4096;     // of a text in pieces
-constexpr size_t put_area_size = 65536;  // begun anew when full
+constexpr size_t put_area_size = 65536;  // reused when full
 constexpr size_t line_array_size = 128;  // holds any line
 constexpr size_t word_array_size = 32;   // holds any word of 1 to 12
 constexpr size_t skip_block = 64 * window_size;
@@ -86,13 +85,13 @@ struct Slice {
 
 enum class Notation { general, fixed, scientific };
 
-// What a pass works on. A reader gets the text, or the path of a file that
-// holds it; a writer the values.
+// The input of a pass. A reader uses the text, or the path of a file with it; a
+// writer uses the values.
 struct Input {
   const char* text;
   const wchar_t* wide_text;
   size_t size;    // of either text
-  size_t window;  // how much of it one get area shows
+  size_t window;  // the size of a get area
   const char* path;
   const Slice* slices;
   const long* longs;
@@ -102,19 +101,19 @@ struct Input {
   Notation notation;
 };
 
-// Where output goes. When there is no room left it starts again.
+// The destination of output. It is reused when it is full.
 struct Area {
   char* begin;
   size_t size;
   size_t used;
 };
 
-// Does a workload once, all items of it.
+// Runs a workload once, with all its items.
 using Pass = void (*)(const Input&, Area&);
 
 struct Passes {
-  Pass timed;    // null when the library has nothing of the kind
-  Pass checked;  // the same, leaving in the area what it has read or written
+  Pass timed;    // null when the library does not support it
+  Pass checked;  // the same, but records in the area what was read or written
 };
 
 Passes nalo_passes(Workload);

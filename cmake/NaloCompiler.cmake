@@ -1,4 +1,4 @@
-# Who can compile nalo, and the warnings that its own code lives with.
+# The compilers that nalo supports, and the warnings for its own code.
 
 set(NALO_MINIMUM_GNU 12)
 set(NALO_MINIMUM_Clang 14)
@@ -20,8 +20,8 @@ if(NOT CMAKE_SYSTEM_NAME STREQUAL "Linux" OR NOT CMAKE_SIZEOF_VOID_P EQUAL 8
     "${CMAKE_SYSTEM_NAME} on ${CMAKE_SYSTEM_PROCESSOR}.")
 endif()
 
-# The project's own targets link this one. Whoever builds nalo as a part of
-# something else is not held to it.
+# The project's own targets link this one. Projects that include nalo are not
+# affected.
 add_library(nalo_warnings INTERFACE)
 if(PROJECT_IS_TOP_LEVEL)
   target_compile_options(nalo_warnings INTERFACE

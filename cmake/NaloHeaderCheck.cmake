@@ -1,13 +1,13 @@
-# Compiles each header twice in a translation unit of its own: it must bring
-# all that it needs, and its guard must hold. Then all that a program includes
-# at once, as programs do that are set up in other ways than nalo. A test looks
-# for macros that the headers leave behind.
+# Includes each header twice in a translation unit of its own, to check that it
+# includes everything it needs and that its guard works. Then compiles all
+# public headers together, with options that other projects use. A test looks
+# for macros that the headers leave defined.
 
 set(header_root "${PROJECT_SOURCE_DIR}/sys/src")
 file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE "${header_root}"
   "${header_root}/nalo/*")
 
-# <nalo/print> says in an error what it needs where that is missing.
+# <nalo/print> reports by #error when what it needs is missing.
 include(CheckCXXSourceCompiles)
 set(CMAKE_REQUIRED_FLAGS -std=c++20)
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
@@ -37,8 +37,8 @@ add_test(NAME header_macros
   COMMAND bash "${PROJECT_SOURCE_DIR}/tests/header_macros.sh"
     "${CMAKE_CXX_COMPILER}" ${headers})
 
-# check_public_headers(NAME UNLESS FLAG...): compiles with the flags whatever
-# public header the regular expression does not match.
+# check_public_headers(NAME UNLESS FLAG...): compiles all public headers that do
+# not match the regular expression UNLESS with the flags.
 function(check_public_headers name unless)
   set(includes "${headers}")
   list(FILTER includes EXCLUDE REGEX "/(base|impl)/|${unless}")
@@ -52,13 +52,13 @@ function(check_public_headers name unless)
   set_target_properties(${name} PROPERTIES CXX_EXTENSIONS OFF)
 endfunction()
 
-# The two refuse what they cannot do without. Inside of the others, operations
-# do that handle exceptions inline.
+# These two headers cannot be used without the feature. In the others, only
+# operations that handle exceptions inline cannot.
 check_public_headers(header_check_without_exceptions_and_rtti
   "^nalo/(syncstream|testing)$" -fno-exceptions -fno-rtti)
 
-# Warnings that others live with. Of Clang's the groups are left out that are
-# about older standards, about the layout of classes and about plain arrays.
+# Warnings that other projects enable. From Clang's -Weverything, the groups
+# about older standards, class layout and plain arrays are excluded.
 set(warnings -Weffc++ -Wnon-virtual-dtor)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   list(APPEND warnings -Weverything -Wno-unknown-warning-option

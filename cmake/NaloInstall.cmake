@@ -1,5 +1,5 @@
-# Installs the library for find_package(nalo CONFIG) and for pkg-config, and
-# lets find_package use the build directory as it is.
+# Installs the library for find_package(nalo CONFIG) and pkg-config, and makes
+# the build directory usable by find_package.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -10,7 +10,7 @@ install(TARGETS nalo nalo_buffers EXPORT nalo-targets
   LIBRARY COMPONENT nalo_runtime NAMELINK_COMPONENT nalo_development
   ARCHIVE COMPONENT nalo_development
   INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
-# base/impl holds template code that only the library itself instantiates.
+# base/impl contains template code that only the library itself instantiates.
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/sys/src/nalo"
   DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT nalo_development
   PATTERN base/impl EXCLUDE)
@@ -25,7 +25,7 @@ write_basic_package_version_file(
 install(FILES "${PROJECT_BINARY_DIR}/nalo-config-version.cmake"
   DESTINATION "${package_dir}" COMPONENT nalo_development)
 
-# Relative, so that the installed copy may be moved.
+# Relative, so that the installed copy can be moved.
 file(RELATIVE_PATH pc_prefix
   "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
 set(pc_definitions)
@@ -39,8 +39,8 @@ foreach(package nalo nalo-buffers)
     DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT nalo_development)
 endforeach()
 
-# GDB loads the printers with the shared library when that lies in a place that
-# it trusts, as /usr does. For the static one they are sourced by hand.
+# GDB loads the printers with the shared library if that is in a trusted place
+# such as /usr. For the static library they must be sourced manually.
 set(printers "${PROJECT_SOURCE_DIR}/gdb/nalo_printers.py")
 install(FILES "${printers}"
   DESTINATION "${CMAKE_INSTALL_DATADIR}/nalo" COMPONENT nalo_development)

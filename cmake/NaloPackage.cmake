@@ -1,6 +1,6 @@
-# Debian packages of the shared library, made by cpack: libnaloN with the
-# library, N being the number of its binary interface, and libnalo-dev with
-# what compiling against it takes. The version is the project's.
+# Debian packages of the shared library, built by cpack: libnaloN with the
+# library, where N is the version of its binary interface, and libnalo-dev with
+# the files for compiling against it. The version is the project's.
 
 get_target_property(soversion nalo SOVERSION)
 set(runtime_package "libnalo${soversion}")
@@ -27,7 +27,7 @@ set(CPACK_DEBIAN_NALO_RUNTIME_PACKAGE_NAME "${runtime_package}")
 set(CPACK_DEBIAN_NALO_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_NALO_RUNTIME_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_NALO_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
-# What -g has added goes to a package of its own, libnaloN-dbgsym.
+# Debug information goes into a separate package, libnaloN-dbgsym.
 set(CPACK_DEBIAN_NALO_RUNTIME_DEBUGINFO_PACKAGE ON)
 set(CPACK_COMPONENT_NALO_RUNTIME_DESCRIPTION
   "The library that programs run with. ${no_licence}")

@@ -1,14 +1,15 @@
-# Compiles and runs what the pages show.
+# Compiles and runs the samples in the documentation.
 #
-# A ```cpp block that begins with #include starts a program, and the blocks up
-# to the next such block, or to the end of the page, go on with it. A ```console
-# block is a dialogue with the program, whose name there is ./program: what
-# follows each "$ " is run, and must print what the page shows below it. A
-# program without one prints nothing.
+# A ```cpp block that begins with #include starts a program, which the following
+# blocks continue up to the next such block or the end of the page. A ```console
+# block shows commands that use the program, as ./program: each command after "$
+# " is run and must print the text shown below it. A program without such a
+# block must print nothing.
 
 set(samples_dir "${PROJECT_BINARY_DIR}/samples")
 
-# What samples include of other libraries, with the package and its target.
+# Headers of other libraries that samples include, each with its package and
+# target.
 set(sample_headers zlib.h fmt/format.h)
 set(sample_packages ZLIB fmt)
 set(sample_targets ZLIB::ZLIB fmt::fmt)
@@ -29,7 +30,7 @@ function(nalo_add_sample program source console)
   endforeach()
 
   set(dir "${samples_dir}/${program}")
-  # An unchanged file, and what was built from it, is left alone.
+  # An unchanged file is not written again, so that nothing is rebuilt.
   file(GENERATE OUTPUT "${dir}/program.cpp" CONTENT "${source}")
   if(console STREQUAL "")
     set(console "$ ./program\n")

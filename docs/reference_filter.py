@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
-"""Doxygen's input filter for the headers: turns their // contract comments into
-comments of its own, and each header into a group, which becomes a page.
+"""Doxygen's input filter for the headers: converts their // contract comments
+to Doxygen comments, and each header to a group, which becomes a page.
 
-A comment in front of a declaration belongs to it and to the declarations that
-follow without a blank line. What is indented inside a comment is a table and
-stays as it is written. Comments elsewhere, in bodies too, are left alone. What
-is not for clients, or stands elsewhere too, is left out: namespace impl,
-forward declarations, members that are defined outside their class, explicit
-instantiations, and what follows namespace nalo.
+A comment before a declaration belongs to it and to the declarations that follow
+without a blank line. Indented text inside a comment is a table and is copied
+verbatim. Other comments, such as those in bodies, are not converted. What is
+not for clients, or documented elsewhere, is omitted: namespace impl, forward
+declarations, members defined outside their class, explicit instantiations, and
+what follows namespace nalo.
 """
 
 import re
@@ -15,7 +15,7 @@ import sys
 
 
 def as_doxygen(comment, command=""):
-    """The text of a // comment, nothing in it being a command or a tag."""
+    """The text of a // comment, with commands and tags escaped."""
     yield "/** " + command
     is_table = False
     for line in comment:
@@ -35,7 +35,7 @@ def without_literals(line):
 
 
 class Scopes:
-    """Which braces are open: of namespaces and types, or of code."""
+    """The open braces, told apart by whether they enclose code or not."""
 
     def __init__(self):
         self.open = []  # whether each is code
@@ -60,8 +60,8 @@ class Scopes:
 
 
 def declarations(lines):
-    """How many lines the declarations take that a comment belongs to, and how
-    many declarations they are."""
+    """The number of lines of the declarations that a comment belongs to, and
+    the number of declarations."""
     scopes, count = Scopes(), 0
     for number, line in enumerate(lines):
         stripped = line.strip()
@@ -89,7 +89,7 @@ def end_of_comment(lines, number):
 
 
 def end_of_left_out(lines, number):
-    """Behind what is left out at the outermost level, or the same number."""
+    """The line after what is omitted at namespace level, or the same number."""
     if lines[number] == "namespace impl {":
         return lines.index("}  // namespace impl", number) + 1
     if re.match(r"(NALO_\w+\()?extern template", lines[number]):

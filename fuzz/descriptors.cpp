@@ -1,5 +1,5 @@
-// Sequences of operations of the buffer over a descriptor, with system calls
-// that fail, against a model of what each byte has become.
+// Fuzzes sequences of operations of the buffer over a descriptor, with failing
+// system calls, against a model that tracks each byte.
 #include "descriptor_model.h"
 #include "fuzz.h"
 

@@ -1,5 +1,5 @@
-// How libFuzzer runs a target, whose one source includes this and defines
-// run().
+// Runs a target under libFuzzer. The target's source includes this header and
+// defines run().
 #ifndef NALO_FUZZ_FUZZ_H
 #define NALO_FUZZ_FUZZ_H
 
@@ -13,15 +13,15 @@
 
 #include "choices.h"
 
-// Does with the library what the input chooses. A failed expectation ends the
-// program, as a crash does.
+// Performs the operations that the input chooses. A failed expectation ends the
+// program, like a crash.
 void run(nalo_test::choices& input);
 
 inline size_t operations = 0;
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   std::atexit([] { std::printf("stat::operations: %zu\n", operations); });
-  // Nobody catches what is thrown, which ends the program.
+  // Exceptions are not caught and end the program.
   GTEST_FLAG_SET(throw_on_failure, true);
   return 0;
 }

@@ -1,7 +1,7 @@
-// The code 0xFFFFFFFF, which reads as eof, in input that has embedded nulls and
-// very long runs. Whether it ends an extraction depends on the get areas, so
-// that there is no model, but what is stored is part of what there was. The
-// other targets have vast widths and lengths.
+// Fuzzes input with the code 0xFFFFFFFF, which reads as eof, embedded null
+// characters and very long runs. Whether that code ends an extraction depends
+// on the get areas, so there is no model; the target only checks that what is
+// stored is part of the input. The other targets cover huge widths and lengths.
 #include "fuzz.h"
 #include "stream_model.h"
 

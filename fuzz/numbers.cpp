@@ -1,5 +1,5 @@
-// Numbers, written and read by streams of either character type, against a
-// model.
+// Fuzzes writing and reading numbers with streams of both character types,
+// against a model.
 #include "number_model.h"
 
 #include "fuzz.h"

@@ -1,5 +1,5 @@
-// Sequences of stream operations, of either character type, against a model
-// that works character by character.
+// Fuzzes sequences of stream operations of both character types, against a
+// model that works character by character.
 #include "fuzz.h"
 #include "stream_model.h"
 

@@ -1,5 +1,5 @@
-// Sequences of operations on strings, of either character type, against the
-// compiler's own.
+// Fuzzes sequences of string operations of both character types, against
+// std::basic_string.
 #include "fuzz.h"
 #include "string_model.h"
 

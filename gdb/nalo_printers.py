@@ -3,10 +3,10 @@
 GDB loads the installed copy with the shared library. For a static library, or
 a copy that is not installed: (gdb) source .../nalo_printers.py
 
-The printers read the members by their names, so they need the debug
-information of the classes. GCC and Clang leave that of the streams to the
-library: build it with -g, or the program with -femit-class-debug-always (GCC)
-or -fstandalone-debug (Clang).
+The printers access members by name, so they need the debug information of the
+classes. GCC and Clang emit that of the streams only in the library: build it
+with -g, or the program with -femit-class-debug-always (GCC) or
+-fstandalone-debug (Clang).
 """
 
 import gdb
@@ -14,7 +14,7 @@ import gdb.printing
 
 
 def text(begin, size):
-    """The characters at a pointer, as GDB writes a string."""
+    """The characters at a pointer, as GDB prints a string."""
     char = begin.type.target().unqualified()
     limit = gdb.parameter("print elements") or 0
     shown = min(size, limit) if limit else size
@@ -26,7 +26,7 @@ def text(begin, size):
 
 
 def bits(value, none):
-    """The names of the bits that are set in one of the library's bitmasks."""
+    """The names of the bits set in one of the library's bitmasks."""
     number = int(value)
     names = [
         field.name.rpartition("_S_")[2]
@@ -36,7 +36,7 @@ def bits(value, none):
     return "|".join(names) or none
 
 
-EXPOSED_WORD = 1  # string_base::exposed_word_; no debug information has it
+EXPOSED_WORD = 1  # string_base::exposed_word_; not in the debug information
 
 
 class StringPrinter:
@@ -48,8 +48,8 @@ class StringPrinter:
         in_place = value["bx_"]["buf_"]
         char = in_place.type.target().unqualified()
         capacity, size = int(value["rsrv_"]), int(value["size_"])
-        # Bxty::ptr_, the counter in front of it and Bxty::exposed(), as
-        # string_base describes its three modes.
+        # Bxty::ptr_, the counter before it and Bxty::exposed(); string_base
+        # describes the three modes.
         pointer = value["bx_"]["ptr_"].cast(char.pointer())
         if capacity == 2**64 - 1:
             return f"{text(pointer, size)} (read-only, {size})"
@@ -67,7 +67,7 @@ class StringPrinter:
 
 
 class ClassPrinter:
-    """Shows what the members() of a derived printer yield."""
+    """Shows what members() of a derived printer yields."""
 
     def __init__(self, value):
         self.value = value
@@ -93,7 +93,7 @@ class BufferPrinter(ClassPrinter):
             return "none"
         if not int(begin) <= int(current) <= int(end):
             return f"<out of order: {begin}, {current}, {end}>"
-        # What a reader has still to get, or what a writer has put.
+        # What is still to be read, or what was written.
         of_interest = (current, end) if which == "in" else (begin, current)
         content = text(of_interest[0], int(of_interest[1] - of_interest[0]))
         return (f"{int(current - begin)} {before}, "
@@ -121,8 +121,8 @@ class StreamPrinter(ClassPrinter):
         yield "buffer", self.buffer(buffer) if int(buffer) else "none"
 
     def buffer(self, pointer):
-        """What the stream uses: the buffer that it owns, unless it was made to
-        use another one."""
+        """The buffer of the stream: the one that it owns, unless another one was
+        attached."""
         if self.value.type.strip_typedefs().name.startswith("nalo::owning_"):
             own = self.value["buffer_"]
             if own.address.cast(pointer.type) == pointer:

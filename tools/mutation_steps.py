@@ -1,8 +1,7 @@
-"""The steps by which the sources of the library are changed: where they are,
-how they are written into the sources, and how they are shown.
+"""The steps that mutate the sources of the library: where they are, how they
+are written into the sources, and how they are shown.
 
-What stands in constant expressions or comes out of a macro is not changed, only
-counted.
+Code in constant expressions and from macros is not changed, only counted.
 """
 import collections
 import os
@@ -15,7 +14,7 @@ from clang.cindex import CursorKind as Kind, TypeKind
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
-# What an operator is changed to.
+# The replacements for each operator.
 OPERATORS = {
     "<": ("<=", ">="), "<=": ("<", ">"), ">": (">=", "<="), ">=": (">", "<"),
     "==": ("!=",), "!=": ("==",), "&&": ("||",), "||": ("&&",),
@@ -24,12 +23,12 @@ OPERATORS = {
     "+=": ("-=",), "-=": ("+=",), "*=": ("/=",), "/=": ("*=",),
     "&=": ("|=",), "|=": ("&=",), "++": ("--",), "--": ("++",),
 }
-# Types of template code that are numbers, by their last name.
+# Names of types in template code that are numbers.
 NUMBERS = re.compile(r"\b(C|Char|char_type|int_type|size_type|Count|iostate)$")
 
-# A change of the text from start to end. What it makes of it is wrapped in
-# cast, as is the original. With swapped, the extent of a second statement, the
-# change stands for both in the other order.
+# A change of the text from start to end. The changed text and the original are
+# both wrapped in cast. With swapped, the extent of a second statement, the
+# change puts the two statements in the other order.
 Step = collections.namedtuple(
     "Step", "path function start end change cast swapped", defaults=("", None))
 
@@ -110,7 +109,7 @@ class Collector:
         elif kind == Kind.LAMBDA_EXPR:
             self.visit_all(children, returns_reference=False)
         elif kind in (Kind.VAR_DECL, Kind.FIELD_DECL):
-            # The bounds of an array and constants cannot be chosen.
+            # Array bounds and constants cannot be selected at run time.
             frozen = bool(re.search("constexpr|constinit", before)) or (
                 "[" in self.source(cursor).partition("=")[0])
             where = self.function or (
@@ -173,8 +172,8 @@ class Collector:
     @staticmethod
     def depend(*statements):
         """Whether the order of two statements may matter. It does not when
-        neither writes what the other one names, and no client and no member is
-        called."""
+        neither writes what the other one names, and neither calls a client or a
+        member."""
         names, written = [], []
         for text in map(flat, statements):
             plain = re.sub(r"\b(std::|Traits::|\w+_cast<.*?>)\w*\(", "(", text)
@@ -188,8 +187,8 @@ class Collector:
         return any(written[one] & names[1 - one] for one in (0, 1))
 
     def parenthesis(self, start):
-        """The extent inside the first parenthesis behind start, split at the
-        semicolons of its own."""
+        """The extent inside the first parenthesis after start, split at its
+        top-level semicolons."""
         depth, parts = 0, []
         for match in re.compile(
                 r"""'(?:\\.|[^'\\])+'|"(?:\\.|[^"\\])*"|//.*|[][(){};]"""
@@ -269,7 +268,7 @@ class Collector:
         self.visit_all(children)
 
     def is_argument(self, extent):
-        """Whether a number is an argument of a template."""
+        """Whether a number is a template argument."""
         around = (self.text[:extent[0]].rstrip()[-1:] +
                   self.text[extent[1]:].lstrip()[:1])
         return around in ("<>", "<,", ",>")
@@ -325,11 +324,11 @@ class Collector:
 
 
 class Node:
-    """What is made of one extent of a text: pairs of an id and a change."""
+    """The changes of one extent of a text: pairs of an id and a change."""
 
     def __init__(self):
         self.changes = []
-        self.earlier = []  # changes that stand in front of the text
+        self.earlier = []  # changes that precede the text
         self.cast = ""
 
     def wrap(self, text):
@@ -347,7 +346,7 @@ class Node:
 
 
 def with_steps(text, steps):
-    """The text in which each of the steps, by id, can be chosen."""
+    """The text in which each of the steps can be selected by id."""
     nodes = collections.defaultdict(Node)
     for id_, step in steps.items():
         node = nodes[step.start, step.end]
@@ -374,8 +373,8 @@ def with_steps(text, steps):
 
 
 def describe(step, text):
-    """How a step is printed and known, on one line: where it is, and the lines
-    that it changes, as in "file function: if (n {> 0 => >= 0}) return;"."""
+    """The description of a step on one line, which also identifies it: its
+    place and the lines that it changes, as in "file function: if (n {> 0 => >= 0}) return;"."""
     end = (step.swapped or (0, step.end))[1]
     begin = text.rfind("\n", 0, step.start) + 1
     until = text.find("\n", end)

@@ -1,9 +1,9 @@
 // Changes records of the form "key: value" and prints the result.
 //
-// The text lives in memory, behind a stream that both reads and writes. The
-// program reads records at the front of the text and writes the new text behind
-// its end. What lies between two changed records is copied as it stands, so
-// that comments, blank lines and lines that make no sense are kept.
+// The text is in memory, in a stream that both reads and writes. The program
+// reads the records from the beginning of the text and appends the new text at
+// its end. What is between two changed records is copied unchanged, so that
+// comments, blank lines and invalid lines are kept.
 
 #include <nalo/buffers/fd>
 #include <nalo/iostream>
@@ -31,9 +31,9 @@ constexpr const char usage[] =
     "a\n"
     "line 'key: value'; comments, which begin with #, and blank lines stay.\n";
 
-// The text.
+// --- the text ----------------------------------------------------------------
 
-// Takes the input, and ends its last line if it has no end.
+// Loads the input, and adds a newline if the last line has none.
 void load(nalo::iostream& text, nalo::streambuf& input) {
   using traits = nalo::streambuf::traits_type;
   if (input.sgetc() == traits::eof()) return;
@@ -43,7 +43,7 @@ void load(nalo::iostream& text, nalo::streambuf& input) {
   text.seekg(0);
 }
 
-// Copies a part of the text to the put position. Leaves the get position behind
+// Copies a part of the text to the put position. Leaves the get position after
 // that part.
 void copy(nalo::iostream& text, nalo::streampos from, nalo::streampos to) {
   text.seekg(from);
@@ -52,7 +52,7 @@ void copy(nalo::iostream& text, nalo::streampos from, nalo::streampos to) {
   }
 }
 
-// Records.
+// --- records -----------------------------------------------------------------
 
 constexpr bool is_blank(int ch) { return ch == ' ' || ch == '\t'; }
 
@@ -67,10 +67,10 @@ void skip_line(nalo::istream& in) {
 struct record {
   static constexpr std::size_t key_size = 64;  // with its null character
 
-  std::string_view key;  // empty for a comment and a blank line
+  std::string_view key;  // empty for comments and blank lines
   nalo::string value;
 
-  // Reads one line. What is wrong with it, or null.
+  // Reads one line. Returns what is wrong with it, or null.
   const char* read(nalo::istream& in);
 
  private:
@@ -88,7 +88,7 @@ const char* record::read(nalo::istream& in) {
   in.getline(key_area_, key_size, ':');
   if (in.good()) key = {key_area_, static_cast<std::size_t>(in.gcount()) - 1};
   if (key.empty() || key.find('\n') != key.npos) {
-    // The ':' may have been looked for in the lines behind this one.
+    // The search for the ':' may have continued in the following lines.
     key = {};
     in.clear();
     in.seekg(start);
@@ -104,7 +104,7 @@ const char* record::read(nalo::istream& in) {
   return nullptr;
 }
 
-// Changes.
+// --- changes -----------------------------------------------------------------
 
 struct change {
   std::string_view value;  // empty: remove the record
@@ -138,7 +138,7 @@ changes parse(int argc, char** argv) {
   return wanted;
 }
 
-// Not to cerr, which would write out what is pending in cout, and might fail.
+// Not to cerr, which would flush cout, and that might fail.
 void complain(std::string_view text) {
   nalo::clog << "key_value: " << text << nalo::endl;
 }
@@ -148,12 +148,12 @@ void write_record(nalo::ostream& out, std::string_view key,
   if (!value.empty()) out << key << ": " << value << '\n';
 }
 
-// Writes the changed text behind the old one. Answers whether every line made
-// sense.
+// Writes the changed text after the old one. Returns whether all lines were
+// valid.
 bool apply(changes& wanted, nalo::iostream& text, const std::string& file) {
   bool is_sound = true;
   const nalo::streampos end = text.tellp();
-  nalo::streampos done = 0;  // what is before it has been written
+  nalo::streampos done = 0;  // everything before it was written
   record current;
   for (int line = 1; text.tellg() < end; ++line) {
     const nalo::streampos start = text.tellg();
@@ -210,7 +210,7 @@ int main(int argc, char** argv) {
     complain(std::string(error.what()) + "\n\n" + usage);
     return 2;
   } catch (const nalo::fd_output_error& error) {
-    // Whoever closed the pipe has read enough.
+    // The reader has closed the pipe and needs no more.
     if (error.code() == EPIPE) return 128 + SIGPIPE;
     complain(std::string("(standard output): ") + error.what());
   } catch (const nalo::fd_input_error& error) {

@@ -21,7 +21,7 @@ Prints for each file its lines, its characters, the length of its longest line
 and the mean length of its lines. Line ends count as characters, but not in the
 length of a line. Reads standard input for - and when there is no file.
 
-  --skip-lines N  leave out the first N lines of each file
+  --skip-lines N  skip the first N lines of each file
   --words [N]     print the N most frequent words of all files instead (10)
   --copy          copy the files to standard output instead
   --help          print this
@@ -36,11 +36,11 @@ struct options {
   std::vector<const char*> files;
 };
 
-// Says what is wrong and how it would be right.
+// Says what is wrong, and shows the usage.
 struct usage_error : std::runtime_error {
   explicit usage_error(const std::string& why)
       : runtime_error("text_report: " + why + "\n\n" + usage) {}
-  usage_error() : runtime_error(usage) {}  // getopt_long() has said why
+  usage_error() : runtime_error(usage) {}  // getopt_long() has printed why
 };
 
 inline bool is_number(std::string_view text) {

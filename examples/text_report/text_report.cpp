@@ -1,10 +1,10 @@
-// Reports on text files: how many lines and characters they have and how long
-// their lines are, or which words are the most frequent. Copies them, too.
+// Reports on text files: the number of lines and characters and the length of
+// lines, or the most frequent words. Can also copy the files.
 //
-// It reads every file through an input stream over a file descriptor, and
-// writes its report to standard output. Both streams have badbit in their
-// exception mask: what their buffers raise comes here, while ends of input and
-// overlong lines are told by the state alone.
+// It reads each file through an input stream over a file descriptor, and writes
+// its report to standard output. Both streams have badbit in their exception
+// mask: errors of their buffers raise exceptions, while the end of input and
+// overlong lines only set state bits.
 
 #include <nalo/buffers/fd>
 #include <nalo/iomanip>
@@ -33,7 +33,7 @@ using nalo::setfill;
 using nalo::setprecision;
 using nalo::setw;
 
-// The report.
+// --- the report --------------------------------------------------------------
 
 struct text_measures {
   count_type lines = 0;
@@ -60,8 +60,8 @@ struct text_measures {
   }
 };
 
-// Reads long lines piece by piece, so that it needs no more memory for a line
-// of a gigabyte than for a short one.
+// Reads long lines in pieces, so that memory does not grow with the length of a
+// line.
 text_measures measure(nalo::istream& in) {
   constexpr std::size_t piece_size = 64 * 1024;
   text_measures measures;
@@ -69,7 +69,7 @@ text_measures measure(nalo::istream& in) {
   count_type length = 0;
   while (getline(in, piece, '\n', piece_size) || !in.eof()) {
     length += piece.size();
-    if (in.fail()) {  // the piece is full and the line goes on
+    if (in.fail()) {  // the piece is full and the line continues
       in.clear();
       continue;
     }
@@ -92,7 +92,7 @@ void print_row(nalo::ostream& out, const text_measures& measures,
       << nalo::endl;
 }
 
-// Words.
+// --- words -------------------------------------------------------------------
 
 struct string_hash {
   std::size_t operator()(std::string_view text) const noexcept {
@@ -119,8 +119,8 @@ void print_words(nalo::ostream& out, const word_counts& counts,
   for (const entry& word : ranking) total += word.second;
   ranking.resize(limit);
 
-  // The guard puts back the fill, the precision and the flags that the table
-  // changes: the line behind it is formatted as if there were no table.
+  // The guard restores the fill, the precision and the flags that the table
+  // changes, for the line after it.
   {
     const nalo::ios::stream_guard guard(out, out.exceptions());
     out << setfill('.') << nalo::fixed << setprecision(1);
@@ -135,10 +135,10 @@ void print_words(nalo::ostream& out, const word_counts& counts,
       << nalo::endl;
 }
 
-// Copies.
+// --- copies ------------------------------------------------------------------
 
 void copy(nalo::istream& in, nalo::ostream& out) {
-  // Copying nothing would count as a failure.
+  // Copying nothing would set failbit.
   if (in.peek() == nalo::istream::traits_type::eof()) return;
   try {
     out << in.rdbuf() << nalo::flush;
@@ -148,18 +148,18 @@ void copy(nalo::istream& in, nalo::ostream& out) {
   }
 }
 
-// The program.
+// --- the program -------------------------------------------------------------
 
-// Not to cerr, which would write out what is pending in cout, and might fail.
+// Not to cerr, which would flush cout, and that might fail.
 void complain(std::string_view text) { nalo::clog << text << nalo::endl; }
 
-// One line: who could not do it, and why.
+// Prints the name of the file and the error in one line.
 void complain(std::string_view name, const nalo::fd_error& error) {
   complain("text_report: " + std::string(name) + ": " + error.what());
 }
 
-// Calls work(in, name) for each file. A file that cannot be read is complained
-// about and left for the next one. Answers whether all could be read.
+// Calls work(in, name) for each file. Reports files that cannot be read and
+// goes on to the next. Returns whether all could be read.
 template <class Work>
 bool for_each_file(const options& opts, Work work) {
   constexpr auto no_limit = std::numeric_limits<nalo::streamsize>::max();
@@ -235,7 +235,7 @@ int main(int argc, char** argv) {
     complain(error.what());
     return 2;
   } catch (const nalo::fd_output_error& error) {
-    // Whoever closed the pipe has read enough.
+    // The reader has closed the pipe and needs no more.
     if (error.code() == EPIPE) return 128 + SIGPIPE;
     complain("(standard output)", error);
   } catch (const std::exception& error) {

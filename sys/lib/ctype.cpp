@@ -18,8 +18,8 @@ using mask = ctype_base::mask;
 
 // Two bits of the C library's table without a constant in ctype_base, whose
 // graph and alnum are combinations of other classes.
-constexpr mask kTableGraph = 32768;
-constexpr mask kTableAlnum = 8;
+constexpr mask table_graph = 32768;
+constexpr mask table_alnum = 8;
 
 consteval bool in(int ch, char first, char last) {
   return first <= ch && ch <= last;
@@ -38,10 +38,10 @@ consteval mask classes_of(int ch) {
   add(is_upper, ctype_base::upper | ctype_base::alpha);
   add(is_lower, ctype_base::lower | ctype_base::alpha);
   add(is_digit, ctype_base::digit);
-  add(is_alnum, kTableAlnum);
+  add(is_alnum, table_alnum);
   add(is_digit || in(ch, 'A', 'F') || in(ch, 'a', 'f'), ctype_base::xdigit);
   add(is_graph && !is_alnum, ctype_base::punct);
-  add(is_graph, kTableGraph);
+  add(is_graph, table_graph);
   add(is_graph || ch == ' ', ctype_base::print);
   add(ch == ' ' || ch == '\t', ctype_base::blank);
   add(ch == ' ' || in(ch, '\t', '\r'), ctype_base::space);
@@ -55,7 +55,7 @@ consteval auto make_classic_table() {
   return table;
 }
 
-constexpr ptrdiff_t kBlock = 16;
+constexpr ptrdiff_t block_size = 16;
 
 // Returns a bit for each character of a block, the lowest for the first:
 // whether it is white space in the classic locale.
@@ -91,7 +91,7 @@ const char* ctype<char>::is(const char* lo, const char* hi,
 const char* ctype<char>::scan_is(mask msk, const char* lo,
                                  const char* hi) const noexcept {
   if (msk == space && table_ == classic_table()) [[likely]] {
-    for (; hi - lo >= kBlock; lo += kBlock) {
+    for (; hi - lo >= block_size; lo += block_size) {
       if (const unsigned found = spaces_in_block(lo)) {
         return lo + std::countr_zero(found);
       }

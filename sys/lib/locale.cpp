@@ -19,7 +19,7 @@ namespace nalo {
 namespace {
 
 // The source file that errors raised here name.
-constexpr const char* kFile = "sys/lib/locale.cpp";
+constexpr const char* source_file = "sys/lib/locale.cpp";
 
 // Deletes a facet owned by locales at the end of the scope, unless a locale has
 // taken it.
@@ -158,12 +158,14 @@ namespace {
 
 using word = std::uintptr_t;
 
-constexpr word kOne = word{1} << 48;
-constexpr word kMost = 0xFFFF;
-constexpr word kHalf = kMost / 2 + 1;
+constexpr word one_reference = word{1} << 48;
+constexpr word max_prepaid = 0xFFFF;
+constexpr word half_prepaid = max_prepaid / 2 + 1;
 
-word prepaid(word global) { return global / kOne; }
-Locale* set_of(word global) { return reinterpret_cast<Locale*>(global % kOne); }
+word prepaid(word global) { return global / one_reference; }
+Locale* set_of(word global) {
+  return reinterpret_cast<Locale*>(global % one_reference);
+}
 
 // For leak checkers, which look for plain addresses.
 constinit std::atomic<Locale*> visible_global{nullptr};
@@ -172,19 +174,19 @@ constinit std::atomic<Locale*> visible_global{nullptr};
 // alive. Does nothing when another set has become the global one or another
 // thread has added references.
 void prepay(Locale* set) noexcept {
-  set->add_references(kHalf);
+  set->add_references(half_prepaid);
   const std::atomic_ref global(global_locale);
   word value = global.load(std::memory_order_relaxed);
-  while (set_of(value) == set && prepaid(value) < kHalf) {
+  while (set_of(value) == set && prepaid(value) < half_prepaid) {
     // uncovered: false only when threads meet here.
-    if (global.compare_exchange_weak(value, value + kHalf * kOne,
-                                     std::memory_order_release,
-                                     std::memory_order_relaxed)) {
+    if (global.compare_exchange_weak(
+            value, value + half_prepaid * one_reference,
+            std::memory_order_release, std::memory_order_relaxed)) {
       return;
     }
   }
   // uncovered: only when threads meet here.
-  set->remove_references(kHalf);
+  set->remove_references(half_prepaid);
 }
 
 // Makes a set the global one, taking over a reference to it, and returns a
@@ -192,8 +194,8 @@ void prepay(Locale* set) noexcept {
 Locale* exchange_global(Locale* set) noexcept {
   word value = 0;
   if (set != &classic_locale) {
-    set->add_references(kMost);
-    value = reinterpret_cast<word>(set) + kMost * kOne;
+    set->add_references(max_prepaid);
+    value = reinterpret_cast<word>(set) + max_prepaid * one_reference;
   }
   visible_global.store(set, std::memory_order_relaxed);
   const word old =
@@ -215,11 +217,11 @@ Locale* share_global_locale() noexcept {
     if (prepaid(value) == 0) value = global.load(std::memory_order_relaxed);
     // uncovered: false only when threads meet here.
   } while (prepaid(value) == 0 ||
-           !global.compare_exchange_weak(value, value - kOne,
+           !global.compare_exchange_weak(value, value - one_reference,
                                          std::memory_order_acquire,
                                          std::memory_order_relaxed));
   Locale* set = set_of(value);
-  if (prepaid(value) <= kHalf) prepay(set);
+  if (prepaid(value) <= half_prepaid) prepay(set);
   return set;
 }
 
@@ -231,9 +233,10 @@ namespace {
 
 // Returns the locale with a name given by a client.
 const locale& named(const char* name, locale::category cats) {
-  if (!name) locale::throwOnNullName(kFile, __LINE__);
+  if (!name) locale::throwOnNullName(source_file, __LINE__);
   if (std::strcmp(name, "C") != 0 && std::strcmp(name, "POSIX") != 0) {
-    locale::throwOnCreationFailure(kFile, __LINE__, cats, name, "unknown name");
+    locale::throwOnCreationFailure(source_file, __LINE__, cats, name,
+                                   "unknown name");
   }
   return locale::classic();
 }
@@ -248,7 +251,7 @@ locale::locale(const locale& base, const char* name, category cats)
 locale::locale(const locale& base, const locale& other, category cats)
     : locale(base) {
   if ((cats & ~all) != 0) {
-    throwOnCreationFailure(kFile, __LINE__, cats, other.name_(),
+    throwOnCreationFailure(source_file, __LINE__, cats, other.name_(),
                            "unknown category");
   }
   if (cats == none || base == other) return;
@@ -324,7 +327,7 @@ void locale::throwOnCreationFailure(const char* file, int line, int cats,
 }
 
 void locale::throwMissingFacet_() const {
-  raise<missing_facet_error>(kFile, __LINE__,
+  raise<missing_facet_error>(source_file, __LINE__,
                              "nalo::use_facet \"%s\" lacks the facet", name_());
 }
 

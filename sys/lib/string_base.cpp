@@ -8,7 +8,7 @@ namespace nalo {
 
 namespace {
 
-constexpr const char* kStringFile = "sys/src/nalo/string";
+constexpr const char* string_file = "sys/src/nalo/string";
 
 }  // namespace
 
@@ -21,22 +21,22 @@ void invalid_argument::throw_self() { throw invalid_argument(*this); }
 namespace impl {
 
 void throwStringOverflow(int ln) {
-  tThrow(overflow_error(kStringFile, ln, "nalo::string integer overflow"));
+  tThrow(overflow_error(string_file, ln, "nalo::string integer overflow"));
 }
 
 void throwStringUnderflow(int ln) {
-  tThrow(underflow_error(kStringFile, ln, "nalo::string integer underflow"));
+  tThrow(underflow_error(string_file, ln, "nalo::string integer underflow"));
 }
 
 void throwStringRange(int ln, size_t pos, size_t size) {
   char msg[96];
   std::snprintf(msg, sizeof msg, "nalo::string position %zu, size %zu", pos,
                 size);
-  tThrow(out_of_range(kStringFile, ln, msg));
+  tThrow(out_of_range(string_file, ln, msg));
 }
 
 void throwStringNull(int ln) {
-  tThrow(invalid_argument(kStringFile, ln, "nalo::string null pointer"));
+  tThrow(invalid_argument(string_file, ln, "nalo::string null pointer"));
 }
 
 template NALO_API void StringRvalueException<true>::doThrow(int, const char*);

@@ -18,7 +18,7 @@ namespace nalo {
 
 namespace {
 
-constexpr const char* kFile = "sys/lib/buffers/fd.cpp";
+constexpr const char* source_file = "sys/lib/buffers/fd.cpp";
 
 // Raises the error of the system call that has just failed, after the given
 // number of characters of a block was transferred.
@@ -26,7 +26,7 @@ template <class Error>
 [[noreturn]] void raise(int line, const char* action,
                         streamsize transferred = 0) {
   const int code = errno;
-  tThrow(Error(kFile, line, action, code, transferred));
+  tThrow(Error(source_file, line, action, code, transferred));
 }
 
 // Repeats a system call as long as signals interrupt it.
@@ -96,9 +96,9 @@ int open_file(const char* path, ios_base::openmode mode) {
   const int code = errno;
   const std::string action = "cannot open \"" + std::string(path) + '"';
   if ((mode & (ios_base::out | ios_base::app)) != 0) {
-    tThrow(fd_output_error(kFile, __LINE__, action.c_str(), code));
+    tThrow(fd_output_error(source_file, __LINE__, action.c_str(), code));
   }
-  tThrow(fd_input_error(kFile, __LINE__, action.c_str(), code));
+  tThrow(fd_input_error(source_file, __LINE__, action.c_str(), code));
 }
 
 std::string message(const char* action, int code, streamsize transferred) {
@@ -201,7 +201,7 @@ void fdbuf::close() {
   }
 }
 
-// Input.
+// --- input -------------------------------------------------------------------
 
 void fdbuf::start_input_() {
   write_out_();
@@ -332,7 +332,7 @@ void fdbuf::give_back_() noexcept {
   if (has_position_) setg(nullptr, nullptr, nullptr);
 }
 
-// Output.
+// --- output ------------------------------------------------------------------
 
 void fdbuf::start_output_() {
   if (!put_area_) {
@@ -393,7 +393,7 @@ int fdbuf::sync() {
   return 0;
 }
 
-// Positions.
+// --- positions ---------------------------------------------------------------
 
 // Does not write pending output first, except when appending, where only the
 // file determines its position.

@@ -9,7 +9,7 @@ namespace nalo {
 
 namespace {
 
-constexpr const char* kFile = "sys/lib/buffers/file.cpp";
+constexpr const char* source_file = "sys/lib/buffers/file.cpp";
 
 // Runs an operation and returns the buffer, or null when it raises.
 template <class Operation>
@@ -40,7 +40,7 @@ void filebuf::open_(const impl::file_path& path, ios_base::openmode mode) {
 
 void filebuf::close_() {
   if (!is_open()) {
-    tThrow(fd_output_error(kFile, __LINE__, "cannot close", EBADF));
+    tThrow(fd_output_error(source_file, __LINE__, "cannot close", EBADF));
   }
   try {
     fdbuf::close();

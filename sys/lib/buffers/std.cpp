@@ -5,7 +5,7 @@ namespace nalo::impl {
 
 namespace {
 
-// Conversions of values that the two sides define differently.
+// --- conversions -------------------------------------------------------------
 
 template <class To, class From>
 typename To::int_type converted(typename From::int_type ch) {

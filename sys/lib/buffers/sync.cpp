@@ -78,7 +78,7 @@ class only_use {
 
 constinit only_use::places only_use::places_;
 
-constexpr size_t kFirstSize = 256;
+constexpr size_t first_size = 256;
 
 }  // namespace
 
@@ -137,7 +137,7 @@ bool basic_syncbuf<Char, Traits>::emit() {
 template <class Char, class Traits>
 auto basic_syncbuf<Char, Traits>::overflow(int_type ch) -> int_type {
   const auto size = static_cast<size_t>(this->epptr() - this->pbase());
-  const size_t more = std::max(2 * size, kFirstSize);
+  const size_t more = std::max(2 * size, first_size);
   auto text = std::make_unique_for_overwrite<Char[]>(more);
   Traits::copy(text.get(), this->pbase(), size);
   text_ = std::move(text);

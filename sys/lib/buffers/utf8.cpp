@@ -15,8 +15,8 @@ namespace {
 using areas = impl::stream_areas<char, char_traits<char>>;
 using byte_traits = char_traits<char>;
 
-constexpr wchar_t kReplacement = 0xFFFD;
-constexpr size_t kLongest = 4;  // bytes of a character
+constexpr wchar_t replacement_char = 0xFFFD;
+constexpr size_t longest_sequence = 4;  // bytes of a character
 
 // The bytes at the beginning of a text: a whole character, the beginning of one
 // that continues beyond the text, or none. For none, length is the number of
@@ -139,14 +139,14 @@ void utf8buf::forget_() noexcept {
 // bytes beyond that.
 wchar_t utf8buf::replaced_(const char* what, ios_base::openmode mode,
                            streamoff count, streamoff back) {
-  if (errors_ == encoding_errors::replace) return kReplacement;
+  if (errors_ == encoding_errors::replace) return replacement_char;
   const streamoff at = bytes_->pubseekoff(0, ios_base::cur, mode);
   const streamoff position = (at == -1 ? count : at) - back;
   tThrow(encoding_error("sys/lib/buffers/utf8.cpp", __LINE__,
                         (what + std::to_string(position)).c_str(), position));
 }
 
-// Input.
+// --- input -------------------------------------------------------------------
 
 // Empties the get area except for what can be put back.
 void utf8buf::start_input_() {
@@ -265,7 +265,7 @@ void utf8buf::give_back_() {
   }
 }
 
-// Output.
+// --- output ------------------------------------------------------------------
 
 // Writes the remaining bytes of a character. Returns false when the buffer of
 // bytes still refuses one.
@@ -289,7 +289,7 @@ streamsize utf8buf::encode_in_place_(const wchar_t* s, streamsize n) noexcept {
   auto* const end = begin + areas::out_left(bytes_);
   auto* to = begin;
   streamsize done = 0;
-  while (done < n && end - to >= static_cast<ptrdiff_t>(kLongest)) {
+  while (done < n && end - to >= static_cast<ptrdiff_t>(longest_sequence)) {
     const unsigned length = encode(s[done], to);
     if (length == 0) break;
     to += length;
@@ -354,7 +354,7 @@ int utf8buf::sync() {
   return bytes_->pubsync();
 }
 
-// Positions.
+// --- positions ---------------------------------------------------------------
 
 template <class Seek>
 streampos utf8buf::move_(ios_base::openmode mode, Seek seek) {
