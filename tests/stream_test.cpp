@@ -504,7 +504,7 @@ TYPED_TEST(Stream, PadsIntoTheBufferThatAnOverflowPutInPlace) {
   EXPECT_EQ(shown<TypeParam>(second.output()), " x");
 }
 
-// Lets pptr() pass epptr(), which hardened builds stop.
+// Lets pptr() pass epptr(), and gptr() egptr(), which hardened builds stop.
 #ifndef NALO_HARDENED
 template <class Char>
 struct overrun_streambuf : nalo::basic_streambuf<Char> {
@@ -512,6 +512,7 @@ struct overrun_streambuf : nalo::basic_streambuf<Char> {
   overrun_streambuf() {
     this->setp(area, area + 2);
     this->pbump(4);
+    this->setg(area, area + 4, area + 2);
   }
   int_type overflow(int_type ch) override {
     return drained += static_cast<char>(ch), ch;
@@ -519,12 +520,18 @@ struct overrun_streambuf : nalo::basic_streambuf<Char> {
   Char area[40] = {};
   std::string drained;
 };
-TYPED_TEST(Stream, WritesNothingBehindThePutArea) {
+TYPED_TEST(Stream, UsesNothingBehindItsAreas) {
   overrun_streambuf<TypeParam> buf;
   nalo::basic_ostream<TypeParam> out(&buf);
   out.put('a') << TypeParam('b') << nalo::setw(3) << "c" << 12345;
   EXPECT_EQ(buf.drained, "ab  c12345");
   EXPECT_EQ(std::ranges::count(buf.area, TypeParam()), 40);
+  nalo::basic_istream<TypeParam> in(&buf);
+  EXPECT_EQ(in.get(), nalo::char_traits<TypeParam>::eof());
+  in.clear();
+  EXPECT_EQ(
+      getline(in, *std::make_unique<std::basic_string<TypeParam>>()).rdstate(),
+      eof | fail);
 }
 #endif
 
