@@ -177,6 +177,10 @@ const row<Char> rows[] = {
           io.imbue(io.getloc().template without_<nalo::ctype<Char>>()),
           raised_by([&] { io >> io.n; })),
      "7", good, "nalo::ios_base the locale lacks a facet", 0, "7"},
+    // A new stream fixes its fill by the ctype inside of the guarded region.
+    {CALL(io.imbue(io.getloc().template without_<nalo::ctype<Char>>()),
+          io << 42, 0),
+     "", bad, "0", 7, ""},
     // Nothing is written behind a refusal.
     {CALL(io.refusing() << nalo::left << nalo::setw(80) << far, io.log()), "",
      bad, "xsputn ", 7, ""},
