@@ -1,17 +1,10 @@
 // Runs a target under libFuzzer. The target's source includes this header and
 // defines run().
-#ifndef NALO_FUZZ_FUZZ_H
-#define NALO_FUZZ_FUZZ_H
+#pragma once
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 
-#include "choices.h"
+#include "common.h"
 
 // Performs the operations that the input chooses. A failed expectation ends the
 // program, like a crash.
@@ -32,5 +25,3 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {
   operations += std::max(input.operations(), size_t{1});
   return 0;
 }
-
-#endif

@@ -5,21 +5,14 @@
 #include <nalo/buffers/string>
 #include <nalo/testing>
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include "common.h"
-#include "failing_source.h"
 
 namespace {
 
-using nalo::ios_base;
+using namespace nalo_test;
 using nalo::testing::check_input, nalo::testing::check_output;
 using nalo::testing::sample_text, nalo::testing::violations;
-using nalo_test::put, nalo_test::shown, nalo_test::taken, nalo_test::widened;
-
-constexpr auto in = ios_base::in, out = ios_base::out, app = ios_base::app;
-constexpr auto ate = ios_base::ate, trunc = ios_base::trunc;
+using nalo_test::trunc;  // not the one of <cmath>
 
 template <class Char>
 using over_std =
@@ -156,7 +149,7 @@ TYPED_TEST(Buffers, CopyNoStringThatNeedNotBe) {
 }
 
 TYPED_TEST(Buffers, KeepTheirTextWhenMemoryIsRefused) {
-  nalo_test::failing_source source;
+  failing_source source;
   nalo::allocator memory(source);
   using string = nalo::basic_string<TypeParam>;
   nalo::basic_stringbuf<TypeParam> buffer{string(memory)};
@@ -201,16 +194,14 @@ TYPED_TEST(Buffers, PassBetweenTheLibrariesWithoutLoss) {
 
 TEST(Mapbuf, ReadsAFileInMemory) {
   const std::string text = sample_text<char>(300);
-  const int file = ::memfd_create("test", 0);
-  EXPECT_EQ(nalo::mapbuf(file).sgetc(), EOF);
-  EXPECT_EQ(::write(file, text.data(), text.size()), 300);
-  const auto path = "/proc/self/fd/" + std::to_string(file);
+  const memory_file file(text);
+  EXPECT_EQ(nalo::mapbuf(memory_file().fd).sgetc(), EOF);
   EXPECT_EQ(
       check_input<char>(
-          [&] { return std::make_unique<nalo::mapbuf>(path.c_str()); }, text),
+          [&] { return std::make_unique<nalo::mapbuf>(file.path.c_str()); },
+          text),
       violations());
-  nalo::mapbuf one(file), two(file);
-  ::close(file);
+  nalo::mapbuf one(::dup(file.fd)), two(file.fd);
   one.sbumpc();
   EXPECT_EQ(one.sputbackc('\1'), EOF) << "it cannot be written";
   EXPECT_EQ(one.sputc('x'), EOF);
@@ -222,7 +213,7 @@ TEST(Mapbuf, ReadsAFileInMemory) {
 
 TEST(Mapbuf, SaysWhatItCannotMap) {
   const auto expect = [](auto what, const char* error) {
-    EXPECT_EQ(nalo_test::raised_by([=] { nalo::mapbuf buffer(what); }), error);
+    EXPECT_EQ(raised_by([=] { nalo::mapbuf buffer(what); }), error);
   };
   expect("/", "cannot map \"/\": No such device");
   expect("/proc/self/status",

@@ -1,17 +1,14 @@
 // How errors are raised, what they carry, who hears of them, and the memory
 // that is refused.
 #include <nalo/base/ios_base>
-#include <nalo/exception>
 #include <nalo/locale>
-#include <nalo/memory>
-
-#include <pthread.h>
 
 #include "blocks_in_use.h"
 #include "common.h"
-#include "failing_source.h"
 
 namespace {
+
+using namespace nalo_test;
 
 using nalo::ios_base;
 
@@ -84,9 +81,9 @@ TEST(Raise, WorksInDestructorsOfThreadSpecificDataAndLeaksNothing) {
   pthread_key_t key;
   ASSERT_EQ(pthread_key_create(&key, raise_late), 0);
   std::string seen(100, ' ');  // so that it need not grow
-  const long blocks = nalo_test::blocks_in_use;
+  const long blocks = blocks_in_use;
   std::thread([&] { pthread_setspecific(key, &seen); }).join();
-  EXPECT_EQ(nalo_test::blocks_in_use, blocks);
+  EXPECT_EQ(blocks_in_use, blocks);
   EXPECT_EQ(seen, "nothing was raised, a/file: local, then 2 b:3: swallowed");
   pthread_key_delete(key);
 }
@@ -98,16 +95,16 @@ struct unknown_facet : nalo::locale::facet {
 // Only a text of more than 127 bytes takes memory; it is cut without.
 TEST(Raise, NeedsNoMemory) {
   const std::string longest(127, 'x'), longer(200, 'x');
-  nalo_test::failing_source source;
+  failing_source source;
   source.refuse_after(0);
-  const long blocks = nalo_test::blocks_in_use;
+  const long blocks = blocks_in_use;
   {
-    nalo_test::refused = [] { return true; };
+    refused = [] { return true; };
     EXPECT_THROW(nalo::allocator(source).allocate(1), nalo::allocation_error);
     EXPECT_THROW(nalo::use_facet<unknown_facet>(nalo::locale::classic()),
                  nalo::missing_facet_error);
     nalo::exception copy("", 0, longer.c_str());
-    nalo_test::refused = [] { return false; };
+    refused = [] { return false; };
     EXPECT_EQ(copy.what(), longest);
     {
       const nalo::exception error("", 0, longer.c_str()), same = error;
@@ -117,7 +114,7 @@ TEST(Raise, NeedsNoMemory) {
     copy.register_on_thread();
     EXPECT_EQ(nalo::exception::last_on_thread().message, longer);
   }
-  EXPECT_EQ(nalo_test::blocks_in_use, blocks);
+  EXPECT_EQ(blocks_in_use, blocks);
 }
 
 // A stream that swallows an error must not end the program because its thread
@@ -154,7 +151,7 @@ TEST(Dump, DoesNotEnterAHandlerAgainThatRunsOnItsThread) {
 TEST(RawChunk, IsBoundedBeforeTheSourceIsAsked) {
   using chunk = nalo::allocate_raw_chunk<wchar_t>;
   constexpr size_t width = sizeof(wchar_t);
-  nalo_test::failing_source source;
+  failing_source source;
   const nalo::allocator ma(source);
   EXPECT_TRUE(ma == nalo::allocator(source) && ma != nalo::allocator());
   volatile wchar_t* one = chunk(ma);

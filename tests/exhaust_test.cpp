@@ -3,11 +3,9 @@
 // The tests run a slice; ./dev exhaust runs all.
 
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <initializer_list>
 
-#include "choices.h"
 #include "common.h"
 #include "number_model.h"
 #include "stream_model.h"

@@ -4,22 +4,17 @@
 #include <nalo/testing>
 
 #include <fcntl.h>
-#include <pthread.h>
-#include <unistd.h>
 
 #include "common.h"
 #include "descriptor_model.h"
 
 namespace {
 
-using nalo::fd_ownership, nalo::ios_base;
+using namespace nalo_test;
+using nalo::fd_ownership;
 using nalo::testing::check_input, nalo::testing::check_output;
 using nalo::testing::sample_text, nalo::testing::violations;
-using nalo_test::content, nalo_test::descriptors;
-using nalo_test::put, nalo_test::taken, nalo_test::watched;
-
-constexpr auto in = ios_base::in, out = ios_base::out, app = ios_base::app;
-constexpr auto ate = ios_base::ate, trunc = ios_base::trunc;
+using nalo_test::trunc;  // not the one of <cmath>
 
 TEST(Fdbuf, KeepsTheContract) {
   const std::string text = sample_text<char>(300);
@@ -165,22 +160,21 @@ TEST(Fdbuf, OpensFilesAsTheModeSays) {
       {out | app, "abcdxy"},
       {in | app, "abcdxy"},
       {in | out | app, "abcdxy"},
-      {in | trunc, "cannot open PATH: Invalid argument"},
+      {in | trunc, "cannot open \"PATH\": Invalid argument"},
   };
   for (const auto& row : rows) {
-    const descriptors file("file", "abcd");
-    const auto path = "/proc/self/fd/" + std::to_string(file.ends[0]);
+    const memory_file file("abcd");
     std::string result;
     try {
-      nalo::fdbuf buffer(path.c_str(), row.mode);
+      nalo::fdbuf buffer(file.path.c_str(), row.mode);
       EXPECT_NE(::fcntl(buffer.fd(), F_GETFD) & FD_CLOEXEC, 0);
       put(buffer, "xy");
       buffer.close();
-      result = content(file.ends[1]);
+      result = content(file.fd);
     } catch (const nalo::fd_error& error) {
       result = error.what();
-      const auto at = result.find('"' + path + '"');
-      if (at != result.npos) result.replace(at, path.size() + 2, "PATH");
+      const auto at = result.find(file.path);
+      if (at != result.npos) result.replace(at, file.path.size(), "PATH");
     }
     EXPECT_EQ(result, row.result) << row.mode;
   }

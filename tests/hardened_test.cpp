@@ -1,6 +1,5 @@
 // The checks of the hardened build: what breaks the rules of an unchecked call
 // ends the program, with the place and the rule.
-#include <nalo/istream>
 
 #include "common.h"
 

@@ -2,12 +2,10 @@
 // copies and exchanges them.
 #include <nalo/iomanip>
 #include <nalo/ios>
-#include <nalo/istream>
 #include <nalo/ostream>
 
 #include <climits>
 #include <concepts>
-#include <new>
 
 #include "blocks_in_use.h"
 #include "common.h"

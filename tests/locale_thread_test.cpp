@@ -10,7 +10,6 @@
 #include <ctype.h>
 #include <dlfcn.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <latch>

@@ -5,33 +5,31 @@
 #include <nalo/base/num_get>
 #include <nalo/base/num_put>
 #include <nalo/iomanip>
+#include <nalo/spanstream>
 
 #include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 
 #include "common.h"
 
 namespace {
 
-using nalo::ios_base;
+using namespace nalo_test;
 using nalo::locale;
-using nalo_test::scripted_streambuf;
-using nalo_test::widened;
 
 TEST_SUITE_OF_CHARACTERS(Number);
 
 TYPED_TEST(Number, OfAnyTypeAndFormIsWhatTheModelSays) {
-  nalo_test::choices random(20240607);
+  choices random(20240607);
   for (int round = 0; round < 20000 && !this->HasFailure(); ++round) {
-    nalo_test::numbers::compare<TypeParam>(random);
+    numbers::compare<TypeParam>(random);
   }
 }
 
 // What random texts seldom hold, read as each type. A # stands for many zeros.
 TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
-  using namespace nalo_test::numbers;
+  using namespace numbers;
   std::vector<std::string> limits = {"18446744073709551616"};  // of integers
   for (const int bits : {15, 16, 31, 32, 63, 64}) {
     for (const unsigned long near : {~0UL, 0UL, 1UL}) {
@@ -89,23 +87,15 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
   }
 }
 
-// A put area with more room than a number takes.
-template <class Char>
-struct roomy_streambuf : nalo::basic_streambuf<Char> {
-  roomy_streambuf() { this->setp(text_.data(), text_.data() + text_.size()); }
-
-  std::basic_string<Char> text_ = std::basic_string<Char>(32, '~');
-};
-
 TYPED_TEST(Number, NearAPowerHasAllOfItsDigitsAndLeavesWhatIsBehind) {
   const auto check = [](auto value, ios_base::fmtflags flags,
                         std::string expected) {
-    roomy_streambuf<TypeParam> buf;
-    nalo::basic_ostream<TypeParam> out(&buf);
+    std::basic_string<TypeParam> area(32, '~');
+    nalo::basic_ospanstream<TypeParam> out(area);
     out.flags(flags);
     out << value;
-    expected.resize(buf.text_.size(), '~');
-    EXPECT_EQ(buf.text_, widened<TypeParam>(expected)) << expected;
+    expected.resize(area.size(), '~');
+    EXPECT_EQ(area, widened<TypeParam>(expected)) << expected;
   };
   for (const unsigned long base : {10, 16}) {
     for (unsigned long power = 1;; power *= base) {
@@ -133,7 +123,7 @@ TEST(Number, OfFewDigitsIsRoundedAsToCharsDoes) {
       {ios_base::dec, std::chars_format::general},
       {ios_base::scientific, std::chars_format::scientific},
       {ios_base::fixed, std::chars_format::fixed}};
-  nalo_test::choices random(20241125);
+  choices random(20241125);
   for (int round = 0; round < 100'000 && !HasFailure(); ++round) {
     const auto digits = random.below(1'000'000) >> random.below(20);
     const auto text = std::to_string(digits) + 'e' +
@@ -192,7 +182,7 @@ TYPED_TEST(Number, NeedsAPunctuationAndABuffer) {
   check(true, ios_base::boolalpha);
   EXPECT_EQ(buf.own_log_, "");
   // The width is reset before a buffer can raise.
-  buf.fail_in(1, nalo_test::fault::other);
+  buf.fail_in(1, fault::other);
   io.width(100'000);
   EXPECT_THROW(writer.put(&buf, io, Char(' '), 42L), int);
   EXPECT_EQ(io.width(), 0);

@@ -3,38 +3,13 @@
 #include <nalo/spanstream>
 #include <nalo/sstream>
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <filesystem>
 
 #include "common.h"
-#include "dump_counter.h"
-#include "failing_source.h"
 
 namespace {
 
-using nalo::ios_base;
-using nalo_test::failing_source, nalo_test::shown, nalo_test::widened;
-
-constexpr auto in = ios_base::in, out = ios_base::out, ate = ios_base::ate;
-constexpr auto failbit = ios_base::failbit;
-
-// A new file, for as long as this lives.
-struct temporary_file {
-  explicit temporary_file(std::string_view text = {}) {
-    EXPECT_EQ(::write(fd, text.data(), text.size()), ssize_t(text.size()));
-  }
-  ~temporary_file() { ::close(fd); }
-  std::string text() const {
-    std::string text(1000, '\0');
-    const auto n = ::pread(fd, text.data(), text.size(), 0);
-    return text.substr(0, n < 0 ? 0 : static_cast<std::size_t>(n));
-  }
-
-  int fd = ::memfd_create("test", 0);
-  std::string path = "/proc/self/fd/" + std::to_string(fd);
-};
+using namespace nalo_test;
 
 TEST_SUITE_OF_CHARACTERS(OwningStreams);
 
@@ -54,8 +29,7 @@ std::string told(Stream& stream) {
   all << long{stream.rdstate()} << ' ' << long{stream.flags()} << ' '
       << stream.width() << ' ' << stream.iword(20) << ' ';
   if constexpr (requires { stream.gcount(); }) {
-    all << stream.gcount() << ' '
-        << shown<Char>(nalo_test::taken(*stream.rdbuf(), 1000));
+    all << stream.gcount() << ' ' << shown<Char>(taken(*stream.rdbuf(), 1000));
   } else if constexpr (requires { stream.rdbuf()->view(); }) {
     all << shown<Char>(stream.rdbuf()->view());
   }
@@ -98,12 +72,12 @@ TYPED_TEST(OwningStreams, MoveWithAllThatTheyHave) {
     EXPECT_EQ(moved_about(basic_ispanstream<Char>(array)), read + rest);
     EXPECT_EQ(moved_about(basic_spanstream<Char>(array)), read + rest);
     EXPECT_EQ(moved_about(basic_ospanstream<Char>(array)), wrote + 'x');
-    const temporary_file file("a" + rest);
+    const memory_file file("a" + rest);
     EXPECT_EQ(moved_about(basic_ifstream<Char>(file.path)), read + rest);
     EXPECT_EQ(moved_about(basic_fstream<Char>(file.path)), read + (&rest[1]));
-    EXPECT_EQ(file.text(), "ax" + rest.substr(1));
+    EXPECT_EQ(content(file.fd), "ax" + rest.substr(1));
     EXPECT_EQ(moved_about(basic_ofstream<Char>(file.path)), wrote);
-    EXPECT_EQ(file.text(), "x");
+    EXPECT_EQ(content(file.fd), "x");
   }
 }
 
@@ -142,7 +116,7 @@ TYPED_TEST(OwningStreams, TakeTextOfEachKind) {
   istream one, two, three, four;
   one.str(text), two.str(view), three.str(text.c_str()), four.str(own);
   EXPECT_EQ(sum(one, two, three, four), 4 * 12);
-  EXPECT_THROW(istream(own, in, failbit).ignore(9).get(), ios_base::failure);
+  EXPECT_THROW(istream(own, in, fail).ignore(9).get(), ios_base::failure);
   nalo::basic_ostringstream<Char> writer(nalo::basic_string<Char>(99, 'x'),
                                          ate);
   const Char* const chunk = writer.view().data();
@@ -151,7 +125,7 @@ TYPED_TEST(OwningStreams, TakeTextOfEachKind) {
 
 TEST(FileStreams, TakePathsOfEachKind) {
   using nalo::ifstream;
-  const temporary_file file("1");
+  const memory_file file("1");
   const std::string longer = file.path + "0";
   const nalo::string own(file.path.c_str());
   const auto lent = nalo::string::c_str(longer.c_str(), file.path.size());
@@ -166,13 +140,13 @@ TEST(FileStreams, TakePathsOfEachKind) {
 // holds and the error that was registered.
 template <class Stream>
 std::string outcome(void (*work)(Stream), bool raises = false) {
-  const nalo_test::dump_counter dumps;
-  const temporary_file file("abcd");
+  const dump_counter dumps;
+  const memory_file file("abcd");
   const auto earlier = nalo::exception::last_on_thread().count;
   std::remove_reference_t<Stream> stream(file.path);
   std::string all;
   try {
-    if (raises) stream.exceptions(failbit);
+    if (raises) stream.exceptions(fail);
     work(stream);
   } catch (const ios_base::failure&) {
     all = "raised ";
@@ -180,7 +154,7 @@ std::string outcome(void (*work)(Stream), bool raises = false) {
   stream.flush();
   const auto error = nalo::exception::last_on_thread();
   all += nalo::state_names(stream.rdstate());
-  all += (stream.is_open() ? " open " : " ") + file.text();
+  all += (stream.is_open() ? " open " : " ") + content(file.fd);
   if (error.count != earlier) all += std::string(", ") + error.message;
   return dumps.count() == 0 ? all : all + " dumped";
 }
@@ -207,7 +181,7 @@ TEST(FileStreams, OpenAndClose) {
             "failbit open abcd, cannot open \"/\": Device or resource busy");
   EXPECT_EQ(outcome<io>([](io s) { s.close(), s.get(), s.open("/", in); }),
             "goodbit open abcd");
-  EXPECT_THROW(nalo::ifstream("/none", in, failbit), nalo::fd_input_error);
+  EXPECT_THROW(nalo::ifstream("/none", in, fail), nalo::fd_input_error);
   // What cannot be written is dropped, and the file is closed.
   EXPECT_EQ(outcome<io>([](io s) {
               s.close(), s.open("/dev/full"), s << 1, s.close();
@@ -217,15 +191,15 @@ TEST(FileStreams, OpenAndClose) {
 
 // A filebuf by itself reports in its results.
 TEST(FileStreams, OwnABufferThatWorksAlone) {
-  const temporary_file file("abcd");
+  const memory_file file("abcd");
   nalo::filebuf buffer;
   EXPECT_TRUE(!buffer.close() && !buffer.open("/none", in));
   EXPECT_EQ(buffer.open(file.path, in | out | ate), &buffer);
   EXPECT_EQ(buffer.open(file.path, in), nullptr);
-  nalo_test::put(buffer, "ef");
+  put(buffer, "ef");
   nalo::filebuf other(std::move(buffer));
   EXPECT_EQ(other.close(), &other);
-  EXPECT_EQ(file.text(), "abcdef");
+  EXPECT_EQ(content(file.fd), "abcdef");
   char array[100000];
   EXPECT_EQ(other.sgetn(array, 100000) + other.sputn(array, 100000), 0);
 }

@@ -7,7 +7,7 @@
 
 namespace {
 
-using nalo::ios_base, nalo_test::fault;
+using namespace nalo_test;
 
 TEST_SUITE_OF_CHARACTERS(Print);
 
@@ -22,8 +22,7 @@ consteval auto choose(const char* narrow, const wchar_t* wide) {
 #define FORMAT(text) choose<TypeParam>(text, L##text)
 
 TYPED_TEST(Print, WritesOneBlockAsWriteDoes) {
-  const nalo::basic_string<TypeParam> name(
-      nalo_test::widened<TypeParam>("nalo"));
+  const nalo::basic_string<TypeParam> name(widened<TypeParam>("nalo"));
   const struct {
     fault kind;
     int width;
@@ -37,14 +36,14 @@ TYPED_TEST(Print, WritesOneBlockAsWriteDoes) {
   };
   for (const auto& row : rows) {
     for (const auto mask : {ios_base::goodbit, ios_base::badbit}) {
-      nalo_test::scripted_streambuf<TypeParam> buf({});
+      scripted_streambuf<TypeParam> buf({});
       nalo::basic_ostream<TypeParam> out(&buf, mask);
       out << nalo::setw(9) << nalo::unitbuf;
       const auto print = [&] {
         nalo::println(out, FORMAT("{:>{}}"), name, row.width);
         nalo::println(out);
       };
-      const std::string raised = nalo_test::raised_by(print, 1, row.kind);
+      const std::string raised = raised_by(print, 1, row.kind);
       EXPECT_EQ(raised.empty(), mask != ios_base::badbit || *row.error == 0);
       if (!raised.empty()) {
         EXPECT_NE(raised.find(row.error), raised.npos) << raised;
@@ -53,7 +52,7 @@ TYPED_TEST(Print, WritesOneBlockAsWriteDoes) {
       EXPECT_EQ(out.width(), 9);
       out.exceptions(ios_base::goodbit);
       nalo::print(out, FORMAT("{}"), TypeParam('x'));
-      EXPECT_EQ(nalo_test::shown<TypeParam>(buf.output()), row.output);
+      EXPECT_EQ(shown<TypeParam>(buf.output()), row.output);
       EXPECT_EQ(buf.own_log_, row.calls);
     }
   }

@@ -3,10 +3,6 @@
 // written.
 #include <nalo/base/impl/simd>
 
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <cstdint>
 #include <numeric>
 
 #include "common.h"

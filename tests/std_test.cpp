@@ -1,8 +1,8 @@
 // What programs bring along from the standard streams: iterators, quoted texts
 // and times.
-#include <nalo/buffers/string>
 #include <nalo/iomanip>
 #include <nalo/iterator>
+#include <nalo/sstream>
 #include <nalo/std_types>
 
 #include <bitset>
@@ -10,25 +10,19 @@
 #include <ctime>
 #include <iomanip>
 #include <ranges>
-#include <stdexcept>
 
 #include "common.h"
 
 namespace {
 
-using nalo::ios_base;
-using nalo_test::shown, nalo_test::widened;
+using namespace nalo_test;
 
 // A stream over a string.
 template <class Char>
-struct stream : nalo::basic_iostream<Char> {
+struct stream : nalo::basic_stringstream<Char> {
   explicit stream(std::string_view text = {})
-      : nalo::basic_iostream<Char>(&buffer),
-        buffer(nalo::basic_string<Char>(widened<Char>(text))) {}
-  std::basic_string<Char> str() const { return buffer.str(); }
-  std::string written() const { return shown<Char>(str()); }
-
-  nalo::basic_stringbuf<Char> buffer;
+      : nalo::basic_stringstream<Char>(widened<Char>(text)) {}
+  std::string written() const { return shown<Char>(this->view()); }
 };
 
 TEST_SUITE_OF_CHARACTERS(Std);
@@ -139,7 +133,7 @@ TYPED_TEST(Std, WritesAndReadsTimesAsTheStandardStreams) {
       {"%Ey %m %Od", "24 1 2"},
   };
   for (const auto& [format, input] : inputs) {
-    if (!nalo_test::with_libstdcxx) break;  // it stores less and fails more
+    if (!with_libstdcxx) break;  // it stores less and fails more
     const auto wide = widened<TypeParam>(format);
     stream<TypeParam> in(input);
     std::basic_istringstream<TypeParam> expected(widened<TypeParam>(input));
@@ -222,16 +216,15 @@ struct raising {
 };
 
 TYPED_TEST(Std, TreatsErrorsInStandardInsertersAsItsOwn) {
-  using nalo_test::fault;
   for (const auto mask : {ios_base::goodbit, ios_base::badbit}) {
     const auto raised_by = [&](fault kind, const auto& value,
                                ios_base::iostate left) {
-      nalo_test::scripted_streambuf<TypeParam> buffer({});
+      scripted_streambuf<TypeParam> buffer({});
       nalo::basic_ostream<TypeParam> out(&buffer, mask);
       out << nalo::setw(9);
       const auto error = nalo_test::raised_by([&] { out << value; }, 1, kind);
       // That of libc++ adds failbit.
-      EXPECT_EQ(out.rdstate() & (nalo_test::with_libstdcxx ? ~0U : ~4U), left);
+      EXPECT_EQ(out.rdstate() & (with_libstdcxx ? ~0U : ~4U), left);
       EXPECT_EQ(out.width(), kind == fault::refusal ? 0 : 9);
       return error;
     };

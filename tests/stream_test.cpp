@@ -2,12 +2,8 @@
 // not tell; and the areas of their buffers. Numbers have tests of their own.
 #include <nalo/base/numpunct>
 #include <nalo/iomanip>
-#include <nalo/istream>
 #include <nalo/ranges>
 
-#include <cstdint>
-#include <functional>
-#include <new>
 #include <ranges>
 
 #include "common.h"
@@ -177,10 +173,11 @@ const row<Char> rows[] = {
           io.imbue(io.getloc().template without_<nalo::ctype<Char>>()),
           raised_by([&] { io >> io.n; })),
      "7", good, "nalo::ios_base the locale lacks a facet", 0, "7"},
-    // A new stream fixes its fill by the ctype inside of the guarded region.
-    {CALL(io.imbue(io.getloc().template without_<nalo::ctype<Char>>()),
+    // A stream fixes its fill, by the ctype, inside of the guarded region, also
+    // when the put area has room.
+    {CALL(io.put('a').imbue(io.getloc().template without_<nalo::ctype<Char>>()),
           io << 42, 0),
-     "", bad, "0", 7, ""},
+     "", bad, "0", 7, "", "a"},
     // Nothing is written behind a refusal.
     {CALL(io.refusing() << nalo::left << nalo::setw(80) << far, io.log()), "",
      bad, "xsputn ", 7, ""},

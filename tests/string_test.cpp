@@ -4,14 +4,14 @@
 
 #include <climits>
 #include <filesystem>
-#include <map>
 #include <memory_resource>
-#include <optional>
 
 #include "common.h"
 #include "string_model.h"
 
 namespace {
+
+using namespace nalo_test;
 
 template <class Char>
 class String : public testing::Test {
@@ -19,18 +19,18 @@ class String : public testing::Test {
   using string = nalo::basic_string<Char>;
   using model = std::basic_string<Char>;
 
-  nalo_test::failing_source source_;
+  failing_source source_;
   nalo::allocator ma_{source_};
   // On the heap whatever the character.
   const model text_ = model(35, Char('a')) + model(25, Char('b'));
   string str_{text_, ma_};
 };
 
-TYPED_TEST_SUITE(String, nalo_test::Chars);
+TYPED_TEST_SUITE(String, Chars);
 
 TYPED_TEST(String, DoesWhatTheStandardsDoes) {
-  nalo_test::choices random(20240229);
-  nalo_test::strings::comparison<TypeParam> both(random);
+  choices random(20240229);
+  strings::comparison<TypeParam> both(random);
   for (int i = 0; i < 50000 && !this->HasFailure(); ++i) both.step();
 }
 
@@ -53,8 +53,7 @@ TYPED_TEST(String, RefusesWrongArgumentsAndStaysAsItWas) {
                                           long_text(some, LONG_MAX);
   const auto expect = [&](const std::string& message, auto call) {
     S s(this->str_, this->ma_);
-    EXPECT_EQ(nalo_test::raised_by([&] { call(s); }),
-              "nalo::string " + message);
+    EXPECT_EQ(raised_by([&] { call(s); }), "nalo::string " + message);
     EXPECT_STREQ(nalo::exception::last_on_thread().file, "sys/src/nalo/string");
     EXPECT_TRUE(s == this->text_ && s.shared());
   };
@@ -124,12 +123,12 @@ TYPED_TEST(String, RefusesChangesOfReadOnlyTextBeforeAllElse) {
     EXPECT_THROW(str.append(none, TypeParam()), nalo::rvalue_error);
     EXPECT_THROW(str.insert(999, some, 0), nalo::rvalue_error);
     EXPECT_THROW(str.insert(999, 0, TypeParam()), nalo::rvalue_error);
-    EXPECT_EQ(nalo_test::raised_by([&str] { str.clear(); }), text.second);
+    EXPECT_EQ(raised_by([&str] { str.clear(); }), text.second);
   }
   using ReadOnly = nalo::impl::StringRvalueException<sizeof(TypeParam) == 1>;
-  EXPECT_EQ(nalo_test::raised_by([&] { ReadOnly::doThrow(7, x300.c_str()); }),
+  EXPECT_EQ(raised_by([&] { ReadOnly::doThrow(7, x300.c_str()); }),
             read_only[0].second);
-  EXPECT_EQ(nalo_test::raised_by([&] { ReadOnly::doThrow(7, odd.c_str()); }),
+  EXPECT_EQ(raised_by([&] { ReadOnly::doThrow(7, odd.c_str()); }),
             read_only[4].second);
 }
 

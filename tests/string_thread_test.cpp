@@ -3,9 +3,7 @@
 // sees every access that is not ordered.
 #include <nalo/string>
 
-#include <sys/mman.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include "common.h"
 

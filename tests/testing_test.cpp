@@ -4,7 +4,6 @@
 #include <nalo/testing>
 
 #include <set>
-#include <stdexcept>
 
 #include "common.h"
 

@@ -2,33 +2,28 @@
 #include <nalo/buffers/fd>
 #include <nalo/buffers/string>
 #include <nalo/buffers/utf8>
-#include <nalo/istream>
 #include <nalo/testing>
-
-#include <sys/mman.h>
 
 #include "common.h"
 
 namespace {
 
-using nalo::encoding_errors, nalo::ios_base, nalo::utf8buf;
-using nalo_test::shown;
+using namespace nalo_test;
+using nalo::encoding_errors, nalo::utf8buf;
 using std::string_view_literals::operator""sv;
-
-constexpr auto in = ios_base::in, out = ios_base::out;
 
 // Over bytes that come in areas of the given sizes, and go into such.
 struct over_script : utf8buf {
   explicit over_script(std::string_view text, std::vector<size_t> areas,
                        encoding_errors errors = encoding_errors::raise)
       : utf8buf(&below, errors), below({std::string(text), areas, areas}) {}
-  nalo_test::scripted_streambuf<char> below;
+  scripted_streambuf<char> below;
 };
 
 // What a buffer of wide characters delivers, and what it raises at the end.
 std::string read_from(nalo::wstreambuf& buffer) {
   std::wstring text;
-  const auto error = nalo_test::raised_by([&] {
+  const auto error = raised_by([&] {
     for (auto ch = buffer.sbumpc(); ch + 1 != 0; ch = buffer.sbumpc()) {
       text += static_cast<wchar_t>(ch);
     }
@@ -100,7 +95,7 @@ TEST(Utf8buf, DecodesEverySequenceAcrossEveryEdge) {
           first_wrong == std::string::npos
               ? ""
               : "not UTF-8 at byte " + std::to_string(first_wrong);
-      ASSERT_EQ(nalo_test::raised_by([&] {
+      ASSERT_EQ(raised_by([&] {
                   while (raises.sbumpc() + 1 != 0) {
                   };
                 }),
@@ -137,7 +132,7 @@ TEST(Utf8buf, RaisesForCharactersWithoutABytesForm) {
     for (const size_t area : {0u, 99u}) {
       over_script raises("", {area}),
           replaces("", {area}, encoding_errors::replace);
-      EXPECT_EQ(nalo_test::raised_by([&] { raises.sputn(text, 3); }),
+      EXPECT_EQ(raised_by([&] { raises.sputn(text, 3); }),
                 "no UTF-8 for the wide character at byte 2");
       EXPECT_EQ(raises.below.output(), "\xC3\xA9");
       EXPECT_EQ(replaces.sputn(text, 3), 3);
@@ -187,7 +182,7 @@ std::string played(utf8buf& buffer, std::string_view script) {
   for (const char step : script) {
     if ('0' <= step && step <= '9') {
       const auto size = static_cast<size_t>(step - '0');
-      log += shown<wchar_t>(nalo_test::taken(buffer, size)) + ' ';
+      log += shown<wchar_t>(taken(buffer, size)) + ' ';
     } else if (step == '@' || step == '#') {
       number(told =
                  buffer.pubseekoff(0, ios_base::cur, step == '@' ? in : out));
@@ -202,13 +197,6 @@ std::string played(utf8buf& buffer, std::string_view script) {
     }
   }
   return log;
-}
-
-// A file in memory with a text.
-int file_of(std::string_view text) {
-  const int fd = ::memfd_create("test", 0);
-  EXPECT_EQ(::pwrite(fd, text.data(), text.size(), 0), std::ssize(text));
-  return fd;
 }
 
 TEST(Utf8buf, HasThePositionsOfTheBytes) {
@@ -227,8 +215,9 @@ TEST(Utf8buf, HasThePositionsOfTheBytes) {
        R"(a\xE9\xFFFD 0 120 4 \x20AC\x1F600 )"},
   };
   for (const auto& row : rows) {
-    nalo::owning_utf8buf<nalo::fdbuf> file(
-        encoding_errors::replace, file_of(text), nalo::fd_ownership::owned);
+    nalo::owning_utf8buf<nalo::fdbuf> file(encoding_errors::replace,
+                                           ::dup(memory_file(text).fd),
+                                           nalo::fd_ownership::owned);
     nalo::stringbuf bytes{nalo::string(text)};
     utf8buf string(&bytes, encoding_errors::replace);
     EXPECT_EQ(played(file, row.script), row.in_file) << row.script;
@@ -243,7 +232,7 @@ TEST(Utf8buf, HasThePositionsOfTheBytes) {
 
 TEST(Utf8buf, IsMovedAndSwappedInTheMiddleOfACharacter) {
   using over_file = nalo::owning_utf8buf<nalo::fdbuf>;
-  over_file one(encoding_errors::raise, file_of("ab\xC3\xA9"),
+  over_file one(encoding_errors::raise, ::dup(memory_file("ab\xC3\xA9").fd),
                 nalo::fd_ownership::owned, 3u);
   EXPECT_EQ(played(one, "1"), "a ");
   over_file two(std::move(one)), none(encoding_errors::raise);

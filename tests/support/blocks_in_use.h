@@ -1,8 +1,7 @@
 // Counts the blocks of memory that are in use, fills them and what lies behind
 // them with no zeros, and refuses them on demand.
 // For programs of one source file: it replaces the global operators.
-#ifndef NALO_TESTS_BLOCKS_IN_USE_H
-#define NALO_TESTS_BLOCKS_IN_USE_H
+#pragma once
 
 #include <cstdlib>
 #include <cstring>
@@ -42,5 +41,3 @@ void operator delete[](void* block) noexcept { ::operator delete(block); }
 void operator delete[](void* block, size_t) noexcept {
   ::operator delete(block);
 }
-
-#endif

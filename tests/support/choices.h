@@ -1,17 +1,8 @@
 // Where the choices of a test come from: a generator with a fixed seed, the
 // input of a fuzzer, which learns from them what leads where, or a count
 // through all sequences of choices.
-#ifndef NALO_TESTS_CHOICES_H
-#define NALO_TESTS_CHOICES_H
-
-#include <cstddef>
-#include <cstdint>
-#include <initializer_list>
-#include <optional>
-#include <random>
-#include <span>
-#include <string>
-#include <vector>
+// Part of common.h.
+#pragma once
 
 namespace nalo_test {
 
@@ -85,5 +76,3 @@ class choices {
 };
 
 }  // namespace nalo_test
-
-#endif

@@ -1,14 +1,28 @@
 // What nearly every test includes.
-#ifndef NALO_TESTS_COMMON_H
-#define NALO_TESTS_COMMON_H
+#pragma once
+
+#include <nalo/istream>
+#include <nalo/memory>
 
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <functional>
 #include <iterator>
+#include <map>
 #include <memory>
+#include <new>
+#include <optional>
+#include <random>
+#include <span>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -17,8 +31,11 @@
 #include <utility>
 #include <vector>
 
-#include "scripted_streambuf.h"
+#include "choices.h"
+#include "failing_source.h"
 #include "text.h"
+
+#include "scripted_streambuf.h"
 
 namespace nalo_test {
 
@@ -28,7 +45,45 @@ using iostate = ios_base::iostate;
 constexpr iostate good = ios_base::goodbit, bad = ios_base::badbit,
                   eof = ios_base::eofbit, fail = ios_base::failbit;
 
+inline constexpr auto in = ios_base::in, out = ios_base::out,
+                      app = ios_base::app, ate = ios_base::ate,
+                      trunc = ios_base::trunc;
+
 using Chars = testing::Types<char, wchar_t>;
+
+// The whole text of a file, or what has come to an end of a connection.
+inline std::string content(int fd) {
+  std::string text;
+  for (char block[4096];;) {
+    ssize_t n =
+        ::pread(fd, block, sizeof block, static_cast<off_t>(text.size()));
+    if (n < 0) n = ::read(fd, block, sizeof block);
+    if (n <= 0) return text;
+    text.append(block, static_cast<size_t>(n));
+  }
+}
+
+// A new file, for as long as this lives.
+struct memory_file {
+  explicit memory_file(std::string_view text = {}) {
+    EXPECT_EQ(::pwrite(fd, text.data(), text.size(), 0), std::ssize(text));
+  }
+  ~memory_file() { ::close(fd); }
+
+  const int fd = ::memfd_create("test", 0);
+  const std::string path = "/proc/self/fd/" + std::to_string(fd);
+};
+
+// Counts the errors that streams swallow, and keeps them off standard error.
+struct dump_counter {
+  dump_counter() {
+    counted = 0;
+    nalo::exception::set_dump_handler(
+        [](const nalo::exception&) noexcept { ++counted; });
+  }
+  int count() const { return counted; }
+  static inline int counted;
+};
 
 }  // namespace nalo_test
 
@@ -37,5 +92,3 @@ using Chars = testing::Types<char, wchar_t>;
   template <class Char>                 \
   struct Suite : testing::Test {};      \
   TYPED_TEST_SUITE(Suite, nalo_test::Chars)
-
-#endif

@@ -3,21 +3,17 @@
 // byte is delivered or written once and in order, or the operation raises the
 // error of the call that failed.
 // For programs of one source file: it replaces read(), write() and lseek().
-#ifndef NALO_TESTS_DESCRIPTOR_MODEL_H
-#define NALO_TESTS_DESCRIPTOR_MODEL_H
+#pragma once
 
 #include <nalo/buffers/fd>
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
-#include "choices.h"
 #include "common.h"
 
 namespace nalo_test {
@@ -87,18 +83,6 @@ off_t nalo_test_lseek(int fd, off_t off, int whence) {
 }
 
 namespace nalo_test {
-
-// The whole text of a file, or what has come to an end of a connection.
-inline std::string content(int fd) {
-  std::string text;
-  for (char block[4096];;) {
-    ssize_t n =
-        ::pread(fd, block, sizeof block, static_cast<off_t>(text.size()));
-    if (n < 0) n = ::read(fd, block, sizeof block);
-    if (n <= 0) return text;
-    text.append(block, static_cast<size_t>(n));
-  }
-}
 
 // Two descriptors: the ends of a connection that does not wait, or the same
 // open file. A text can be read from the first.
@@ -335,5 +319,3 @@ class descriptor_comparison {
 };
 
 }  // namespace nalo_test
-
-#endif

@@ -1,16 +1,7 @@
 // A source of memory that refuses on demand, and what no test needs, and
 // accounts for every block.
-#ifndef NALO_TESTS_FAILING_SOURCE_H
-#define NALO_TESTS_FAILING_SOURCE_H
-
-#include <nalo/memory>
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstddef>
-#include <map>
-#include <new>
+// Part of common.h.
+#pragma once
 
 namespace nalo_test {
 
@@ -55,5 +46,3 @@ class failing_source : public nalo::memory_source {
 };
 
 }  // namespace nalo_test
-
-#endif

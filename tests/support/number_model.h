@@ -1,24 +1,18 @@
 // Numbers of all types, written and read by a stream, against the compiler's
 // streams: random values, texts, flags, punctuation, widths, precisions and
 // areas. What memory and the buffer are asked for is checked too.
-#ifndef NALO_TESTS_NUMBER_MODEL_H
-#define NALO_TESTS_NUMBER_MODEL_H
+#pragma once
 
 #include <nalo/base/num_put>
 #include <nalo/base/numpunct>
-#include <nalo/istream>
-#include <nalo/memory>
 
 #include <climits>
 #include <cmath>
-#include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <locale>
 
-#include "choices.h"
 #include "common.h"
-#include "failing_source.h"
 
 namespace nalo_test::numbers {
 
@@ -365,5 +359,3 @@ void compare(choices& random) {
 }
 
 }  // namespace nalo_test::numbers
-
-#endif

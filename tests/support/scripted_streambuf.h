@@ -1,23 +1,8 @@
 // A stream buffer that plays a script: input in get areas of given sizes,
 // output into put areas of given sizes, and a failure at a given virtual call.
 // It logs and counts every virtual call.
-#ifndef NALO_TESTS_SCRIPTED_STREAMBUF_H
-#define NALO_TESTS_SCRIPTED_STREAMBUF_H
-
-#include <nalo/exception>
-#include <nalo/istream>
-
-#include <pthread.h>
-
-#include <algorithm>
-#include <cstddef>
-#include <exception>
-#include <functional>
-#include <stdexcept>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
+// Part of common.h.
+#pragma once
 
 namespace nalo_test {
 
@@ -326,5 +311,3 @@ struct scripted_world {
 };
 
 }  // namespace nalo_test
-
-#endif

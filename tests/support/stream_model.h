@@ -3,17 +3,13 @@
 // model that moves one character at a time. The model has buffers of its own
 // with the same scripts, so that the virtual calls must agree too, in number
 // and order.
-#ifndef NALO_TESTS_STREAM_MODEL_H
-#define NALO_TESTS_STREAM_MODEL_H
+#pragma once
 
-#include <nalo/istream>
 #include <nalo/locale>
 
 #include <limits>
 
-#include "choices.h"
 #include "common.h"
-#include "dump_counter.h"
 
 namespace nalo_test::streams {
 
@@ -389,5 +385,3 @@ void compare(choices& random, size_t steps = no_limit) {
 }
 
 }  // namespace nalo_test::streams
-
-#endif

@@ -1,20 +1,14 @@
 // Random operations on strings that share chunks, have different memory, get
 // parts of one another as arguments and are refused memory, against the
 // compiler's own strings and the rules of storage.
-#ifndef NALO_TESTS_STRING_MODEL_H
-#define NALO_TESTS_STRING_MODEL_H
+#pragma once
 
 #include <nalo/string>
 
 #include <array>
-#include <cstdint>
-#include <functional>
-#include <map>
 #include <set>
 
-#include "choices.h"
 #include "common.h"
-#include "failing_source.h"
 
 namespace nalo_test::strings {
 
@@ -420,5 +414,3 @@ class comparison {
 };
 
 }  // namespace nalo_test::strings
-
-#endif

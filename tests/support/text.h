@@ -1,14 +1,7 @@
 // Texts of both character types from literals, and back for failure messages,
 // and through buffers.
-#ifndef NALO_TESTS_TEXT_H
-#define NALO_TESTS_TEXT_H
-
-#include <nalo/streambuf>
-
-#include <cstdio>
-#include <string>
-#include <string_view>
-#include <type_traits>
+// Part of common.h.
+#pragma once
 
 namespace nalo_test {
 
@@ -49,5 +42,3 @@ long put(nalo::basic_streambuf<Char>& to, const std::string& s) {
 }
 
 }  // namespace nalo_test
-
-#endif
