@@ -10,12 +10,10 @@
 #include <nalo/buffers/utf8>
 #include <nalo/fstream>
 #include <nalo/iomanip>
-#include <nalo/istream>
 #include <nalo/sstream>
 #include <nalo/string>
 #include <nalo/syncstream>
 
-#include <cstdio>
 #include <set>
 
 #include "blocks_in_use.h"
@@ -239,6 +237,7 @@ std::vector<operations<World>> all_operations() {
         OP(fstream("/dev/null", both, bad).put('x')),
         OP(fstream("/none", both, fail)), OP(nalo::mapbuf("/none")),
         OP(osyncstream(&w.buf, all) << w.letters.c_str() << nalo::flush_emit),
+        OP(osyncstream to(&w.buf, all); to << w.str << nalo::flush; to.emit()),
         OP(nalo::utf8buf text(&w.bytes); nalo::wistream(&text, all).ignore(2)),
         OP(nalo::utf8buf text(&w.bytes);
            nalo::wostream(&text, all) << L"\u20AC\u20AC" << nalo::flush),

@@ -1,11 +1,9 @@
-// The console streams: when they write what they are given, and from threads.
+// The console streams: when they write what they are given.
 #include <nalo/iostream>
-#include <nalo/syncstream>
 
 #include <fcntl.h>
 #include <pty.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include "common.h"
 
@@ -61,26 +59,6 @@ TEST(ConsoleStreams, WriteWhenItIsTime) {
   for (const auto& row : rows) {
     EXPECT_EQ(written(false, row.work), row.through_pipe);
     EXPECT_EQ(written(true, row.work), row.on_terminal);
-  }
-}
-
-TEST(ConsoleStreams, TakeLinesOfThreads) {
-  const std::string text = written(false, [] {
-    std::vector<std::thread> threads;
-    for (const char* const line : {"one\n", "two\n", "six\n"}) {
-      threads.emplace_back([=] {
-        for (int i = 0; i < 200; ++i) {
-          nalo::osyncstream(nalo::cout) << line[0] << &line[1];
-        }
-      });
-    }
-    for (auto& thread : threads) thread.join();
-    nalo::cout.flush();
-  });
-  EXPECT_EQ(text.size(), 3 * 200 * 4u);
-  for (std::size_t i = 0; i < text.size(); i += 4) {
-    const auto line = text.substr(i, 4);
-    ASSERT_TRUE(line == "one\n" || line == "two\n" || line == "six\n");
   }
 }
 
