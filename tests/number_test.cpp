@@ -97,7 +97,7 @@ TYPED_TEST(Number, NearAPowerHasAllOfItsDigitsAndLeavesWhatIsBehind) {
     expected.resize(area.size(), '~');
     EXPECT_EQ(area, widened<TypeParam>(expected)) << expected;
   };
-  for (const unsigned long base : {10, 16}) {
+  for (const unsigned long base : {10UL, 16UL}) {
     for (unsigned long power = 1;; power *= base) {
       for (const auto n : {power - 1, power, power + 1}) {
         char hex[20] = {};
