@@ -25,12 +25,15 @@ inline bool no_memory = false;
   ++nalo_test::blocks_in_use;
   return block;
 }
-// The arrays too: those of a sanitizer would not come here.
-void* operator new[](size_t size) { return ::operator new(size); }
-void* operator new[](size_t size, const std::nothrow_t&) noexcept try {
-  return nalo_test::no_memory ? nullptr : ::operator new(size);
+// The other forms too: those of a sanitizer would not come here.
+void* operator new(size_t size, const std::nothrow_t&) noexcept try {
+  return ::operator new(size);
 } catch (const std::bad_alloc&) {
   return nullptr;
+}
+void* operator new[](size_t size) { return ::operator new(size); }
+void* operator new[](size_t size, const std::nothrow_t& tag) noexcept {
+  return nalo_test::no_memory ? nullptr : ::operator new(size, tag);
 }
 [[gnu::noinline]] void operator delete(void* block) noexcept {
   if (block) --nalo_test::blocks_in_use;
