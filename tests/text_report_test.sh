@@ -6,10 +6,8 @@ source "$(dirname "$0")/support/check.sh"
 report() {
   printf '%11s %13s %11s %9s  %s\\n' lines characters longest mean file "$@"
 }
-of_input() { report "$@" '(standard input)' "$@" total; }
-
-check 0 '' 'no line end' "$(of_input 1 11 11 11.0)" -
-check 0 '' '\na\0\0377\r\n\n' "$(of_input 3 7 4 1.3)" --
+check 0 '' '\na\0\0377\r\n\nno end' "$(report 4 13 6 2.5 '(standard input)' \
+  4 13 6 2.5 total)" -
 
 # Words, the most frequent first, then by their characters.
 check 0 '' 'b a\tb\n\va\fc\r b d' "\
@@ -24,8 +22,8 @@ printf 'f g' >no_end
 head -c 10000000 /dev/zero >long  # wider than a column
 problems='text_report: missing: cannot open "missing": No such file or directory
 text_report: /: cannot read: Is a directory'
-check 1 "$problems" '' "$(report 2 8 3 3.0 dos 1 10000000 10000000 10000000.0 \
-  long 3 10000008 10000000 3333335.3 total)" dos missing / long
+check 0 '' '' "$(report 2 8 3 3.0 dos 1 10000000 10000000 10000000.0 \
+  long 3 10000008 10000000 3333335.3 total)" dos long
 check 1 "$problems" '' "$(report 1 4 3 3.0 dos 0 0 0 0.0 no_end \
   1 4 3 3.0 total)" --skip-lines=1 dos missing / no_end
 check 1 "$problems" 'x\0' 'ab\r\ncde\nx\0f g' --copy dos missing / - no_end

@@ -7,10 +7,8 @@
 
 template <class T>
 T asked(const std::string& question) {
-  for (;;) {
-    std::cout << question << ": ";
-    T answer;
-    if (std::cin >> answer) return answer;
+  T answer{};
+  while (!(std::cout << question << ": ", std::cin >> answer)) {
     if (std::cin.eof()) {
       std::cerr << "end of input\n";
       std::exit(3);
@@ -19,25 +17,21 @@ T asked(const std::string& question) {
     std::cin.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
     std::cout << "again, please\n";
   }
+  return answer;
 }
 
 int main() {
   std::ios_base::sync_with_stdio(false);
-  const int count = asked<int>("how many");
   double sum = 0;
-  for (int i = 0; i < count; ++i) sum += asked<double>("number");
+  for (int n = asked<int>("how many"); n > 0; --n) sum += asked<double>("one");
   std::cout << "sum " << std::fixed << std::setprecision(1) << sum << '\n';
-  std::cin >> std::ws;
   std::string name;
-  std::getline(std::cin, name);
+  std::getline(std::cin >> std::ws, name);
   std::cout << "hello, " << std::quoted(name) << std::endl;
-  char initial = 0;
-  std::cin.get(initial);
-  std::cin.putback(initial);
+  std::cin.putback(static_cast<char>(std::cin.get()));
   char text[8];
   std::cin.getline(text, sizeof text);
-  std::cout << text << ' ' << std::cin.gcount() << ' ' << std::cin.fail()
-            << '\n';
+  std::cout << text << std::cin.gcount() << std::cin.fail() << '\n';
   std::cin.clear();
   std::cout << std::cin.rdbuf();
   asked<char>("more");

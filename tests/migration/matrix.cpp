@@ -4,7 +4,6 @@
 #include <iomanip>
 #include <iostream>
 #include <iterator>
-#include <numeric>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -19,15 +18,13 @@ std::istream& operator>>(std::istream& in, matrix& m) {
     std::istringstream numbers(line);
     m.emplace_back(std::istream_iterator<double>(numbers),
                    std::istream_iterator<double>());
-    if (!numbers.eof()) {
-      throw std::invalid_argument("not a number in: " + line);
-    }
+    if (!numbers.eof()) throw std::invalid_argument("not a number: " + line);
   }
   return in;
 }
 
 std::ostream& operator<<(std::ostream& out, const matrix& m) {
-  const std::ios_base::fmtflags flags = out.flags();
+  const std::ios_base::fmtflags flags = out.flags(std::ios_base::showpos);
   const std::streamsize precision = out.precision(4);
   for (const row& r : m) {
     std::copy(r.begin(), r.end(), std::ostream_iterator<double>(out, " "));
@@ -38,22 +35,14 @@ std::ostream& operator<<(std::ostream& out, const matrix& m) {
   return out;
 }
 
-matrix transposed(const matrix& m) {
-  matrix t(m.empty() ? 0 : m[0].size(), row(m.size()));
-  for (std::size_t i = 0; i < m.size(); ++i) {
-    for (std::size_t j = 0; j < t.size(); ++j) t[j][i] = m[i][j];
-  }
-  return t;
-}
-
 int main() {
   std::ofstream("in.mat") << "1 2.5 -3e-2\n4 5 1e10\n\n7 8\n9 x\n";
   std::ifstream in("in.mat");
   matrix m;
   in >> m;
-  std::cout << m << transposed(m);
   std::ofstream out("out.mat");
-  out << std::setprecision(17) << transposed(m) << std::flush;
+  out << std::setprecision(17) << m << m[0][2];
+  std::cout << m << m[0][2] << '\n';
   try {
     in >> m;
   } catch (const std::invalid_argument& error) {
@@ -63,8 +52,6 @@ int main() {
   std::ifstream again("in.mat");
   const std::string text((std::istreambuf_iterator<char>(again)),
                          std::istreambuf_iterator<char>());
-  std::cout << text.size() << ' ' << std::count(text.begin(), text.end(), '\n')
-            << '\n';
   std::istringstream copy(text);
   std::copy_if(std::istreambuf_iterator<char>(copy.rdbuf()), {},
                std::ostreambuf_iterator<char>(std::cout),
@@ -72,8 +59,7 @@ int main() {
   std::istringstream numbers("3 1 4 1 5 9 2 6");
   std::vector<int> sorted{std::istream_iterator<int>{numbers}, {}};
   std::sort(sorted.begin(), sorted.end());
-  std::cout << ' ' << std::accumulate(sorted.begin(), sorted.end(), 0) << ": ";
   std::copy(sorted.begin(), sorted.end(),
             std::ostream_iterator<int>(std::cout, ","));
-  std::cout << '\n';
+  std::cout << text.size() << '\n';
 }
