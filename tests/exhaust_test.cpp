@@ -9,7 +9,6 @@
 #include "common.h"
 #include "number_model.h"
 #include "stream_model.h"
-#include "string_model.h"
 
 namespace {
 
@@ -18,13 +17,6 @@ using namespace nalo_test;
 // The most characters of a text, given when all cases are to run.
 const char* const given = std::getenv("NALO_EXHAUST");
 const size_t longest = given ? std::strtoul(given, nullptr, 10) : 2;
-
-// Two of n operations: every pair, or one in so many for a slice.
-std::pair<size_t, size_t> choose_pair(choices& all, size_t n, size_t slice) {
-  const size_t step = given ? 1 : slice;
-  const size_t pair = step * all.below((n * n + step - 1) / step);
-  return {pair / n, pair % n};
-}
 
 template <class Char>
 struct Exhaust : testing::Test {
@@ -42,10 +34,6 @@ struct Exhaust : testing::Test {
 };
 TYPED_TEST_SUITE(Exhaust, Chars);
 
-// --- streams -----------------------------------------------------------------
-
-namespace with_streams {
-
 using namespace streams;
 
 // Two operations of a stream and of its model, with a mask of one bit or none
@@ -60,7 +48,7 @@ class pair {
     world<Char, model<Char>> expected(play(areas_), play(other_areas_));
     fault decided = fault::none;
     std::vector<decltype(std::declval<arguments<Char>>().shown())> steps;
-    for (const size_t operation : {operations_.first, operations_.second}) {
+    for (const size_t operation : {first_, second_}) {
       auto a = choose_arguments(operation, steps.empty(), real.io.good());
       if (decided == fault::none) {
         decide = [this] {
@@ -144,11 +132,12 @@ class pair {
   }
 
   choices& all_;
-  const std::pair<size_t, size_t> operations_ =
-      choose_pair(all_, count_operations(), 97);
-  const std::string texts_ =
-      std::string(real_world::operation(operations_.first).first) + "; " +
-      real_world::operation(operations_.second).first;
+  // Every pair of operations, or one in so many for a slice.
+  const size_t count_ = count_operations(), step_ = given ? 1 : 97;
+  const size_t pair_ = step_ * all_.below((count_ * count_ - 1) / step_ + 1);
+  const size_t first_ = pair_ / count_, second_ = pair_ % count_;
+  const std::string texts_ = std::string(real_world::operation(first_).first) +
+                             "; " + real_world::operation(second_).first;
   // 1 for input in areas, 0 for characters that are in none.
   const size_t area_ = has("ignore", "get", "other") ? all_.below(2) : 1;
   const size_t put_area_ =
@@ -162,115 +151,9 @@ class pair {
   std::vector<text> areas_, other_areas_;
 };
 
-}  // namespace with_streams
-
 TYPED_TEST(Exhaust, PairsOfStreamOperations) {
-  this->run([](auto& all) { with_streams::pair<TypeParam>(all).compare(); });
+  this->run([](auto& all) { pair<TypeParam>(all).compare(); });
 }
-
-// --- strings -----------------------------------------------------------------
-
-namespace with_strings {
-
-using namespace strings;
-
-// What each change looks at, by the first letter: the other string, the text,
-// the key, pos, n; m for n2, or N for whether that is npos; q for pos2.
-constexpr std::string_view looks_at[] = {
-    "", "tN", "n", "o",  "tN", "n", "ptN", "ptm", "pnm", "n", "n",
-    "", "o",  "o", "pn", "pn", "",  "p",   "p",   "",    "n", "",
-    "", "kt", "t", "n",  "t",  "o", "omq", "o",   "",    "o", ""};
-static_assert(std::size(looks_at) == kChanges);
-
-// Two changes of a string, or of two, with one request for memory refused or
-// none.
-template <class Char>
-class pair : comparison<Char> {
-  using base = comparison<Char>;
-  using base::all_;
-  using base::below;
-  using typename base::Entry;
-  using text = std::basic_string_view<Char>;
-  static constexpr size_t npos = text::npos, border = base::local;
-
- public:
-  using base::base;
-
-  void compare() {
-    const auto [first, second] = choose_pair(this->random_, kChanges, 331);
-    const auto looks = std::string(looks_at[first]).append(looks_at[second]);
-    const bool moves = first == kMove || second == kMove;
-    const size_t other =
-        looks.find_first_of("ot") == npos ? 0 : moves + below(3 - moves);
-    prepare(0);
-    if (other != 0) prepare(other);
-    for (auto& source : this->sources_) {
-      source.decide = [this, &source] {
-        const size_t how = is_refused_ ? 0 : below(3);
-        source.raises = how == 2;
-        is_refused_ = is_refused_ || how != 0;
-        return how != 0;
-      };
-    }
-    step(first, all_[0], all_[other]);
-    const bool turned = other != 0 && below(2) != 0;
-    step(second, all_[turned ? other : 0], all_[turned ? 0 : other]);
-  }
-
- private:
-  // In place, on the heap, shared or read-only; short, or near what fits.
-  void prepare(size_t number) {
-    Entry& e = all_[number];
-    const size_t sizes[] = {border - 1, border, border + 1, border + 1, 1, 0};
-    const size_t state = below(std::size(sizes));
-    const Args<Char> a{.n = border + 1,
-                       .text = text(text_).substr(0, sizes[state])};
-    this->change_one(e, e, kAssign, a);
-    if (state == 3) this->change_one(all_[number + 3], e, kCopy, a);
-    if (state == 4) this->change_one(e, e, kReserve, a);
-    if (state == 5) this->change_one(e, e, kMakeReadOnly, a);
-  }
-
-  void step(size_t op, Entry& e, Entry& other) {
-    const auto choose = [&]<class T>(char what, std::initializer_list<T> from) {
-      return looks_at[op].find(what) == npos ? *from.begin()
-                                             : this->random_.one_of(from);
-    };
-    const size_t size = e.str.size();
-    const Args<Char> a{
-        .pos = size > 2 ? choose('p', {0UL, 1UL, 2UL, size, npos})
-                        : choose('p', {0UL, 1UL, 2UL, npos}),
-        .n = choose('n', {0UL, 1UL, 2UL, border + 1, npos}),
-        .pos2 = choose('q', {0UL, 50UL, 100UL}),
-        .n2 = looks_at[op].find('N') != npos
-                  ? choose('N', {0UL, npos})
-                  : choose('m', {0UL, 1UL, 2UL, npos}),
-        .ch = 'a',
-        .ch2 = 'b',
-        .key = widened<Char>(choose('k', {"", "a", "ab"})),
-        .text =
-            choose('t', {text(), text(text_).substr(0, 2), text(text_),
-                         text(e.str).substr(size > 1, 2), text(other.str)})};
-    this->change_one(e, other, op, a);
-    this->expect_all_right();
-    if (testing::Test::HasFailure()) {
-      ADD_FAILURE() << "after " << operations<nalo::basic_string<Char>>[op].name
-                    << this->about(e, other, a);
-    }
-  }
-
-  const std::basic_string<Char> text_ =
-      std::basic_string<Char>(border, 'a') + Char('b');
-  bool is_refused_ = false;
-};
-
-}  // namespace with_strings
-
-TYPED_TEST(Exhaust, PairsOfStringChanges) {
-  this->run([](auto& all) { with_strings::pair<TypeParam>(all).compare(); });
-}
-
-// --- numbers -----------------------------------------------------------------
 
 TYPED_TEST(Exhaust, NumbersInAreas) {
   using namespace numbers;
