@@ -209,9 +209,8 @@ void compare_writing(choices& random, T value) {
   ASSERT_EQ(buf.output(), expected);
   ASSERT_EQ(out.rdstate(), fits ? ios_base::goodbit : ios_base::badbit);
   ASSERT_EQ(out.width(), 0);
-  if (in_place) {
-    ASSERT_EQ(buf.own_log_.find("xsputn"), std::string::npos);
-  }
+  ASSERT_FALSE(buf.wrote_behind());
+  ASSERT_FALSE(in_place && buf.own_log_.find("xsputn") != std::string::npos);
 }
 
 // --- reading -----------------------------------------------------------------

@@ -1,6 +1,6 @@
 // A stream buffer that plays a script: input in get areas of given sizes,
 // output into put areas of given sizes, and a failure at a given virtual call.
-// It logs and counts every virtual call.
+// It logs every virtual call.
 // Part of common.h.
 #pragma once
 
@@ -129,6 +129,9 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
   }
   text rest() const { return play_.input.substr(position()); }
   text output() const { return drained_ + text(this->pbase(), this->pptr()); }
+  bool wrote_behind() const {
+    return std::any_of(this->pptr(), this->epptr(), [](Char c) { return +c; });
+  }
   bool areas_in_order() const {
     return this->eback() <= this->gptr() && this->gptr() <= this->egptr() &&
            this->pbase() <= this->pptr() && this->pptr() <= this->epptr();
@@ -143,9 +146,7 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
   }
 
   script<Char> play_;
-  size_t calls_ = 0;
-  std::string own_log_;    // as in "underflow overflow(97) pbackfail(eof) "
-  streampos sought_ = -1;  // the argument of the last seekpos()
+  std::string own_log_;  // as in "underflow overflow(97) pbackfail(eof) "
 
  protected:
   void imbue(const nalo::locale&) override { call(*this, "imbue"); }
@@ -222,14 +223,13 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
     return now.fails ? streampos(-1) : seek(off, way, mode);
   }
   streampos seekpos(streampos pos, ios_base::openmode mode) override {
-    sought_ = pos;
     const call now(*this, "seekpos",
                    std::to_string(pos - 0) + ',' + std::to_string(mode));
     return now.fails ? streampos(-1) : seek(pos, ios_base::beg, mode);
   }
 
  private:
-  // A virtual call: logs and counts it, and lets it fail when it is its turn.
+  // A virtual call: logs it, and lets it fail when it is its turn.
   struct call {
     call(scripted_streambuf& buf, const char* name,
          const std::string& arguments = {})
@@ -237,7 +237,6 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
       *buf.log_ += buf.prefix_ + std::string(name);
       if (!arguments.empty()) *buf.log_ += '(' + arguments + ')';
       *buf.log_ += ' ';
-      ++buf.calls_;
     }
     bool fails;
     while_set pause{in_test_code, true};
