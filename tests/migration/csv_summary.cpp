@@ -34,10 +34,9 @@ int main() {
                              << 7.25 << "\nnorth,1,1e3\n,5,0.125\nwest,-2,9.9\n"
                              << "south,four,1.0\nlast,7,3.5";
   std::ifstream table("sales.csv");
-  std::string header;
-  std::getline(table, header);
-  std::cout << "columns: " << header << std::endl;
-
+  std::string columns;
+  std::getline(table, columns);
+  std::cout << columns << std::endl;
   std::map<std::string, sale> sums;
   for (sale s; table.peek() != EOF;) {
     if (table >> s) {

@@ -35,8 +35,6 @@ int main() {
   file.seekg(0);
   std::cout << size << " bytes\n";
   dump(file, std::cout);
-  std::cout << file.eof() << file.fail() << '\n';
-
   file.clear();
   file.seekg(-4, std::ios_base::end);
   const std::streamsize some = file.readsome(bytes.data(), 2);

@@ -11,7 +11,6 @@
 
 #include <system_error>
 #include <utility>
-#include <vector>
 
 class record {
  public:
@@ -54,10 +53,10 @@ std::basic_ostream<Char, Traits>& operator<<(
 
 int main() {
   std::ofstream file("run.log");
-  std::vector<std::unique_ptr<std::ostream>> targets;
-  targets.push_back(std::make_unique<std::ofstream>(std::move(file)));
-  targets.push_back(std::make_unique<std::ostringstream>());
-  for (auto& target : targets) {
+  std::ofstream moved(std::move(file));
+  std::ostringstream memory;
+  std::ostream* const targets[] = {&moved, &memory};
+  for (std::ostream* const target : targets) {
     const auto log = [&](const char* level) { return record(*target, level); };
     log("info") << "at " << point<double>{1.5, -2} << std::hex << std::showbase
                 << 255 << std::dec << std::boolalpha << true << '\0' << "end";
@@ -68,7 +67,6 @@ int main() {
                  << std::setprecision(3) << std::complex<double>(1.23456, -2)
                  << std::unique_ptr<int>();
   }
-  auto& memory = static_cast<std::ostringstream&>(*targets[1]);
   std::cout << memory.str();
   memory.str("");
   memory << std::setfill('*') << std::internal << std::setw(8) << -42 << '|'

@@ -52,14 +52,7 @@ int main() {
   std::ifstream again("in.mat");
   const std::string text((std::istreambuf_iterator<char>(again)),
                          std::istreambuf_iterator<char>());
-  std::istringstream copy(text);
-  std::copy_if(std::istreambuf_iterator<char>(copy.rdbuf()), {},
-               std::ostreambuf_iterator<char>(std::cout),
-               [](char ch) { return ch != '\n'; });
-  std::istringstream numbers("3 1 4 1 5 9 2 6");
-  std::vector<int> sorted{std::istream_iterator<int>{numbers}, {}};
-  std::sort(sorted.begin(), sorted.end());
-  std::copy(sorted.begin(), sorted.end(),
-            std::ostream_iterator<int>(std::cout, ","));
+  std::replace_copy(text.begin(), text.end(),
+                    std::ostreambuf_iterator<char>(std::cout), '\n', '|');
   std::cout << text.size() << '\n';
 }
