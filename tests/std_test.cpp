@@ -77,6 +77,8 @@ TYPED_TEST(Std, QuotesTextsAsTheStandardStreams) {
   }
   for (const char* const input :
        {" \"a \\\"b\" c", " ab c", "\"ab", "\"ab\\", "  "}) {
+    // libc++ empties the text when there is none.
+    if (!with_libstdcxx && std::string_view(input) == "  ") continue;
     const auto read = [](auto&& in, auto quoted, const auto& text) {
       in >> quoted;
       const bool skips = (in.flags() & in.skipws) != 0;
