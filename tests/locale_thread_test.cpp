@@ -81,6 +81,12 @@ TYPED_TEST(LocaleFacet, IsPutInTakenAwayAndTakenFromOtherLocales) {
   EXPECT_NE(find(other), own);
   EXPECT_EQ(find(lacking), nullptr);
   EXPECT_EQ(find(lacking.combine<TypeParam>(other)), find(other));
+  // A derived class has the id of its base.
+  struct derived : TypeParam {};
+  const locale extended(classic, new derived);
+  EXPECT_EQ(in<derived>(extended), find(extended));
+  EXPECT_EQ(in<derived>(lacking), nullptr);
+  EXPECT_EQ(nalo::has_facet<derived>(classic), !is_client);
   for (const locale& from : {other, lacking, classic}) {
     for (const int cats : {locale::ctype, locale::numeric, locale::all}) {
       const locale mixed(base, from, cats);

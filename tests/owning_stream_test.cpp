@@ -81,6 +81,48 @@ TYPED_TEST(OwningStreams, MoveWithAllThatTheyHave) {
   }
 }
 
+// Buffers of two texts, one of which replaces the other and is swapped back.
+template <class Buffer, class Make>
+void move_and_swap(Make make) {
+  using Char = typename Buffer::char_type;
+  Buffer one = make("one"), two = make("two");
+  one.sbumpc();
+  Buffer* const same = &(two = std::move(one));
+  EXPECT_EQ(shown<Char>(taken(*same, 9)), "ne");
+  one = make("three");
+  swap(one, two);
+  two.swap(*same);
+  EXPECT_EQ(shown<Char>(taken(two, 9)), "three");
+  EXPECT_EQ(taken(one, 9).size(), 0u);
+}
+
+TYPED_TEST(OwningStreams, HaveBuffersThatMoveAndSwapAlone) {
+  using namespace nalo;
+  using Char = TypeParam;
+  std::vector<std::basic_string<Char>> arrays;
+  arrays.reserve(3);
+  const auto array = [&](const char* text) -> std::basic_string<Char>& {
+    return arrays.emplace_back(widened<Char>(text));
+  };
+  move_and_swap<basic_stringbuf<Char>>(
+      [&](const char* text) { return basic_stringbuf<Char>(array(text)); });
+  arrays.clear();
+  move_and_swap<basic_spanbuf<Char>>(
+      [&](const char* text) { return basic_spanbuf<Char>(array(text)); });
+  arrays.clear();
+  move_and_swap<basic_viewbuf<Char>>(
+      [&](const char* text) { return basic_viewbuf<Char>(array(text)); });
+  move_and_swap<basic_filebuf<Char>>([](const char* text) {
+    const memory_file file(text);
+    basic_filebuf<Char> buffer;
+    EXPECT_EQ(buffer.open(file.path, ios_base::in), &buffer);
+    EXPECT_TRUE(buffer.is_open());
+    return buffer;
+  });
+  EXPECT_EQ(basic_filebuf<Char>().close(), nullptr);
+  EXPECT_TRUE(basic_spanbuf<Char>().span().empty());
+}
+
 // The allocators of the strings go along, and a buffer that was set stays.
 TYPED_TEST(OwningStreams, MoveWithoutMemoryAndSetBuffers) {
   using ostream = nalo::basic_ostringstream<TypeParam>;

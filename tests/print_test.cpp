@@ -56,6 +56,8 @@ TYPED_TEST(Print, WritesOneBlockAsWriteDoes) {
       EXPECT_EQ(buf.own_log_, row.calls);
     }
   }
+  nalo::println();
+  EXPECT_TRUE(nalo::cout.good());
 }
 
 }  // namespace

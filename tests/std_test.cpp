@@ -150,6 +150,68 @@ TYPED_TEST(Std, WritesAndReadsTimesAsTheStandardStreams) {
   }
 }
 
+// A thread that is cancelled inside a standard stream.
+struct cancels {
+  template <class Char>
+  friend auto& operator<<(std::basic_ostream<Char>& out, const cancels&) {
+    ::pthread_cancel(::pthread_self());
+    ::pthread_testcancel();
+    return out;
+  }
+};
+
+TYPED_TEST(Std, IsBadWhenAThreadIsCancelledInAStandardStream) {
+  if (!with_libstdcxx) GTEST_SKIP() << "libc++ ends a cancelled program";
+  stream<TypeParam> out;
+  std::thread([&] { out << cancels(); }).join();
+  EXPECT_TRUE(out.bad());
+}
+
+// Fields that not every standard library reads; "fail" for what is refused.
+TYPED_TEST(Std, ReadsTheFieldsOfTimes) {
+  constexpr const char *leap = "124 1 29 13 5 9 4 59 ",
+                       *day = "124 1 29 0 0 0 4 59 ",
+                       *time = "0 0 0 13 5 9 0 0 ";
+  const struct {
+    const char *format, *input, *fields;
+    long offset = 0;
+  } rows[] = {
+      {"%c", "Thu Feb 29 13:05:09 2024", leap},
+      {"%F %T", "2024-02-29 13:05:09", leap},
+      {"%x %X", "02/29/24 13:05:09", leap},
+      {"%h %t%e %Y", "feb 29 2024", day},
+      {"%Y-%m-%d", "2023-02-29", "123 1 29 0 0 0 0 0 "},
+      {"%T %z", "13:05:09 +02:30", time, 9000},
+      {"%T%z", "13:05:09-0730", time, -27000},
+      {"%T %z", "13:05:09 Z", time},
+      {"%T %z", "13:05:09 5", "fail"},
+      {"%u", "7", "0 0 0 0 0 0 0 0 "},
+      {"%w", "6", "0 0 0 0 0 0 6 0 "},
+      {"%w", "8", "fail"},
+      {"%U %V %W", "10 52 53", "0 0 0 0 0 0 0 0 "},
+      {"%b", "Frb", "fail"},
+      {"%b", "1", "fail"},
+      {"%Q", "1", "fail"},
+      {"at %H", "at 13", "0 0 0 13 0 0 0 0 "},
+      {"at %H", "on 13", "fail"},
+      {"%", "%", "0 0 0 0 0 0 0 0 "},
+  };
+  for (const auto& row : rows) {
+    stream<TypeParam> in(row.input);
+    std::tm read = {};
+    in >> nalo::get_time(&read, widened<TypeParam>(row.format).c_str());
+    EXPECT_EQ(in.fail() ? "fail" : fields(read), row.fields)
+        << row.format << " of " << row.input;
+    EXPECT_EQ(in.fail() ? row.offset : read.tm_gmtoff, row.offset) << row.input;
+  }
+  const auto long_text = widened<TypeParam>(std::string(2'000'000, 'x'));
+  stream<TypeParam> out;
+  const std::tm any = {};
+  out.exceptions(bad);
+  EXPECT_THROW(out << nalo::put_time(&any, long_text.c_str()),
+               nalo::overflow_error);
+}
+
 // Types with an inserter for the streams of one library or both, each of which
 // writes where it has been.
 struct for_std {

@@ -407,6 +407,27 @@ TEST(NarrowStream, ReadsEveryKindOfCharacterWithoutAName) {
   EXPECT_FALSE(nalo::istream(&buf) >> standard);
 }
 
+// Words of every length, from areas in which they end and do not end, into an
+// array that is large enough for some of them.
+TYPED_TEST(Stream, ReadsWordsIntoAnArrayAsFromOneAreaSoFromMany) {
+  std::basic_string<TypeParam> input;
+  for (std::size_t n = 1; n <= 300; ++n) {
+    input += std::basic_string<TypeParam>(n, TypeParam('a' + n % 26));
+    input += n % 3 == 0 ? '\n' : ' ';
+  }
+  const auto words = [&](std::size_t area) {
+    scripted_streambuf<TypeParam> buf({.input = input, .get_areas = {area}});
+    nalo::basic_istream<TypeParam> in(&buf);
+    std::string all;
+    for (TypeParam array[250]; in >> array;) {
+      all += shown<TypeParam>(array) + std::to_string(buf.position()) + ' ';
+    }
+    return all + std::to_string(in.rdstate());
+  };
+  EXPECT_EQ(words(1'000'000), words(1));
+  EXPECT_EQ(words(700), words(1));
+}
+
 TEST(WideStream, TakesWhatReadsAsTheEndWithinARun) {
   for (size_t place = 1; place < 299; ++place) {
     std::wstring text(300, L'a');
@@ -429,6 +450,14 @@ TEST(WideStream, TakesWhatReadsAsTheEndWithinARun) {
     open([&](auto& in) { in.ignore(400, L':'); }, "ignore ");
     EXPECT_TRUE(text == line.c_str() && text == standard && text == array);
   }
+}
+
+TEST(WideStream, GetsNoCharacterThatReadsAsTheEnd) {
+  scripted_streambuf<wchar_t> buf({.input = L"a\xFFFFFFFF"});
+  nalo::wistream in(&buf);
+  EXPECT_EQ(in.get(), L'a');
+  EXPECT_EQ(in.get(), nalo::wistream::traits_type::eof());
+  EXPECT_EQ(in.rdstate(), eof | fail);
 }
 
 TEST(WideStream, FindsNoDelimiterThatReadsAsTheEnd) {

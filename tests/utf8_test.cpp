@@ -1,5 +1,6 @@
 // Wide characters over buffers of UTF-8.
 #include <nalo/buffers/fd>
+#include <nalo/buffers/span>
 #include <nalo/buffers/string>
 #include <nalo/buffers/utf8>
 #include <nalo/testing>
@@ -139,6 +140,15 @@ TEST(Utf8buf, RaisesForCharactersWithoutABytesForm) {
       EXPECT_EQ(replaces.below.output(), "\xC3\xA9\xEF\xBF\xBD\x62");
     }
   }
+}
+
+TEST(Utf8buf, RefusesWhatTheBytesHaveNoRoomFor) {
+  char room[2];
+  nalo::spanbuf bytes(room);
+  utf8buf buffer(&bytes);
+  EXPECT_EQ(buffer.bytes(), &bytes);
+  EXPECT_EQ(buffer.sputn(L"abc", 3), 2);
+  EXPECT_EQ(buffer.sputc(L'd'), nalo::wstreambuf::traits_type::eof());
 }
 
 TEST(Utf8buf, GoesOnBehindWhatItHasRaisedFor) {

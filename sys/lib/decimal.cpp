@@ -11,13 +11,13 @@ namespace {
 // Large enough for 5^325, and for 2^895, which is divided by 5^308.
 class large_integer {
  public:
-  constexpr explicit large_integer(std::uint64_t highest_limb,
+  consteval explicit large_integer(std::uint64_t highest_limb,
                                    std::uint64_t lowest_limb) {
     limbs_[0] = lowest_limb;
     limbs_[size - 1] = highest_limb;
   }
 
-  constexpr void multiply_by_5() {
+  consteval void multiply_by_5() {
     uint128 carry = 0;
     for (std::uint64_t& limb : limbs_) {
       carry += uint128{5} * limb;
@@ -26,7 +26,7 @@ class large_integer {
     }
   }
   // Rounds down.
-  constexpr void divide_by_5() {
+  consteval void divide_by_5() {
     uint128 rest = 0;
     for (int i = size - 1; i >= 0; --i) {
       rest = rest << 64 | limbs_[i];
@@ -35,7 +35,7 @@ class large_integer {
     }
   }
   // The upper 128 bits, starting with the highest that is 1.
-  constexpr power_of_ten upper_bits() const {
+  consteval power_of_ten upper_bits() const {
     int top = size - 1;
     while (limbs_[top] == 0) --top;
     const auto limb = [&](int i) { return i >= 0 ? limbs_[i] : 0; };
@@ -51,7 +51,7 @@ class large_integer {
 };
 
 // Powers of 5 are enough, because factors of 2 do not change the upper bits.
-constexpr auto make_powers_of_ten() {
+consteval auto make_powers_of_ten() {
   std::remove_const_t<decltype(powers_of_ten)> powers = {};
   const auto at = [&](int p) -> power_of_ten& {
     return powers[static_cast<size_t>(p - min_power_of_ten)];

@@ -13,7 +13,7 @@ namespace nalo::impl {
 class Locale {
  public:
   // The classic set.
-  constexpr Locale() noexcept : refs_(never_released_) {}
+  consteval Locale() noexcept : refs_(never_released_) {}
   // Sets are made only by copy().
   Locale(const Locale&) = delete;
   Locale& operator=(const Locale&) = delete;

@@ -75,6 +75,7 @@ streamsize consolebuf::xsputn(const char* strng, streamsize sz) {
 
 // Disables cancellation: writing is a cancellation point, and nothing may
 // unwind out of exit().
+// uncovered block: runs after the profile is written.
 void consolebuf::end_buffering() noexcept {
   int cancelable;
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelable);
@@ -97,6 +98,7 @@ console_buffers& the_console_buffers() noexcept {
 namespace {
 
 // Runs after the destructors of static objects and the atexit() functions.
+// uncovered block: runs after the profile is written.
 [[gnu::destructor(101)]] void end_buffering() {
   console_buffers& buffers = the_console_buffers();
   for (consolebuf* buffer : {&buffers.in, &buffers.out, &buffers.err}) {

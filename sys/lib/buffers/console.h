@@ -55,7 +55,7 @@ NALO_API console_buffers& the_console_buffers() noexcept;
 template <class T>
 union late {
   constexpr late() noexcept : none_() {}
-  ~late() {}
+  ~late() {}  // uncovered: runs after the profile is written.
 
   template <class... Args>
   void make(Args... args) noexcept {
