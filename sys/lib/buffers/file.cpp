@@ -45,7 +45,7 @@ void filebuf::close_() {
   try {
     fdbuf::close();
   } catch (const fd_error&) {
-    fdbuf(std::move(*this));  // closed by its destructor
+    const fdbuf closed(std::move(*this));  // by its destructor
     throw;
   }
 }
