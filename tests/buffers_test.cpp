@@ -209,6 +209,8 @@ TEST(Mapbuf, ReadsAFileInMemory) {
   EXPECT_EQ(taken(two, 999), text.substr(1));
   EXPECT_EQ(two.view(), text);
   EXPECT_EQ(one.view(), "");
+  swap(one, two);
+  EXPECT_EQ(one.view(), text);
 }
 
 TEST(Mapbuf, SaysWhatItCannotMap) {

@@ -113,6 +113,39 @@ TEST(Number, OfFewDigitsIsRoundedAsTheModelSays) {
 
 // The arrays on the stack have room for 120 characters, and for 508 digits and
 // a point.
+// Numbers are written directly to a put area with room for them.
+TYPED_TEST(Number, IsTheSameWhateverRoomThereIs) {
+  using limits = std::numeric_limits<double>;
+  constexpr auto dec = ios_base::dec, hex = ios_base::hex;
+  for (const auto flags :
+       {dec, hex, hex | ios_base::uppercase, hex | ios_base::showbase,
+        ios_base::oct, dec | ios_base::showpos, dec | ios_base::boolalpha,
+        dec | ios_base::fixed, dec | ios_base::scientific,
+        dec | ios_base::fixed | ios_base::scientific}) {
+    const auto check = [&](auto value) {
+      const auto written = [&](std::size_t room) {
+        scripted_streambuf<TypeParam> buf({.put_areas = {room}});
+        nalo::basic_ostream<TypeParam> out(&buf);
+        out.flags(flags);
+        out << value << value;
+        return shown<TypeParam>(buf.output());
+      };
+      const std::string expected = written(0);
+      for (std::size_t room = 1; room < 60; ++room) {
+        ASSERT_EQ(written(room), expected) << room;
+      }
+    };
+    for (const long n : {0L, 7L, -7L, 12345678L, LONG_MAX, LONG_MIN}) {
+      check(n), check(static_cast<int>(n)), check(static_cast<short>(n));
+      check(static_cast<unsigned long>(n)), check(n > 0);
+    }
+    for (const double x : {0., -0., 1.5, 123456., -1e300, 5e-324,
+                           limits::infinity(), -limits::quiet_NaN()}) {
+      check(x), check(static_cast<float>(x));
+    }
+  }
+}
+
 TYPED_TEST(Number, OfAnyLengthFindsRoom) {
   for (const size_t digits : {120u, 121u, 508u, 509u, 510u}) {
     scripted_streambuf<TypeParam> buf({});

@@ -120,6 +120,9 @@ TYPED_TEST(OwningStreams, HaveBuffersThatMoveAndSwapAlone) {
     return buffer;
   });
   EXPECT_EQ(basic_filebuf<Char>().close(), nullptr);
+  basic_fstream<Char> closed;
+  closed.close();
+  EXPECT_TRUE(closed.fail());
   EXPECT_TRUE(basic_spanbuf<Char>().span().empty());
 }
 

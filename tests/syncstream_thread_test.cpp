@@ -90,4 +90,17 @@ TYPED_TEST(Syncstream, HandsOverWhenItIsTold) {
   EXPECT_TRUE(below.good());
 }
 
+TYPED_TEST(Syncstream, HandsOverWhatAnAssignmentReplaces) {
+  using syncbuf = nalo::basic_syncbuf<TypeParam>;
+  scripted_streambuf<TypeParam> target({});
+  {
+    syncbuf one(&target), two(&target);
+    one.sputc('1');
+    two.sputc('2');
+    one = std::move(two);
+    EXPECT_EQ(shown<TypeParam>(target.output()), "1");
+  }
+  EXPECT_EQ(shown<TypeParam>(target.output()), "12");
+}
+
 }  // namespace
