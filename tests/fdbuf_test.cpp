@@ -143,6 +143,10 @@ TEST(Fdbuf, ClosesWhatItOwns) {
   }
   EXPECT_THROW(nalo::fdbuf(99999, fd_ownership::owned).close(),
                nalo::fd_output_error);
+  nalo::fdbuf own(memory_file("text").path.c_str(), in);
+  nalo::fdbuf& same = own;
+  own = std::move(same);
+  EXPECT_EQ(own.sbumpc(), 't');
 }
 
 TEST(Fdbuf, OpensFilesAsTheModeSays) {

@@ -171,7 +171,7 @@ TYPED_TEST(Std, IsBadWhenAThreadIsCancelledInAStandardStream) {
 TYPED_TEST(Std, ReadsTheFieldsOfTimes) {
   constexpr const char *leap = "124 1 29 13 5 9 4 59 ",
                        *day = "124 1 29 0 0 0 4 59 ",
-                       *time = "0 0 0 13 5 9 0 0 ";
+                       *time = "0 0 0 13 5 9 0 0 ", *none = "0 0 0 0 0 0 0 0 ";
   const struct {
     const char *format, *input, *fields;
     long offset = 0;
@@ -185,16 +185,29 @@ TYPED_TEST(Std, ReadsTheFieldsOfTimes) {
       {"%T%z", "13:05:09-0730", time, -27000},
       {"%T %z", "13:05:09 Z", time},
       {"%T %z", "13:05:09 5", "fail"},
-      {"%u", "7", "0 0 0 0 0 0 0 0 "},
+      {"%u", "7", none},
       {"%w", "6", "0 0 0 0 0 0 6 0 "},
       {"%w", "8", "fail"},
-      {"%U %V %W", "10 52 53", "0 0 0 0 0 0 0 0 "},
+      {"%U %V %W", "10 52 53", none},
+      {"%z", "+02", none, 7200},
+      {"%z", "+99", "fail"},
+      {"%z", "+0270", "fail"},
       {"%b", "Frb", "fail"},
-      {"%b", "1", "fail"},
+      {"%b", "{", "fail"},
       {"%Q", "1", "fail"},
+      {"%E", "1", "fail"},
+      {"%d", "0", "fail"},
+      {"%m", "13", "fail"},
+      {"%u", "8", "fail"},
+      {"%H", "", "fail"},
+      {"%C", "19", none},
+      {"%Y %d", "2024 9", "124 0 9 0 0 0 0 0 "},
+      {"%Y-%m", "2024-02", "124 1 0 0 0 0 0 0 "},
+      {" %H", "\t13", "0 0 0 13 0 0 0 0 "},
+      {" %H", "\x01", "fail"},
       {"at %H", "at 13", "0 0 0 13 0 0 0 0 "},
       {"at %H", "on 13", "fail"},
-      {"%", "%", "0 0 0 0 0 0 0 0 "},
+      {"%", "%", none},
   };
   for (const auto& row : rows) {
     stream<TypeParam> in(row.input);
@@ -308,6 +321,17 @@ TYPED_TEST(Std, ReadsWhatOnlyTheStandardStreamsKnow) {
   EXPECT_EQ(bits.to_string(), "011");
   EXPECT_TRUE(in.get() == '0' && in.good());
   EXPECT_EQ((in >> bits).rdstate(), ios_base::failbit);
+}
+
+TYPED_TEST(Std, PadsWithTheFillAndWritesNothingToABadStream) {
+  stream<TypeParam> out;
+  out.fill('*');
+  out << nalo::setw(5) << for_std();
+  out.setstate(bad);
+  out << for_std();
+  EXPECT_EQ(out.written(), "**std");
+  EXPECT_EQ(nalo::basic_istream<TypeParam>(nullptr).in_avail(), 0);
+  EXPECT_TRUE(nalo::basic_ostream<TypeParam>(nullptr).flush().bad());
 }
 
 }  // namespace

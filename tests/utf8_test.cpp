@@ -156,6 +156,12 @@ TEST(Utf8buf, GoesOnBehindWhatItHasRaisedFor) {
   utf8buf buffer(&text);
   nalo::wistream stream(&buffer);
   text.sbumpc();  // positions are those of the text
+  try {
+    over_script("ab\xFF", {9}).sgetn(std::wstring(3, L' ').data(), 3);
+    FAIL() << "nothing is raised";
+  } catch (const nalo::encoding_error& error) {
+    EXPECT_EQ(error.position(), 2);
+  }
   EXPECT_EQ(read_from(buffer), "bnot UTF-8 at byte 2");
   EXPECT_EQ(read_from(buffer), "c");
 }
