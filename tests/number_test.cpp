@@ -111,8 +111,6 @@ TEST(Number, OfFewDigitsIsRoundedAsTheModelSays) {
   }
 }
 
-// The arrays on the stack have room for 120 characters, and for 508 digits and
-// a point.
 // Numbers are written directly to a put area with room for them.
 TYPED_TEST(Number, IsTheSameWhateverRoomThereIs) {
   using limits = std::numeric_limits<double>;
@@ -147,6 +145,8 @@ TYPED_TEST(Number, IsTheSameWhateverRoomThereIs) {
   }
 }
 
+// The arrays on the stack have room for 120 characters, and for 508 digits and
+// a point.
 TYPED_TEST(Number, OfAnyLengthFindsRoom) {
   for (const size_t digits : {120u, 121u, 508u, 509u, 510u}) {
     scripted_streambuf<TypeParam> buf({});
