@@ -177,6 +177,7 @@ void prepay(Locale* set) noexcept {
   set->add_references(half_prepaid);
   const std::atomic_ref global(global_locale);
   word value = global.load(std::memory_order_relaxed);
+  // uncovered: false only when threads meet here.
   while (set_of(value) == set && prepaid(value) < half_prepaid) {
     // uncovered: false only when threads meet here.
     if (global.compare_exchange_weak(
@@ -187,7 +188,7 @@ void prepay(Locale* set) noexcept {
   }
   // uncovered: only when threads meet here.
   set->remove_references(half_prepaid);
-}
+}  // uncovered: only when threads meet here.
 
 // Makes a set the global one, taking over a reference to it, and returns a
 // reference to the earlier one.
