@@ -119,11 +119,17 @@ TYPED_TEST(OwningStreams, HaveBuffersThatMoveAndSwapAlone) {
     EXPECT_TRUE(buffer.is_open());
     return buffer;
   });
-  EXPECT_EQ(basic_filebuf<Char>().close(), nullptr);
+  basic_filebuf<Char> file;
+  EXPECT_EQ(file.close(), nullptr);
+  EXPECT_EQ(file.open("/none", ios_base::in), nullptr);
+  EXPECT_EQ(file.open("/dev/null", ios_base::in), &file);
+  EXPECT_EQ(file.close(), &file);
   basic_fstream<Char> closed;
   closed.close();
   EXPECT_TRUE(closed.fail());
   EXPECT_TRUE(basic_spanbuf<Char>().span().empty());
+  EXPECT_EQ(basic_spanbuf<Char>(arrays[0], ios_base::in).span().size(),
+            arrays[0].size());
 }
 
 // The allocators of the strings go along, and a buffer that was set stays.
