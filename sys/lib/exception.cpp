@@ -1,12 +1,10 @@
 // The error classes, and the record of each thread's last error.
 #include <nalo/exception>
-#include <nalo/impl/require>
 
 #include <pthread.h>
 
 #include <atomic>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <utility>
