@@ -2,8 +2,6 @@
 // defines run().
 #pragma once
 
-#include <cstdlib>
-
 #include "common.h"
 
 // Performs the operations that the input chooses. A failed expectation ends the

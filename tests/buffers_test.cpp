@@ -2,7 +2,6 @@
 #include <nalo/buffers/map>
 #include <nalo/buffers/span>
 #include <nalo/buffers/std>
-#include <nalo/buffers/string>
 #include <nalo/testing>
 
 #include "common.h"

@@ -1,9 +1,7 @@
 // The console streams: when they write what they are given.
 #include <nalo/iostream>
 
-#include <fcntl.h>
 #include <pty.h>
-#include <sys/wait.h>
 
 #include "common.h"
 

@@ -1,7 +1,5 @@
 // How errors are raised, what they carry, who hears of them, and the memory
 // that is refused.
-#include <nalo/base/ios_base>
-#include <nalo/locale>
 
 #include "blocks_in_use.h"
 #include "common.h"

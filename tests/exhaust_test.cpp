@@ -3,10 +3,7 @@
 // The tests run a slice; ./dev exhaust runs all.
 
 #include <cmath>
-#include <cstdlib>
-#include <initializer_list>
 
-#include "common.h"
 #include "number_model.h"
 #include "stream_model.h"
 

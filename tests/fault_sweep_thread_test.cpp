@@ -3,18 +3,10 @@
 // place failing in each way that it can; a thread cancelled there is one more.
 // What virtual calls of a buffer lead to is predicted exactly by the model of
 // streams; these are the rules that hold whatever fails.
-#include <nalo/base/ctype>
-#include <nalo/base/numpunct>
 #include <nalo/buffers/map>
-#include <nalo/buffers/string>
 #include <nalo/buffers/utf8>
 #include <nalo/fstream>
-#include <nalo/iomanip>
-#include <nalo/sstream>
-#include <nalo/string>
 #include <nalo/syncstream>
-
-#include <set>
 
 #include "blocks_in_use.h"
 #include "common.h"
@@ -77,9 +69,9 @@ const nalo::locale& faulty_locale() {
 }
 
 // Which calls of an operation lie inside the guarded region: none (plain), all,
-// or those behind the search for the end of white space. A plain operation that
-// fails changes nothing at all; one that makes a stream lets all raise that
-// fails. An open operation works on a bad stream, too.
+// or those behind the skipped white space. A plain operation that fails changes
+// nothing; one that makes a stream raises what fails. An open operation works
+// on a bad stream, too.
 enum region { plain, making, open, guarded, skipping };
 
 template <class World>

@@ -1,10 +1,6 @@
 // The state of a stream: bits and mask, format, words, facets, and what saves,
 // copies and exchanges them.
-#include <nalo/iomanip>
-#include <nalo/ios>
-#include <nalo/ostream>
 
-#include <climits>
 #include <concepts>
 
 #include "blocks_in_use.h"
@@ -18,9 +14,9 @@ using fmtflags = ios_base::fmtflags;
 using words = std::vector<std::pair<ptrdiff_t, void*>>;
 
 constexpr const char* meets_mask = "basic_ios::clear";
+constexpr const char* no_facet = "nalo::ios_base the locale lacks a facet";
 constexpr const char* no_words =
     "WordAllocator: nalo::ios_base::grow_words_ allocation failed";
-constexpr const char* no_facet = "nalo::ios_base the locale lacks a facet";
 
 // A stream has a truth value and is neither a number nor comparable.
 static_assert(!std::is_convertible_v<nalo::ostream&, int> &&
@@ -222,7 +218,7 @@ TYPED_TEST(Ios, ConvertsByTheLocaleThatItSharesWithItsBuffer) {
   EXPECT_TRUE(this->buf.getloc() == this->bare);
   EXPECT_EQ(raised_by([&] { s.fill(); }), no_facet);
   EXPECT_EQ(raised_by([&] { s.narrow(' ', ' '); }), no_facet);
-  this->buf.fail_in(1, fault::other);
+  arm(1, fault::other);
   EXPECT_EQ(raised_by([&] { s.imbue(locale::classic()); }), "int");
   EXPECT_EQ(s.fill(), ' ');
   EXPECT_TRUE(this->buf.getloc() == this->bare);

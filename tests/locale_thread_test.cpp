@@ -1,15 +1,8 @@
 // Locales and the lives of their facets, on several threads too, and the
 // classes of the classic locale against those of the C library.
-#include <nalo/base/ctype>
-#include <nalo/base/num_get>
-#include <nalo/base/num_put>
-#include <nalo/base/numpunct>
-#include <nalo/locale>
-#include <nalo/string>
 
 #include <ctype.h>
 #include <dlfcn.h>
-#include <sys/wait.h>
 
 #include <atomic>
 #include <latch>
@@ -28,7 +21,7 @@ struct client : locale::facet {
   static inline locale::id id;
 };
 
-// Facet classes whose facet part is not the plain first part.
+// Facet classes whose facet part is the plain first part, or is not.
 struct other_base {
   virtual ~other_base() = default;
 };

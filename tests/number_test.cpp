@@ -2,14 +2,7 @@
 // what is not there.
 #include "number_model.h"
 
-#include <nalo/base/num_get>
-#include <nalo/base/num_put>
-#include <nalo/iomanip>
-
 #include <cmath>
-#include <cstdlib>
-
-#include "common.h"
 
 namespace {
 
@@ -182,7 +175,7 @@ TYPED_TEST(Number, NeedsAPunctuationAndABuffer) {
   check(true, ios_base::boolalpha);
   EXPECT_EQ(buf.own_log_, "");
   // The width is reset before a buffer can raise.
-  buf.fail_in(1, fault::other);
+  arm(1, fault::other);
   io.width(100'000);
   EXPECT_THROW(writer.put(&buf, io, Char(' '), 42L), int);
   EXPECT_EQ(io.width(), 0);

@@ -1,7 +1,6 @@
 // The streams that own their buffers: over strings, arrays and files.
 #include <nalo/fstream>
 #include <nalo/spanstream>
-#include <nalo/sstream>
 
 #include <filesystem>
 

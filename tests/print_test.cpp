@@ -1,6 +1,5 @@
 // Printing by format strings: one block, behind the gate. Built where {fmt} is
 // found.
-#include <nalo/iomanip>
 #include <nalo/print>
 
 #include "common.h"

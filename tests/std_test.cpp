@@ -1,8 +1,6 @@
 // What programs bring along from the standard streams: iterators, quoted texts
 // and times.
-#include <nalo/iomanip>
 #include <nalo/iterator>
-#include <nalo/sstream>
 #include <nalo/std_types>
 
 #include <bitset>
@@ -30,12 +28,12 @@ TYPED_TEST(Std, IteratesOverStreams) {
   using numbers = nalo::istream_iterator<int, TypeParam>;
   using characters = nalo::istreambuf_iterator<TypeParam>;
   using writer = nalo::ostream_iterator<int, TypeParam>;
+  using end = std::default_sentinel_t;
   static_assert(std::input_iterator<numbers> &&
-                std::input_iterator<characters>);
-  static_assert(std::sentinel_for<numbers, numbers>);
-  static_assert(std::sentinel_for<std::default_sentinel_t, numbers>);
-  static_assert(std::sentinel_for<std::default_sentinel_t, characters>);
-  static_assert(std::output_iterator<writer, int>);
+                std::output_iterator<writer, int>);
+  static_assert(std::sentinel_for<numbers, numbers> &&
+                std::sentinel_for<end, numbers>);
+  static_assert(std::sentinel_for<end, characters>);
   static_assert(
       std::output_iterator<nalo::ostreambuf_iterator<TypeParam>, TypeParam>);
 
@@ -70,10 +68,8 @@ TYPED_TEST(Std, QuotesTextsAsTheStandardStreams) {
                 written(std::basic_ostringstream<TypeParam>(),
                         std::quoted(text, TypeParam('\''), TypeParam('|'))));
     };
-    expect(text);
-    expect(text.c_str());
+    expect(text), expect(text.c_str()), expect(string(text));
     expect(std::basic_string_view<TypeParam>(text));
-    expect(string(text));
   }
   for (const char* const input :
        {" \"a \\\"b\" c", " ab c", "\"ab", "\"ab\\", "  "}) {
@@ -123,17 +119,16 @@ TYPED_TEST(Std, WritesAndReadsTimesAsTheStandardStreams) {
   const std::pair<const char*, const char*> inputs[] = {
       {"%Y-%m-%d %H:%M:%S", "2024-02-29 13:05:09 x"},
       {"%A %B %e %y", "thursday FEBRUARY 9 24"},
-      {"%b %d", "Sept 1"},
       {"%D", "02/28/69"},
+      {"%b %d", "Sept 1"},
       {"%r", "11:30:01 pm"},
       {"%I %p", "12 am"},
       {"%R%n%j", "12:30  060"},
+      {"%M", "x"},
       {"%C%y-%m-%d", "1999-12-31"},
       {"%d%%/X", "7%/x"},
       {"%H", "24"},
-      {"%M", "x"},
-      {"%Ey %m %Od", "24 1 2"},
-  };
+      {"%Ey %m %Od", "24 1 2"}};
   for (const auto& [format, input] : inputs) {
     if (!with_libstdcxx) break;  // it stores less and fails more
     const auto wide = widened<TypeParam>(format);

@@ -1,12 +1,9 @@
 // What strings do against the compiler's own, what they refuse, and how they
 // are handed on.
-#include <nalo/string>
 
-#include <climits>
 #include <filesystem>
 #include <memory_resource>
 
-#include "common.h"
 #include "string_model.h"
 
 namespace {

@@ -1,9 +1,6 @@
 // Strings that share a chunk and live on different threads or in different
 // processes. The checks of threads say little without a thread sanitizer, which
 // sees every access that is not ordered.
-#include <nalo/string>
-
-#include <sys/wait.h>
 
 #include "common.h"
 

@@ -1,5 +1,4 @@
 // Streams by which threads share a buffer.
-#include <nalo/buffers/string>
 #include <nalo/syncstream>
 
 #include "common.h"
@@ -78,12 +77,12 @@ TYPED_TEST(Syncstream, HandsOverWhenItIsTold) {
   {
     osyncstream out(&target);
     out << "lost";
-    target.fail_in(1, fault::standard);
+    arm(1, fault::standard);
     out.emit();
     EXPECT_TRUE(out.bad());
     // Nothing is raised by the destructor.
     out.rdbuf()->sputn(widened<TypeParam>("lost").data(), 4);
-    target.fail_in(1, fault::other);
+    arm(1, fault::other);
   }
   expect("abcdefgh\\x0Aijk", "");
   below << nalo::emit_on_flush << nalo::flush_emit;

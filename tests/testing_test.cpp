@@ -3,8 +3,6 @@
 #include <nalo/buffers/std>
 #include <nalo/testing>
 
-#include <set>
-
 #include "common.h"
 
 namespace {

@@ -1,25 +1,39 @@
 // What nearly every test includes.
 #pragma once
 
-#include <nalo/istream>
+#include <nalo/base/ctype>
+#include <nalo/base/num_get>
+#include <nalo/base/num_put>
+#include <nalo/base/numpunct>
+#include <nalo/iomanip>
+#include <nalo/locale>
 #include <nalo/memory>
+#include <nalo/sstream>
+#include <nalo/string>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/mman.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <iterator>
+#include <limits>
 #include <map>
 #include <memory>
 #include <new>
 #include <optional>
 #include <random>
+#include <set>
 #include <span>
 #include <sstream>
 #include <stdexcept>

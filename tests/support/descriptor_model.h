@@ -8,11 +8,9 @@
 #include <nalo/buffers/fd>
 
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <sys/socket.h>
 
 #include <cerrno>
-#include <cstring>
 
 #include "common.h"
 

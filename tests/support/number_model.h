@@ -3,13 +3,7 @@
 // areas. What memory and the buffer are asked for is checked too.
 #pragma once
 
-#include <nalo/base/num_put>
-#include <nalo/base/numpunct>
-
-#include <climits>
 #include <cmath>
-#include <cstdlib>
-#include <limits>
 #include <locale>
 
 #include "common.h"

@@ -82,6 +82,7 @@ struct while_set {
   const bool before;
 };
 
+// Lets the k-th point from now on fail.
 inline void arm(size_t k, fault kind) {
   passed.clear();
   failing = k;
@@ -137,8 +138,6 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
            this->pbase() <= this->pptr() && this->pptr() <= this->epptr();
   }
 
-  // Lets the k-th call from now on fail, of whatever buffer.
-  static void fail_in(size_t k, fault kind) { arm(k, kind); }
   // Writes the log to another place, each call with a prefix.
   void log_to(std::string& log, const char* prefix) {
     log_ = &log;

@@ -5,10 +5,6 @@
 // and order.
 #pragma once
 
-#include <nalo/locale>
-
-#include <limits>
-
 #include "common.h"
 
 namespace nalo_test::streams {

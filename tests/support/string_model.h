@@ -3,10 +3,7 @@
 // compiler's own strings and the rules of storage.
 #pragma once
 
-#include <nalo/string>
-
 #include <array>
-#include <set>
 
 #include "common.h"
 
