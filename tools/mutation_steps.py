@@ -50,7 +50,7 @@ class Collector:
 
     def parse(self, path, text=None):
         unit = cindex.Index.create().parse(
-            str(path), args=["-xc++", "-std=c++20", f"-I{ROOT}/sys/src"],
+            str(path), args=["-xc++", "-std=c++2b", f"-I{ROOT}/sys/src"],
             unsaved_files=[(str(path), text)] if text else None,
             options=cindex.TranslationUnit.PARSE_DETAILED_PROCESSING_RECORD)
         if errors := [d for d in unit.diagnostics if d.severity >= 3]:

@@ -1,0 +1,8 @@
+// Instantiates the extractions into the usual standard string of wchar_t.
+#include "std_string.h"
+
+namespace nalo {
+
+NALO_ISTREAM_STD_WORK(template NALO_API, wchar_t);
+
+}  // namespace nalo
