@@ -1,11 +1,11 @@
-// Random operations of an fdbuf on descriptors of several kinds, while system
-// calls transfer less than they are asked for, are interrupted and fail. Each
-// byte is delivered or written once and in order, or the operation raises the
-// error of the call that failed.
+// Random operations of an fdbuf on descriptors of several kinds, and of a
+// filebuf, while system calls transfer less than requested, are interrupted and
+// fail. Each byte is delivered or written once and in order, or the operation
+// raises the error of the call that failed.
 // For programs of one source file: it replaces read(), write() and lseek().
 #pragma once
 
-#include <nalo/buffers/fd>
+#include <nalo/buffers/file>
 
 #include <dlfcn.h>
 #include <sys/socket.h>
@@ -117,6 +117,7 @@ class descriptor_comparison {
   explicit descriptor_comparison(choices& choose) : random_(choose) {
     watched = {.fd = own_, .random = &random_, .seeks_nowhere = is(device)};
     if (is(appended)) ::fcntl(own_, F_SETFL, O_APPEND);
+    if (is(named)) open();
   }
   ~descriptor_comparison() { watched = {}; }
 
@@ -128,9 +129,9 @@ class descriptor_comparison {
         {"seek", &self::seek},         {"seek", &self::seek},
         {"seek", &self::seek},         {"promise", &self::promise},
         {"move", &self::move},         {"send", &self::send},
-        {"receive", &self::receive}};
-    // Six in fifteen read or write.
-    const size_t chosen = random_.below(15);
+        {"receive", &self::receive},   {"reopen", &self::reopen}};
+    // Six in sixteen read or write.
+    const size_t chosen = random_.below(16);
     const auto& [name, run] = all[chosen < 6 ? chosen / 3 : chosen - 4];
     const size_t n = random_.below(random_.one_of<size_t>({3, 20, 300, 9000}));
     trace_ += ", " + std::string(name) + ' ' + std::to_string(n);
@@ -144,17 +145,22 @@ class descriptor_comparison {
     watched.random = nullptr;
     do {
       receive();
-      attempt([&] { return buffer_.close(), 0; });
+      sync(0);
     } while (raised_ && !testing::Test::HasFailure());
-    expect_all_written();
+    if (is(named)) {
+      EXPECT_EQ(file_.close(), &file_);
+    } else {
+      buffer_.close();
+    }
   }
 
  private:
-  enum kind { file, appended, device, socket, input_pipe, output_pipe };
+  enum kind { file, appended, device, socket, input_pipe, output_pipe, named };
   static constexpr auto no_character = static_cast<size_t>(-1);
 
   bool is(kind k) const { return kind_ == k; }
-  bool has_position() const { return is(file) || is(appended); }
+  bool has_position() const { return is(file) || is(appended) || is(named); }
+  bool may(ios_base::openmode access) const { return (mode_ & access) != 0; }
   std::string rest() const { return text_.substr(std::min(at_, text_.size())); }
   bool at_end() const {
     return rest().empty() && (has_position() || has_hung_up_);
@@ -177,6 +183,8 @@ class descriptor_comparison {
       return result;
     } catch (const nalo::fd_error& error) {
       EXPECT_EQ(error.code(), watched.failure);
+      // A filebuf makes no call that its mode rules out.
+      EXPECT_TRUE(!is(named) || error.code() != EBADF);
       raised_ = true;
       return static_cast<size_t>(error.transferred());
     }
@@ -193,7 +201,7 @@ class descriptor_comparison {
     }
     EXPECT_EQ(block, rest().substr(0, block.size()));
     at_ += block.size();
-    EXPECT_TRUE(raised_ || block.size() == n || at_end());
+    EXPECT_TRUE(raised_ || block.size() == n || at_end() || !may(in));
     back_ = std::min(back_ + block.size(), nalo::fdbuf::putback_size);
   }
   void put_back(size_t) {
@@ -215,12 +223,12 @@ class descriptor_comparison {
       return n == 1 ? buffer_.sputc(block[0]) != -1
                     : buffer_.sputn(block.data(), size);
     });
-    EXPECT_TRUE(raised_ || put == n);
+    EXPECT_TRUE(raised_ || put == (may(out | app) ? n : 0));
     block.resize(put);
     if (!has_position()) {
       output_ += block;
     } else if (put != 0) {
-      if (is(appended)) at_ = text_.size();
+      if (may(app)) at_ = text_.size();
       text_.resize(std::max(text_.size(), at_ + put));
       text_.replace(at_, put, block);
       at_ += put;
@@ -238,7 +246,7 @@ class descriptor_comparison {
     EXPECT_EQ(received_, output_);
     if (!has_position()) return;
     EXPECT_EQ(content(peer_), text_);
-    EXPECT_EQ(::lseek(peer_, 0, SEEK_CUR), static_cast<off_t>(at_));
+    EXPECT_EQ(::lseek(watched.fd, 0, SEEK_CUR), static_cast<off_t>(at_));
   }
 
   // Also to places in front of the text and behind it.
@@ -269,13 +277,33 @@ class descriptor_comparison {
   void promise(size_t) {
     const auto n = attempt([&] { return buffer_.in_avail(); });
     EXPECT_TRUE(n <= rest().size() ||
-                (n == no_character && (at_end() || is(output_pipe))))
+                (n == no_character && (at_end() || !may(in))))
         << n;
   }
   void move(size_t) {
-    nalo::fdbuf other(std::move(buffer_));
-    EXPECT_FALSE(buffer_.is_open());
-    buffer_ = std::move(other);
+    const auto there_and_back = [](auto& buffer) {
+      auto other(std::move(buffer));
+      EXPECT_FALSE(buffer.is_open());
+      buffer = std::move(other);
+    };
+    is(named) ? there_and_back(file_) : there_and_back(over_descriptor_);
+  }
+
+  // The path leads to the same file, with a position of its own.
+  void open() {
+    const auto path = "/proc/self/fd/" + std::to_string(own_);
+    EXPECT_EQ(file_.open(path, mode_), &file_);
+    watched.fd = file_.fd();
+    at_ = 0;
+    if (mode_ == out) text_.clear();
+  }
+  // After writing, because a filebuf drops what it cannot write.
+  void reopen(size_t) {
+    sync(0);
+    if (!is(named) || raised_) return;
+    EXPECT_EQ(file_.close(), &file_);
+    mode_ = random_.one_of({in, out, in | out, app, in | app});
+    open();
   }
 
   // The other end of a connection.
@@ -296,7 +324,11 @@ class descriptor_comparison {
   }
 
   choices& random_;
-  const kind kind_ = static_cast<kind>(random_.below(6));
+  const kind kind_ = static_cast<kind>(random_.below(7));
+  ios_base::openmode mode_ = is(appended)      ? in | app
+                             : is(input_pipe)  ? in
+                             : is(output_pipe) ? out
+                                               : in | out;
   unsigned char next_ = 0;  // the bytes count on, so that each shows its place
   std::string text_ = fresh(is(output_pipe) ? 0 : random_.below(256));
   size_t at_ = 0;    // what was taken of the text, or the position in a file
@@ -312,8 +344,10 @@ class descriptor_comparison {
                           text_};
   const int own_ = ends_.ends[is(output_pipe)];
   const int peer_ = ends_.ends[!is(output_pipe)];
-  nalo::fdbuf buffer_{own_, nalo::fd_ownership::borrowed,
-                      random_.one_of<size_t>({0, 2, 7, 100, 4096})};
+  nalo::filebuf file_;
+  nalo::fdbuf over_descriptor_{own_, nalo::fd_ownership::borrowed,
+                               random_.one_of<size_t>({0, 2, 7, 100, 4096})};
+  nalo::fdbuf& buffer_ = is(named) ? file_ : over_descriptor_;
 };
 
 }  // namespace nalo_test
