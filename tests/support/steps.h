@@ -1,0 +1,40 @@
+// Scripts that tests play on a buffer.
+#pragma once
+
+#include "common.h"
+
+namespace nalo_test {
+
+// Runs the steps of a script, which spaces separate, and returns the results.
+template <class Run>
+std::string played(const std::string& script, Run run) {
+  std::istringstream steps(script);
+  std::string log;
+  for (std::string step; steps >> step;) {
+    if (!log.empty()) log += ' ';
+    log += run(step);
+  }
+  return log;
+}
+
+// Performs a step on a buffer and returns its result:
+//   <3   takes up to three characters   >ab   writes "ab"
+//   -    puts the last one back         ?     counts what can be read
+//   @    tells the position             @out  tells the position of the output
+//   =3   seeks                          !     synchronizes
+template <class Char>
+std::string done(const std::string& step, nalo::basic_streambuf<Char>& buffer) {
+  const std::string argument = step.substr(1);
+  const auto is = [&](char what) { return step[0] == what; };
+  if (is('<')) return shown<Char>(taken(buffer, std::stoul(argument)));
+  if (is('=')) return std::to_string(buffer.pubseekpos(std::stol(argument)));
+  const auto side = argument == "out" ? out : in;
+  const auto tell = [&] { return buffer.pubseekoff(0, ios_base::cur, side); };
+  return std::to_string(is('>')   ? put(buffer, argument)
+                        : is('-') ? static_cast<int>(buffer.sungetc())
+                        : is('?') ? buffer.in_avail()
+                        : is('!') ? buffer.pubsync()
+                                  : nalo::streamoff(tell()));
+}
+
+}  // namespace nalo_test
