@@ -1,8 +1,8 @@
-// Records of a fixed size, changed in place in a file open for both.
+// Records of a fixed size, changed in place in a file open for both, and dumped
+// in hexadecimal.
 #include <fstream>
 #include <iomanip>
 #include <iostream>
-#include <sstream>
 #include <string>
 
 constexpr std::streamoff record_size = 16;
@@ -13,8 +13,21 @@ void put(std::fstream& file, int at, const std::string& name, int balance) {
        << balance << '\n';
 }
 
+void dump(std::istream& in) {
+  char block[record_size];
+  std::cout << std::hex << std::setfill('0');
+  while (in.read(block, sizeof block) || in.gcount() > 0) {
+    for (std::streamsize i = 0; i < in.gcount(); ++i) {
+      std::cout << std::setw(2) << unsigned(block[i]) << ' ';
+    }
+    std::cout << std::endl;
+  }
+  std::cout << std::dec << std::setfill(' ');
+}
+
 int main() {
-  std::fstream file("accounts", std::ios::in | std::ios::out | std::ios::trunc);
+  std::fstream file("accounts", std::ios::in | std::ios::out | std::ios::trunc |
+                                    std::ios::binary);
   put(file, 0, "ada", 100);
   put(file, 1, "brian", -5);
   put(file, 5, "late", 1);  // a hole before it
@@ -31,14 +44,12 @@ int main() {
   std::getline(file, name);
   std::cout << here << ' ' << std::quoted(name) << '\n';
   file.close();
-  file.open("accounts", std::ios::in | std::ios::ate);
+  file.open("accounts", std::ifstream::in | std::ifstream::ate);
   std::cout << file.tellg() << ' ' << file.is_open() << '\n';
+  dump(file.seekg(-20, std::ios_base::end));
+  file.clear();
+  file.seekg(10).unget();
+  std::cout << file.get() << ' ' << file.peek() << ' ' << file.tellg() << '\n';
   file << "refused";
   std::cout << file.good() << '\n';
-
-  std::stringstream text("0123456789", std::ios::in | std::ios::out);
-  text.seekp(3) << "abc";
-  text.seekg(2);
-  text.seekp(0, std::ios::end) << '!';
-  std::cout << text.str() << text.tellg() << text.tellp() << '\n';
 }

@@ -34,7 +34,7 @@ int main() {
   rewrite(old_file, new_file);
   new_file.close();
   old_file.close();
-  std::cout << std::boolalpha << new_file.good() << '\n';
+  std::cout << path << std::boolalpha << ' ' << new_file.good() << '\n';
   std::rename("app.conf.new", "app.conf");
 
   std::fstream both(path, std::ios::in | std::ios::out | std::ios::app);
