@@ -78,21 +78,6 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
   }
 }
 
-TYPED_TEST(Number, NearAPowerIsWhatTheModelSays) {
-  choices random(20241126);
-  for (const unsigned long base : {10UL, 16UL}) {
-    for (unsigned long power = 1, last = 0; last < power; power *= base) {
-      last = power;
-      for (int round = 0; round < 90; ++round) {
-        const unsigned long n = power + 1 - random.below(3);
-        numbers::compare_writing<TypeParam>(random, n);
-        numbers::compare_writing<TypeParam>(random, static_cast<long>(0 - n));
-        numbers::compare_writing<TypeParam>(random, static_cast<int>(0 - n));
-      }
-    }
-  }
-}
-
 // Ties and carries, which random values seldom are.
 TEST(Number, OfFewDigitsIsRoundedAsTheModelSays) {
   choices random(20241125);

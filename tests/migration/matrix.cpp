@@ -20,6 +20,7 @@ std::istream& operator>>(std::istream& in, matrix& m) {
                    std::istream_iterator<double>());
     if (!numbers.eof()) throw std::invalid_argument("not a number: " + line);
   }
+  if (m.empty()) in.setstate(std::ios::failbit);
   return in;
 }
 
@@ -46,8 +47,9 @@ int main() {
   try {
     in >> m;
   } catch (const std::invalid_argument& error) {
-    std::cout << error.what() << '\n';
+    std::cerr << error.what() << '\n';
   }
+  std::cout << (in >> m).fail() << in.eof() << '\n';
 
   std::ifstream again("in.mat");
   const std::string text((std::istreambuf_iterator<char>(again)),

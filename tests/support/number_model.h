@@ -62,8 +62,6 @@ nalo::locale locale_with(const punctuation& punct, nalo::allocator& ma) {
 template <class Char>
 void prepare(std::basic_ios<Char>& reference, fmtflags flags,
              punctuation punct) {
-  static_assert(+std::ios_base::showbase == +ios_base::showbase &&
-                +std::ios_base::uppercase == +ios_base::uppercase);
   for (char& size : punct.grouping) {
     if (size <= 0 || size == CHAR_MAX) size = -1;
   }
