@@ -28,15 +28,8 @@ TYPED_TEST(Std, IteratesOverStreams) {
   using numbers = nalo::istream_iterator<int, TypeParam>;
   using characters = nalo::istreambuf_iterator<TypeParam>;
   using writer = nalo::ostream_iterator<int, TypeParam>;
-  using end = std::default_sentinel_t;
   static_assert(std::input_iterator<numbers> &&
                 std::output_iterator<writer, int>);
-  static_assert(std::sentinel_for<numbers, numbers> &&
-                std::sentinel_for<end, numbers>);
-  static_assert(std::sentinel_for<end, characters>);
-  static_assert(
-      std::output_iterator<nalo::ostreambuf_iterator<TypeParam>, TypeParam>);
-
   // Each stops where its stream fails, and leaves what it could not take.
   stream<TypeParam> in("7 8 x 4"), out;
   numbers at(in);

@@ -219,14 +219,6 @@ TEST(Utf8buf, IsMovedAndSwappedInTheMiddleOfACharacter) {
   EXPECT_EQ(played_on(none, "<1 - @"), "\\xE9 233 2");
   one = std::move(none);
   EXPECT_EQ(played_on(one, "<1 @"), "\\xE9 4");
-
-  nalo::stringbuf first(nalo::string("ab")), second(nalo::string("cd"));
-  utf8buf plain(&first), other(&second);
-  plain = utf8buf(&second);
-  EXPECT_EQ(plain.bytes(), &second);
-  other = utf8buf(&first);
-  swap(plain, other);
-  EXPECT_EQ(read_from(plain) + read_from(other), "abcd");
 }
 
 TEST(Utf8buf, GoesOnWithACharacterThatWasTakenInPart) {

@@ -67,10 +67,6 @@ int main() {
                  << std::setprecision(3) << std::complex<double>(1.23456, -2)
                  << std::unique_ptr<int>();
   }
-  std::cout << memory.str();
-  memory.str("");
-  memory << std::setfill('*') << std::internal << std::setw(8) << -42 << '|'
-         << std::left << std::setw(6) << "ab" << std::showpos << 7;
   std::cout << std::move(memory).str() << std::flush;
   std::clog << "\ndone\n";
 }
