@@ -1,8 +1,5 @@
-// Every case of a small scope, once, against the models. What a case consists
-// of is chosen when something first looks at it, so that no two are alike.
-// The tests run a slice; ./dev exhaust runs all.
-
-#include <cmath>
+// Every case of a small scope, once, against the models. Each part of a case is
+// chosen when it is first looked at, so that no two cases are the same.
 
 #include "number_model.h"
 #include "stream_model.h"
@@ -11,30 +8,29 @@ namespace {
 
 using namespace nalo_test;
 
-// The most characters of a text, given when all cases are to run.
+// The length of the longest texts. When it is given, as by ./dev exhaust, all
+// cases run, otherwise a slice.
 const char* const given = std::getenv("NALO_EXHAUST");
 const size_t longest = given ? std::strtoul(given, nullptr, 10) : 2;
 
 template <class Char>
 struct Exhaust : testing::Test {
-  // Runs all cases, until one fails, and returns how many there were.
-  template <class Case>
-  size_t run(Case one) {
+  // Runs all cases until one fails.
+  void run(auto test_case) {
     choices all;
     size_t cases = 1;
-    for (one(all); !this->HasFailure() && all.next(); one(all)) ++cases;
-    std::fprintf(stderr, "%s of %s: %zu cases\n",
-                 testing::UnitTest::GetInstance()->current_test_info()->name(),
-                 sizeof(Char) > 1 ? "wchar_t" : "char", cases);
-    return cases;
+    for (test_case(all); !this->HasFailure() && all.next(); ++cases) {
+      test_case(all);
+    }
+    std::printf("%zu cases\n", cases);
   }
 };
 TYPED_TEST_SUITE(Exhaust, Chars);
 
 using namespace streams;
 
-// Two operations of a stream and of its model, with a mask of one bit or none
-// and one fault or none.
+// Two operations of a stream and of its model, with at most one bit in the mask
+// and at most one fault.
 template <class Char>
 class pair {
  public:
@@ -73,13 +69,13 @@ class pair {
     while (&real_world::operation(n) != &real_world::operation(0)) ++n;
     return n;
   }
-  // What the operations look at is known by their text.
+  // The text of an operation tells which parts of a case it uses.
   bool has(auto... part) const {
     return ((texts_.find(part) != texts_.npos) || ...);
   }
 
-  // Each area is chosen when the first of stream and model reads it; an empty
-  // one is the end.
+  // Each area is chosen when the stream or the model first reads it. An empty
+  // one is the end of the input.
   script<Char> play(std::vector<text>& areas) {
     script<Char> script{.get_areas = {area_}, .put_areas = {put_area_}};
     script.extend = [this, &areas, at = size_t{0}](auto& play) mutable {
@@ -136,13 +132,13 @@ class pair {
   const std::string texts_ = std::string(real_world::operation(first_).first) +
                              "; " + real_world::operation(second_).first;
   // 1 for input in areas, 0 for characters that are in none.
-  const size_t area_ = has("ignore", "get", "other") ? all_.below(2) : 1;
+  const size_t area_ = has("ignore", "get", ">>", "other") ? all_.below(2) : 1;
   const size_t put_area_ =
       has("put", "insert", "<<", "other") ? 2 * all_.below(2) : 0;
-  // What the operations look for, and two others.
+  // The characters that the operations look for, and two others.
   const text alphabet_ = widened<Char>(std::string("a\xFF") +
                                        (has("a.ch", "a.delim") ? "\n" : "") +
-                                       (has("getstring") ? " " : ""));
+                                       (has("getstring", "w.word") ? " " : ""));
   iostate mask_ = good;    // or what the first operation sets as the state
   size_t room_ = longest;  // for characters of all areas
   std::vector<text> areas_, other_areas_;
@@ -154,7 +150,7 @@ TYPED_TEST(Exhaust, PairsOfStreamOperations) {
 
 TYPED_TEST(Exhaust, NumbersInAreas) {
   using namespace numbers;
-  const size_t cases = this->run([](choices& all) {
+  this->run([](choices& all) {
     std::string text;
     std::vector<size_t> areas;
     while (const size_t size = all.below(longest - text.size() + 1)) {
@@ -170,9 +166,6 @@ TYPED_TEST(Exhaust, NumbersInAreas) {
     };
     std::apply([&](auto... value) { (one(value), ...); }, types());
   });
-  // 6 texts of one character, and 12 times as many of each one more.
-  const auto texts = (std::pow(12, longest) - 1) / 11 * 6 + 1;
-  EXPECT_EQ(double(cases), texts * 3 * 13);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// What nearly every test includes.
+// Included by nearly every test.
 #pragma once
 
 #include <nalo/base/ctype>
@@ -65,7 +65,7 @@ inline constexpr auto in = ios_base::in, out = ios_base::out,
 
 using Chars = testing::Types<char, wchar_t>;
 
-// The whole text of a file, or what has come to an end of a connection.
+// The whole text of a file, or what was received at an end of a connection.
 inline std::string content(int fd) {
   std::string text;
   for (char block[4096];;) {
@@ -77,7 +77,7 @@ inline std::string content(int fd) {
   }
 }
 
-// A new file, for as long as this lives.
+// A new file that exists as long as this object.
 struct memory_file {
   explicit memory_file(std::string_view text = {}) {
     EXPECT_EQ(::pwrite(fd, text.data(), text.size(), 0), std::ssize(text));
@@ -88,7 +88,7 @@ struct memory_file {
   const std::string path = "/proc/self/fd/" + std::to_string(fd);
 };
 
-// Counts the errors that streams swallow, and keeps them off standard error.
+// Counts the errors that streams swallow, instead of printing them.
 struct dump_counter {
   dump_counter() {
     counted = 0;
@@ -101,7 +101,7 @@ struct dump_counter {
 
 }  // namespace nalo_test
 
-// A suite whose tests run for either type of characters, as TypeParam.
+// A suite whose tests run for both character types, as TypeParam.
 #define TEST_SUITE_OF_CHARACTERS(Suite) \
   template <class Char>                 \
   struct Suite : testing::Test {};      \

@@ -1,19 +1,19 @@
-// A stream buffer that plays a script: input in get areas of given sizes,
+// A stream buffer that follows a script: input in get areas of given sizes,
 // output into put areas of given sizes, and a failure at a given virtual call.
-// It logs every virtual call.
+// It logs all virtual calls.
 // Part of common.h.
 #pragma once
 
 namespace nalo_test {
 
 // How a call fails: it raises a library error, a std::exception or an int,
-// refuses (eof, -1, a count of 0, no memory), or its thread is cancelled. Or it
-// does its work, and meddles with the stream that calls.
+// refuses (eof, -1, a count of 0, no memory), or its thread is cancelled. When
+// it meddles, it succeeds but changes the stream that calls it.
 enum class fault { none, library, standard, other, refusal, cancel, meddle };
 inline std::function<void()> meddle;
 
-// Whether the standard library is the one by whose streams results are checked.
-// libc++ is not, and has no name for what unwinds a cancelled thread.
+// Whether this is the standard library whose streams some tests compare with.
+// With libc++, handlers cannot tell the unwinding of a cancelled thread.
 #ifdef __GLIBCXX__
 inline constexpr bool with_libstdcxx = true;
 #else
@@ -26,7 +26,7 @@ inline void raise(fault kind) {
   if (kind == fault::standard) throw std::runtime_error("standard");
   if (kind == fault::other) throw 42;
   if (kind == fault::cancel) {
-    // Makes the address sanitizer forget the frames that are about to go.
+    // Makes the address sanitizer forget the frames that will be unwound.
     try {
       throw 0;
     } catch (int) {
@@ -58,10 +58,10 @@ inline std::vector<fault_point> passed(2000);  // room, so that it stays put
 inline bool armed = false, in_test_code = false;
 inline size_t failing = 0;  // 1 for the first point, 0 for none
 inline fault failing_kind = fault::none;
-// When set, it decides at each point, until one is to fail.
+// When set, it is called at each point until it lets one fail.
 inline std::function<fault()> decide;
 
-// Raises, or answers true for a refusal, when this point is the one to fail.
+// At the point that is to fail, raises or returns true for a refusal.
 inline bool pass(const fault_point& point) {
   if (!armed) return false;
   passed.push_back(point);
@@ -82,14 +82,14 @@ struct while_set {
   const bool before;
 };
 
-// Lets the k-th point from now on fail.
+// Lets the k-th point from now fail.
 inline void arm(size_t k, fault kind) {
   passed.clear();
   failing = k;
   failing_kind = kind;
   armed = true;
 }
-// What a call raises in which the k-th point fails.
+// What a call raises when its k-th point fails.
 template <class Call>
 std::string raised_by(Call call, size_t k, fault kind) {
   return raised_by([&] {
@@ -102,13 +102,13 @@ std::string raised_by(Call call, size_t k, fault kind) {
 template <class Char>
 struct script {
   std::basic_string<Char> input = {};
-  // The sizes of the areas, used over and over. A get area of size 0 is a
-  // character that is there, but in no area; a put area of size 0 is none.
+  // The sizes of the areas, repeated. For a size of 0 there is no area: the
+  // character can only be read or written by virtual calls.
   std::vector<size_t> get_areas = {64};
   std::vector<size_t> put_areas = {64};
   size_t accepts = std::basic_string<Char>::npos;  // characters of output
   bool seekable = false;
-  // When set, it is asked for more where the input ends.
+  // When set, it is called at the end of the input and may add to it.
   std::function<void(script&)> extend = {};
 };
 
@@ -201,7 +201,7 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
     this->setp(put_area_.data(), put_area_.data() + put_area_.size());
     return traits::not_eof(ch);
   }
-  // One character may go as it likes.
+  // The stream may write a single character either way.
   nalo::streamsize xsputn(const Char* s, nalo::streamsize n) override {
     if (n == 1) return base::xsputn(s, n);
     const call now(*this, "xsputn");
@@ -219,16 +219,16 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
     const call now(*this, "seekoff",
                    std::to_string(off) + ',' + std::to_string(way) + ',' +
                        std::to_string(mode));
-    return now.fails ? streampos(-1) : seek(off, way, mode);
+    return now.fails ? streampos(-1) : seek(off, way);
   }
   streampos seekpos(streampos pos, ios_base::openmode mode) override {
     const call now(*this, "seekpos",
                    std::to_string(pos - 0) + ',' + std::to_string(mode));
-    return now.fails ? streampos(-1) : seek(pos, ios_base::beg, mode);
+    return now.fails ? streampos(-1) : seek(pos, ios_base::beg);
   }
 
  private:
-  // A virtual call: logs it, and lets it fail when it is its turn.
+  // Logs a virtual call and lets it fail if it is the one to fail.
   struct call {
     call(scripted_streambuf& buf, const char* name,
          const std::string& arguments = {})
@@ -258,31 +258,22 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
     drained_.append(this->pbase(), this->pptr());
     this->setp(nullptr, nullptr);
   }
-  // The input and the output have positions of their own. Moving the output
-  // back drops what stands behind.
-  streampos seek(nalo::streamoff off, ios_base::seekdir way,
-                 ios_base::openmode mode) {
-    const bool in = (mode & ios_base::in) != 0;
-    const size_t size = in ? play_.input.size() : output().size();
-    const size_t from = way == ios_base::beg         ? 0
-                        : way == ios_base::cur && in ? position()
-                                                     : size;
+  // The position is that of the input.
+  streampos seek(nalo::streamoff off, ios_base::seekdir way) {
+    const size_t from = way == ios_base::beg   ? 0
+                        : way == ios_base::cur ? position()
+                                               : play_.input.size();
     const size_t to = from + static_cast<size_t>(off);
-    if (!play_.seekable || to > size) return -1;
-    if (in) {
-      leave_area(to);
-    } else {
-      drain();
-      drained_.resize(to);
-    }
+    if (!play_.seekable || to > play_.input.size()) return -1;
+    leave_area(to);
     return static_cast<nalo::streamoff>(to);
   }
 
   std::vector<Char> get_area_;
-  size_t area_at_ = 0;  // where in the input the get area begins
+  size_t area_at_ = 0;  // the position of the get area in the input
   size_t get_at_ = 0;
   std::vector<Char> put_area_;
-  text drained_;  // what was written before the put area
+  text drained_;  // the output before the put area
   size_t put_at_ = 0;
   std::string* log_ = &own_log_;
   const char* prefix_ = "";
@@ -291,7 +282,7 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
 template <class Char>
 struct other_traits : std::char_traits<Char> {};
 
-// A stream over a scripted buffer, and what its operations work with: another
+// A stream over a scripted buffer, and the arguments of its operations: another
 // buffer to copy from and to, and strings to read into.
 template <class Char, class Stream = nalo::basic_iostream<Char>>
 struct scripted_world {

@@ -1,8 +1,7 @@
-// Random operations of a stream, over random areas, with every exception mask
-// and state, and a failure of every kind at a random virtual call, against a
-// model that moves one character at a time. The model has buffers of its own
-// with the same scripts, so that the virtual calls must agree too, in number
-// and order.
+// Random operations of a stream, with random areas, exception masks and states
+// and with random failures of virtual calls, compared with a model that moves
+// one character at a time. The model has its own buffers with the same scripts,
+// so that its virtual calls must be the same.
 #pragma once
 
 #include "common.h"
@@ -12,8 +11,8 @@ namespace nalo_test::streams {
 using nalo::streamsize;
 constexpr streamsize no_limit = std::numeric_limits<streamsize>::max();
 
-// The operations that move runs of characters, and the gates, in the simplest
-// form. The others are those of the library.
+// Defines the operations that move runs of characters, and the sentries, in the
+// simplest form. Inherits the others.
 template <class Char>
 class model : public nalo::basic_iostream<Char> {
   using base = nalo::basic_iostream<Char>;
@@ -58,19 +57,31 @@ class model : public nalo::basic_iostream<Char> {
       return left(take(buf(), gcount_, no_limit, stop));
     });
   }
+  // The size of an array includes its null character.
   template <class String>
-  friend void getstring(model& in, String& str) {
+  friend void getstring(model& in, String& str, streamsize size = no_limit,
+                        bool is_array = false) {
     streamsize taken = 0;
     in.extract(false, taken, [&] {
       str.clear();
-      const streamsize n = in.width() > 0 ? in.width() : no_limit;
+      const streamsize width = in.width() > 0 ? in.width() : no_limit;
       const auto& facet = nalo::use_facet<nalo::ctype<Char>>(in.getloc());
       const auto stop = [&](int_type ch) { return space(facet, ch); };
       const auto store = [&](Char c) { return str += c, true; };
-      const int_type ch = take(in.buf(), taken, n, stop, store);
+      const int_type ch =
+          take(in.buf(), taken, std::min(width, size) - is_array, stop, store);
       in.width(0);
       return left(ch);
     });
+  }
+  template <size_t Size>
+  void operator>>(Char (&s)[Size]) {
+    struct {
+      void clear() { *end = Char(); }
+      void operator+=(Char c) { *end++ = c, clear(); }
+      Char* end;
+    } array{s};
+    getstring(*this, array, Size, true);
   }
   template <class String>
   friend void getline(model& in, String& str, Char delim, size_t n = no_limit) {
@@ -117,7 +128,7 @@ class model : public nalo::basic_iostream<Char> {
     return to.sputc(traits::to_char_type(ch)) != none;
   }
   buffer& buf() { return *this->rdbuf(); }
-  // Sets a bit for what did not succeed.
+  // Sets a bit on failure.
   bool check(bool success, iostate bit) {
     if (!success) this->setstate(bit);
     return success;
@@ -138,8 +149,8 @@ class model : public nalo::basic_iostream<Char> {
     }
   }
 
-  // An extraction: the gate, then the guarded work, then its bits, and failbit
-  // when it has taken nothing.
+  // An extraction passes the gate, does the guarded work, and sets the bits
+  // that the work returns, and failbit when nothing was taken.
   template <class Work>
   void extract(bool noskip, streamsize& taken, Work work) {
     taken = 0;
@@ -166,8 +177,8 @@ class model : public nalo::basic_iostream<Char> {
   static bool space(const nalo::ctype<Char>& facet, int_type ch) {
     return facet.is(facet.space, traits::to_char_type(ch));
   }
-  // Takes up to n characters, before one that stops it or is not stored, and
-  // returns that one.
+  // Takes up to n characters. Stops before one that stop() accepts or store()
+  // rejects, and returns it.
   template <class Stop, class Store = decltype(nowhere)>
   static int_type take(buffer& from, streamsize& taken, streamsize n, Stop stop,
                        Store store = {}) {
@@ -178,7 +189,7 @@ class model : public nalo::basic_iostream<Char> {
     }
     return ch;
   }
-  // Takes a line and the delimiter behind it.
+  // Takes a line and its delimiter.
   template <class Store>
   iostate take_line(streamsize& taken, streamsize n, int_type delim,
                     Store store) {
@@ -191,8 +202,8 @@ class model : public nalo::basic_iostream<Char> {
     return good;
   }
 
-  // An insertion: the gate, then the guarded work, which answers whether it
-  // succeeded and may be synced.
+  // An insertion passes the gate and does the guarded work, then syncs if the
+  // work returns true.
   template <class Work>
   void insertion(Work work) {
     if (this->tie() && this->good()) this->tie()->flush();
@@ -204,8 +215,8 @@ class model : public nalo::basic_iostream<Char> {
   }
 };
 
-// The classic one, or one with other white space, the colon and the character
-// that the end of the input reads as, or one without classes of characters.
+// The classic locale, one with other white space (space, colon and 0xFF), or
+// one without a ctype.
 template <class Char>
 const nalo::locale& a_locale(choices& random) {
   const nalo::locale& classic = nalo::locale::classic();
@@ -217,7 +228,7 @@ const nalo::locale& a_locale(choices& random) {
   return all[random.below(std::size(all))];
 }
 
-// Runs of one character each.
+// A text of runs of the same character.
 template <class Char>
 std::basic_string<Char> runs(choices& random) {
   constexpr Char letters[] = {'a',  'a', 'b', ' ',        ' ',        '\n',
@@ -244,7 +255,7 @@ script<Char> play(choices& random) {
           .accepts = random.one_of<size_t>({0, 3, 10, 30, all, all, all, all})};
 }
 
-// What an operation gets, what the stream is like before, and what fails.
+// The arguments of an operation, the state before it, and the failure.
 template <class Char>
 struct arguments {
   using int_type = typename nalo::char_traits<Char>::int_type;
@@ -256,7 +267,7 @@ struct arguments {
   unsigned size = static_cast<unsigned>(random.below(16));
   Char ch = random.one_of<Char>({'\n', ':', ' ', 'a', 0, Char(0xE9), Char(-1)});
   int_type code = nalo::char_traits<Char>::to_int_type(ch);
-  // The second is the same character but for its unused upper bits.
+  // The second differs only in bits that a char does not have.
   int_type delim = random.one_of<int_type>({code, code + 0x100, int_type(-1)});
   ios_base::fmtflags flag =
       random.one_of({ios_base::skipws, ios_base::unitbuf, ios_base::left,
@@ -273,8 +284,8 @@ struct arguments {
   }
 };
 
-// A world with a stream over the other buffer to be tied to, and one log of the
-// virtual calls of both.
+// A world with a stream over the other buffer, to be tied, and a common log of
+// the virtual calls.
 template <class Char, class Stream>
 struct world : scripted_world<Char, Stream> {
   using base = scripted_world<Char, Stream>;
@@ -298,6 +309,7 @@ struct world : scripted_world<Char, Stream> {
         OP(w.io.ignore(a.n, a.delim)),
         OP(w.io.getline(w.array.data(), a.n, a.ch)),
         OP(w.io >> &w.other),
+        OP(w.io >> w.word),
         OP(getstring(w.io, w.str)),
         OP(getline(w.io, w.str, a.ch)),
         OP(getline(w.io, w.str, a.ch, a.size)),
@@ -318,7 +330,7 @@ struct world : scripted_world<Char, Stream> {
         OP(w.io.fill(a.ch)),
         OP(w.io.flags(w.io.flags() ^ a.flag)),
         OP(w.io.imbue(a.loc)),
-        // The cached facets stay as they are.
+        // This does not update the cached facets.
         OP(static_cast<ios_base&>(w.io).imbue(a.loc)),
         OP(w.io.tie(a.size % 2 == 0 ? &w.tied : nullptr)),
         OP(w.io.rdbuf(a.size == 0 ? nullptr : &w.buf)),
@@ -328,7 +340,7 @@ struct world : scripted_world<Char, Stream> {
   }
 #undef OP
 
-  // Runs an operation and answers all that can be seen of it.
+  // Runs an operation and returns all that can be observed.
   auto run(with a) {
     const auto work = [&] {
       if (a.clears) {
@@ -344,28 +356,33 @@ struct world : scripted_world<Char, Stream> {
     meddle = [&] { in.gcount_ = a.size; };
     const dump_counter dumps;
     const std::string raised = raised_by(work, a.failing_call, a.kind);
-    // What an error leaves in an array is nothing to rely on.
-    if (!raised.empty() || io.bad()) array.assign(array.size(), 'y');
-    return std::tuple(
-        raised, dumps.count(), io.rdstate(), tied.rdstate(), io.gcount(),
-        io.width(), array, text(std::as_const(str).data(), str.size()),
-        text(standard.data(), standard.size()), str.size() <= str.capacity(),
-        shared == string(60, 'y'), buf.output(), buf.rest(), other.output(),
-        other.rest(), log);
+    // After an error the contents of arrays are unspecified.
+    if (!raised.empty() || io.bad()) {
+      array.assign(array.size(), 'y');
+      *word = Char();
+    }
+    return std::tuple(raised, dumps.count(), io.rdstate(), tied.rdstate(),
+                      io.gcount(), io.width(), array, text(word),
+                      text(std::as_const(str).data(), str.size()),
+                      text(standard.data(), standard.size()),
+                      str.size() <= str.capacity(), shared == string(60, 'y'),
+                      buf.output(), buf.rest(), other.output(), other.rest(),
+                      log);
   }
 
   std::string log;
   nalo::basic_ostream<Char> tied{&other};
   text array;
+  Char word[40] = {};
   const string shared = string(60, 'y');
 };
 
-// Does the same to a stream and to its model.
+// Runs the same operations on a stream and on its model.
 template <class Char>
 void compare(choices& random, size_t steps = no_limit) {
   script<Char> input = play<Char>(random), other = play<Char>(random);
-  // The character that reads as the end of the input is one where it is looked
-  // at by itself.
+  // A wide character that reads as eof ends the input only where it is read by
+  // itself.
   if (sizeof(Char) > 1 && input.input.find(Char(-1)) != input.input.npos) {
     input.get_areas = {0, 1};
   }
