@@ -1,6 +1,6 @@
-// The loops over vectors and their plain twins: every length and alignment, at
-// the end of a page that is followed by one that can be neither read nor
-// written.
+// The loops over vectors and over single characters: every length and
+// alignment, at the end of a page that is followed by one that can be neither
+// read nor written.
 #include <nalo/base/impl/simd>
 
 #include <numeric>
@@ -11,7 +11,7 @@ namespace {
 
 namespace simd = nalo::impl::simd;
 
-// The end of a page that is followed by one that nobody may touch.
+// The end of a page that is followed by an inaccessible one.
 template <class Char>
 Char* end_of_page() {
   const auto size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
@@ -22,52 +22,52 @@ Char* end_of_page() {
   return reinterpret_cast<Char*>(pages + size);
 }
 
-template <class T>
-struct Simd : testing::Test {};
-template <class C, bool Vectors>
-struct loop {
-  using Char = C;
-  static constexpr bool vectors = Vectors;
-};
-using Loops = testing::Types<loop<char, true>, loop<char, false>,
-                             loop<wchar_t, true>, loop<wchar_t, false>>;
-TYPED_TEST_SUITE(Simd, Loops);
-
-// Tries each place of the character that is looked for, and none.
-template <bool Vectors, class Char, class Wanted>
+// Searches for the character at each place, or at none, with either loop.
+template <class Char, class Wanted>
 void expect_found(Wanted wanted, Char hit, Char miss) {
   static Char* const source = end_of_page<Char>();
   static Char* const target = end_of_page<Char>();
+  const auto expect = [&](std::size_t place, const Char* from, std::size_t n,
+                          auto vectors) {
+    Char* const to = target - n;
+    std::fill_n(to, n, Char());
+    ASSERT_EQ((simd::scan<vectors()>(from, n, wanted, simd::nowhere())), place);
+    ASSERT_EQ((simd::scan<vectors()>(from, n, wanted, to)), place);
+    ASSERT_TRUE(std::equal(to, to + place, from)) << place;
+  };
   for (std::size_t n = 0; n <= 150; ++n) {
     for (std::size_t gap = 0; gap < 16; ++gap) {
       SCOPED_TRACE(testing::Message()
                    << n << " characters, " << gap << " behind them");
-      Char *const from = source - n - gap, *const to = target - n;
+      Char* const from = source - n - gap;
       for (std::size_t place = 0; place <= n; ++place) {
         std::fill_n(from, n + gap, hit);
         std::fill_n(from, place, miss);
-        std::fill_n(to, n, Char());
-        ASSERT_EQ((simd::scan<Vectors>(from, n, wanted, simd::nowhere())),
-                  place);
-        ASSERT_EQ((simd::scan<Vectors>(from, n, wanted, to)), place);
-        ASSERT_TRUE(std::equal(to, to + place, from)) << place;
+        expect(place, from, n, std::true_type());
+        expect(place, from, n, std::false_type());
       }
     }
   }
 }
 
+TEST_SUITE_OF_CHARACTERS(Simd);
+
 TYPED_TEST(Simd, FindsAndCopiesWithinItsBounds) {
-  using Char = typename TypeParam::Char;
+  using Char = TypeParam;
   // 0x0A0A is no newline to a comparison of whole wide characters.
-  expect_found<TypeParam::vectors>(
-      simd::equal_to<Char>{'\n'}, Char('\n'),
-      sizeof(Char) == 1 ? Char(0x8A) : Char(0x0A0A));
-  const Char top = static_cast<Char>(-1);
-  expect_found<TypeParam::vectors>(simd::equal_to<Char>{top}, top, Char());
+  expect_found(simd::equal_to<Char>{'\n'}, Char('\n'),
+               sizeof(Char) == 1 ? Char(0x8A) : Char(0x0A0A));
+  expect_found(simd::equal_to<Char>{Char(-1)}, Char(-1), Char());
+  if constexpr (sizeof(Char) == 1) {
+    expect_found(simd::classic_space(), ' ', '\x1F');
+    expect_found(simd::classic_space(), ' ', '!');
+    expect_found(simd::classic_space(), '\t', '\x08');
+    expect_found(simd::classic_space(), '\r', '\x0E');
+  }
 }
 
-TYPED_TEST(Simd, MovesNoMoreThanItIsGiven) {
-  using Char = typename TypeParam::Char;
+TYPED_TEST(Simd, WritesNoMoreThanItIsGiven) {
+  using Char = TypeParam;
   constexpr std::size_t most = 300;
   static Char* const source = end_of_page<Char>() - most;
   static Char* const end = end_of_page<Char>();
@@ -88,29 +88,14 @@ TYPED_TEST(Simd, MovesNoMoreThanItIsGiven) {
                   [&](Char* to) { simd::fill_short(to, n, Char('*')); });
   }
   const auto expect_stored = [&](auto word) {
-    expect_at_end(sizeof word, source, [&](Char* to) {
-      simd::store_bytes<TypeParam::vectors>(to, word);
-    });
+    expect_at_end(sizeof word, source,
+                  [&](Char* to) { simd::store_bytes<true>(to, word); });
+    expect_at_end(sizeof word, source,
+                  [&](Char* to) { simd::store_bytes<false>(to, word); });
   };
   expect_stored(std::uint16_t{0x0201});
   expect_stored(std::uint32_t{0x04030201});
   expect_stored(std::uint64_t{0x08070605'04030201});
-}
-
-TEST(ClassicSpace, IsThatOfTheTableInBothLoops) {
-  for (int value = 0; value <= 0xFF; ++value) {
-    const bool is_space = value == ' ' || (9 <= value && value <= 13);
-    for (const std::size_t n : {2u, 16u}) {  // of which a vector takes one
-      std::string text(n, 'x');
-      text[0] = static_cast<char>(value);
-      EXPECT_EQ(simd::scan<true>(text.data(), n, simd::classic_space(),
-                                 simd::nowhere()),
-                is_space ? 0 : n)
-          << value;
-    }
-  }
-  expect_found<true>(simd::classic_space(), ' ', 'x');
-  expect_found<false>(simd::classic_space(), '\r', '\x0E');
 }
 
 }  // namespace
