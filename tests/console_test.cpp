@@ -1,4 +1,4 @@
-// The console streams: when they write what they are given.
+// When the console streams write what they were given.
 #include <nalo/iostream>
 
 #include <pty.h>
@@ -7,16 +7,13 @@
 
 namespace {
 
-// What a child process has written to a device that is its output and error,
-// when it ends without a normal exit.
+// What a child process writes to its standard output and error, a terminal or a
+// file, when it ends without running exit handlers.
 std::string written(bool to_terminal, void (*work)()) {
-  int ours, theirs, ends[2];
+  const nalo_test::memory_file file;
+  int ours = file.fd, theirs = file.fd;
   if (to_terminal) {
     EXPECT_EQ(::openpty(&ours, &theirs, nullptr, nullptr, nullptr), 0);
-  } else {
-    EXPECT_EQ(::pipe(ends), 0);
-    ours = ends[0];
-    theirs = ends[1];
   }
   const pid_t child = ::fork();
   if (child == 0) {
@@ -25,22 +22,16 @@ std::string written(bool to_terminal, void (*work)()) {
     work();
     ::_exit(0);
   }
-  ::close(theirs);
-  std::string text;
-  char block[4096];
-  for (ssize_t n; (n = ::read(ours, block, sizeof block)) > 0;) {
-    text.append(block, static_cast<std::size_t>(n));
-  }
-  ::close(ours);
   EXPECT_EQ(::waitpid(child, nullptr, 0), child);
-  return text;
+  if (to_terminal) ::close(theirs);
+  return nalo_test::content(ours);
 }
 
-TEST(ConsoleStreams, WriteWhenItIsTime) {
+TEST(ConsoleStreams, WriteAtOnceOrWhenTheyAreFlushed) {
   using nalo::cerr, nalo::cin, nalo::clog, nalo::cout, nalo::wcerr, nalo::wcout;
   const struct {
     void (*work)();
-    const char* through_pipe;
+    const char* in_file;
     const char* on_terminal;
   } rows[] = {
       {[] { cout << "a" << '\n'
@@ -55,7 +46,7 @@ TEST(ConsoleStreams, WriteWhenItIsTime) {
        "aäbc", "aäbc"},
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(written(false, row.work), row.through_pipe);
+    EXPECT_EQ(written(false, row.work), row.in_file);
     EXPECT_EQ(written(true, row.work), row.on_terminal);
   }
 }

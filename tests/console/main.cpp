@@ -1,7 +1,6 @@
-#define NAME "main"
-#include <cstdlib>
+#include <nalo/iostream>
 
-#include "part.h"
+#include <cstdlib>
 
 int main() {
   std::atexit([] { nalo::wcout << L"at exit: \u00E4\n"; });

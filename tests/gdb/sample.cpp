@@ -1,5 +1,5 @@
-// What the pretty printers show of it, once stop() is called. Each "(gdb)" line
-// is run; the lines below it are what must be printed.
+// A program for the pretty printers. When it has stopped in stop(), each
+// "(gdb)" line is run and must print the lines below it.
 #include <nalo/fstream>
 #include <nalo/istream>
 
@@ -19,12 +19,9 @@ struct two_areas : nalo::streambuf {
 }  // namespace
 
 int main() {
-  nalo::string text("a \"quoted\" line\n");
+  nalo::wstring text(L"a \"quoted\" line\n");
   // (gdb) print text
-  // "a \"quoted\" line\n" (in place, 16 of 39)
-  nalo::wstring wide(L"wide");
-  // (gdb) print wide
-  // L"wide" (in place, 4 of 9)
+  // L"a \"quoted\" line\n" (heap, 16 of 16, 1 user)
   nalo::string shared(50, 'x'), copy(shared);
   // (gdb) set print elements 3
   // (gdb) print shared

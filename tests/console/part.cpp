@@ -1,6 +1,6 @@
-// Writes from the constructor and the destructor of a static object, and when
-// what contains it is unloaded. Included by two units of a program and by a
-// shared object, each with a NAME.
+// Writes when a static object is constructed and destroyed, and when the
+// program or shared object that contains it is unloaded. NAME tells which that
+// is.
 #include <nalo/iostream>
 
 namespace {
@@ -10,7 +10,7 @@ const struct static_object {
   ~static_object() { nalo::wcout << NAME " ends\n"; }
 } object;
 
-// As late as can be: what is pending in a static library has been written.
+// The latest destructor, after those of a static library.
 [[gnu::destructor(101)]] void unload() { nalo::cout << NAME " is unloaded\n"; }
 
 }  // namespace

@@ -1,2 +1,0 @@
-#define NAME "other"
-#include "part.h"

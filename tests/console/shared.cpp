@@ -1,2 +1,0 @@
-#define NAME "shared"
-#include "part.h"
