@@ -1,5 +1,4 @@
-// How errors are raised, what they carry, who hears of them, and the memory
-// that is refused.
+// How errors are raised, what they contain, and where they are reported.
 
 #include "blocks_in_use.h"
 #include "common.h"
@@ -10,14 +9,14 @@ using namespace nalo_test;
 
 using nalo::ios_base;
 
-// The last error of this thread, behind the number of those that it had.
+// The number of errors of this thread, and the last one.
 std::string last() {
   const auto [file, line, message, count] = nalo::exception::last_on_thread();
   return std::to_string(count) + ' ' + file + ':' + std::to_string(line) +
          ": " + message;
 }
 
-// Throws nothing, but another error that it swallows.
+// Instead of itself it throws another error, and swallows that.
 struct forgetful : nalo::overflow_error {
   using overflow_error::overflow_error;
   void throw_self() override {
@@ -44,7 +43,8 @@ struct raises_at_once : nalo::impl::throw_check_base {
   raises_at_once() { throw_returned(); }
 };
 
-// Raises the first errors of its thread when the thread has destroyed the rest.
+// Raises the first errors of its thread, after all thread-local objects were
+// destroyed.
 void raise_late(void* to) {
   std::string& seen = *static_cast<std::string*>(to);
   try {
@@ -56,7 +56,7 @@ void raise_late(void* to) {
   seen += ", then " + last();
 }
 
-TEST(Raise, RegistersTheErrorWithItsThreadAndThrowsItInItsOwnType) {
+TEST(Raise, RegistersTheErrorWithItsThreadAndThrowsItByItsType) {
   nalo::exception("file", 1, "of another thread").register_on_thread();
   std::thread([] {
     EXPECT_EQ(last(), "0 :0: ");
@@ -90,8 +90,8 @@ struct unknown_facet : nalo::locale::facet {
   static inline nalo::locale::id id;
 };
 
-// Only a text of more than 127 bytes takes memory; it is cut without.
-TEST(Raise, NeedsNoMemory) {
+// Only a text of more than 127 bytes needs memory; without memory it is cut.
+TEST(Raise, WorksWithoutMemory) {
   const std::string longest(127, 'x'), longer(200, 'x');
   failing_source source;
   source.refuse_after(0);
@@ -115,45 +115,43 @@ TEST(Raise, NeedsNoMemory) {
   EXPECT_EQ(blocks_in_use, blocks);
 }
 
-// A stream that swallows an error must not end the program because its thread
-// is about to be cancelled: no unwinding leaves dump().
-TEST(Dump, GoesToTheHandlerInForceAndIsNoCancellationPoint) {
+TEST(Dump, GoesToTheHandlerUnlessItRunsOnTheThread) {
+  static int calls = 0;
   const nalo::exception err("some/file", 5, "text");
-  int cancelable = -1;
   testing::internal::CaptureStderr();
-  std::thread([&] {
-    pthread_cancel(pthread_self());
-    err.dump();
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelable);
-  }).join();
-  EXPECT_EQ(cancelable, PTHREAD_CANCEL_ENABLE);
+  err.dump();
   const auto standard = nalo::exception::set_dump_handler(nullptr);
   err.dump();
-  EXPECT_EQ(nalo::exception::set_dump_handler(standard), nullptr);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "some/file:5: text\n");
-}
-
-TEST(Dump, DoesNotEnterAHandlerAgainThatRunsOnItsThread) {
-  static int calls = 0;
-  const auto standard = nalo::exception::set_dump_handler(
-      [](const nalo::exception& err) noexcept {
-        if (++calls < 5) err.dump();
-      });
+  EXPECT_EQ(nalo::exception::set_dump_handler([](const auto& same) noexcept {
+              if (++calls < 5) same.dump();
+            }),
+            nullptr);
   for (const int dumped : {1, 2}) {
-    nalo::exception("", 0, "").dump();
+    err.dump();
     EXPECT_EQ(calls, dumped);
   }
   nalo::exception::set_dump_handler(standard);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "some/file:5: text\n");
 }
 
-TEST(RawChunk, IsBoundedBeforeTheSourceIsAsked) {
+// The unwinding of a cancelled thread would not leave dump().
+TEST(Dump, IsNoCancellationPoint) {
+  int cancelable = -1;
+  std::thread([&] {
+    pthread_cancel(pthread_self());
+    nalo::exception("", 0, "dumped by a cancelled thread").dump();
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelable);
+  }).join();
+  EXPECT_EQ(cancelable, PTHREAD_CANCEL_ENABLE);
+}
+
+TEST(RawChunk, IsLimitedBeforeTheSourceIsAsked) {
   using chunk = nalo::allocate_raw_chunk<wchar_t>;
-  constexpr size_t width = sizeof(wchar_t);
   failing_source source;
   const nalo::allocator ma(source);
   EXPECT_TRUE(ma == nalo::allocator(source) && ma != nalo::allocator());
   volatile wchar_t* one = chunk(ma);
-  EXPECT_EQ(source.bytes(), width);
+  EXPECT_EQ(source.bytes(), sizeof *one);
   nalo::free_raw_chunk(one, ma);
   EXPECT_TRUE(one == nullptr && source.bytes() == 0);
   for (const size_t size : {chunk::max_size, chunk::max_size + 1}) {
@@ -161,7 +159,8 @@ TEST(RawChunk, IsBoundedBeforeTheSourceIsAsked) {
       chunk(size, ma);
       ADD_FAILURE() << size;
     } catch (const nalo::allocation_error& error) {
-      EXPECT_EQ(error.count(), size > chunk::max_size ? size : size * width);
+      EXPECT_EQ(error.count(),
+                size * (size > chunk::max_size ? 1 : sizeof *one));
     }
     EXPECT_EQ(source.requests(), 2);
   }

@@ -1,5 +1,5 @@
-// The checks of the hardened build: what breaks the rules of an unchecked call
-// ends the program, with the place and the rule.
+// The checks of the hardened build: a call that breaks a rule ends the program
+// with the place and the rule.
 
 #include "common.h"
 
@@ -13,7 +13,7 @@ struct opened : nalo::basic_streambuf<Char> {
 
 TEST_SUITE_OF_CHARACTERS(Hardened);
 
-TYPED_TEST(Hardened, EndsTheProgramAtABrokenRule) {
+TYPED_TEST(Hardened, EndsTheProgramWhenARuleIsBroken) {
   using string = nalo::basic_string<TypeParam>;
   GTEST_FLAG_SET(death_test_style, "fast");
   // The areas are five of nine characters.
@@ -49,7 +49,7 @@ TYPED_TEST(Hardened, EndsTheProgramAtABrokenRule) {
   expect("range ends", [&] { three.erase(three.end(), three.begin()); });
   expect("range ends", [&] { string(text + 1, text); });
   expect("null array", [&] { three.append(no_array, 1); });
-  // At the edge of a rule nothing happens.
+  // Just within the rules nothing happens.
   for (const long off : {-2, 5}) buf.gbump(off);
   for (const long off : {5, -5}) buf.pbump(off);
   EXPECT_EQ(three[3], TypeParam());

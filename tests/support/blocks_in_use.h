@@ -1,6 +1,6 @@
-// Counts the blocks of memory that are in use, fills them and what lies behind
-// them with no zeros, and refuses them on demand.
-// For programs of one source file: it replaces the global operators.
+// Counts the blocks of memory that are in use, fills them and the bytes after
+// them with nonzero values, and refuses requests on demand.
+// Only for programs of one source file: it replaces the global operators.
 #pragma once
 
 #include <cstdlib>
@@ -12,12 +12,12 @@ namespace nalo_test {
 inline long blocks_in_use = 0;
 // Whether a request is refused.
 inline bool (*refused)() = [] { return false; };
-// Refuses the arrays that are asked for without exceptions.
+// Refuses arrays that are requested with std::nothrow.
 inline bool no_memory = false;
 
 }  // namespace nalo_test
 
-// Not inline, so that GCC does not see malloc() and free() behind them.
+// Not inline, so that GCC does not see the calls of malloc() and free().
 [[gnu::noinline]] void* operator new(size_t size) {
   void* block = nalo_test::refused() ? nullptr : std::malloc(size + 16);
   if (!block) throw std::bad_alloc();
@@ -25,7 +25,7 @@ inline bool no_memory = false;
   ++nalo_test::blocks_in_use;
   return block;
 }
-// The other forms too: those of a sanitizer would not come here.
+// The other forms too: a sanitizer's would not call the first one.
 void* operator new(size_t size, const std::nothrow_t&) noexcept try {
   return ::operator new(size);
 } catch (const std::bad_alloc&) {

@@ -1,6 +1,6 @@
-// Where the choices of a test come from: a generator with a fixed seed, the
-// input of a fuzzer, which learns from them what leads where, or a count
-// through all sequences of choices.
+// The source of the choices of a test: a generator with a fixed seed, the input
+// of a fuzzer, which learns where each choice leads, or an enumeration of all
+// sequences of choices.
 // Part of common.h.
 #pragma once
 
@@ -9,15 +9,15 @@ namespace nalo_test {
 class choices {
  public:
   explicit choices(std::uint64_t seed) : counts_(false), random_(seed) {}
-  // From bytes, and only zeros behind them.
+  // From bytes, followed by zeros.
   explicit choices(std::span<const std::uint8_t> bytes)
       : counts_(false), bytes_(bytes) {}
 
-  // Counts: every choice is the first one, until next().
+  // Enumerates: every choice is the first one, until next().
   choices() = default;
 
-  // Goes on to the next sequence of choices: the last choice that has another
-  // value takes it, and those behind it are made anew. False after the last.
+  // Begins the next sequence of choices: the last choice with another value
+  // takes it, and those after it are made again. Returns false after the last.
   bool next() {
     at_ = 0;
     while (!made_.empty() && made_.back().value + 1 == made_.back().values) {
@@ -28,7 +28,7 @@ class choices {
     return true;
   }
 
-  // Whether there is more to choose from, for one more operation.
+  // Whether there are choices left for another operation.
   bool more() {
     const bool is_more = random_ || !bytes_.empty();
     operations_ += is_more;

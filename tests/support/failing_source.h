@@ -1,5 +1,5 @@
-// A source of memory that refuses on demand, and what no test needs, and
-// accounts for every block.
+// A source of memory that refuses requests on demand, and very large ones, and
+// keeps account of all blocks.
 // Part of common.h.
 #pragma once
 
@@ -11,13 +11,13 @@ class failing_source : public nalo::memory_source {
 
   ~failing_source() override { EXPECT_EQ(bytes(), 0u) << "leaked"; }
 
-  // Refuses the request that follows so many others, and only that one.
+  // Refuses only the request after that many others.
   void refuse_after(long requests) { countdown_ = requests; }
-  // Whether it refuses by raising std::bad_alloc instead of by a null pointer.
+  // Refuses by raising std::bad_alloc instead of returning null.
   bool raises = false;
 
   long requests() const { return requests_; }
-  // The size of all blocks that are out.
+  // The size of all allocated blocks.
   size_t bytes() const { return bytes_; }
 
   void* allocate(size_t bytes) override {
@@ -29,7 +29,7 @@ class failing_source : public nalo::memory_source {
     bytes_ += blocks_[block] = bytes;
     return block;
   }
-  // Whoever reads the block after this does not find what was there.
+  // Overwrites the block, so that reading it later is noticed.
   void deallocate(void* block) noexcept override {
     const auto known = blocks_.extract(block);
     ASSERT_TRUE(known) << "not a block of this source";

@@ -1,5 +1,5 @@
-// Texts of both character types from literals, and back for failure messages,
-// and through buffers.
+// Converts literals to texts of both character types, and those to failure
+// messages; reads and writes texts through buffers.
 // Part of common.h.
 #pragma once
 
@@ -12,7 +12,7 @@ std::basic_string<Char> widened(std::string_view s) {
   return {bytes, bytes + s.size()};
 }
 
-// Every other character than the printable ones as \x and its value.
+// Shows characters that are not printable as \x and their value.
 template <class Char>
 std::string shown(std::basic_string_view<Char> s) {
   std::string all;
