@@ -178,7 +178,7 @@ TEST(Fdbuf, OpensOneFileAfterTheOther) {
   }
 }
 
-// The model moves what is read and written.
+// The locale and the size go along, and output that cannot be written stays.
 TEST(Fdbuf, MovesWithAllThatItHolds) {
   const descriptors sockets("sockets", "abc"), full("/dev/full"),
       file("file", "abc");
