@@ -9,8 +9,8 @@ namespace {
 
 using namespace nalo_test;
 using nalo::fd_ownership;
-using nalo::testing::check_input, nalo::testing::sample_text,
-    nalo::testing::violations;
+using nalo::testing::check_input, nalo::testing::check_output;
+using nalo::testing::sample_text, nalo::testing::violations;
 using nalo_test::trunc;  // not the one of <cmath>
 
 TEST(Fdbuf, KeepsTheContract) {
@@ -20,6 +20,11 @@ TEST(Fdbuf, KeepsTheContract) {
     return std::make_unique<nalo::fdbuf>(file.path.c_str(), in, 7u);
   };
   EXPECT_EQ(check_input<char>(over_file, text), violations());
+  const auto over_new_file = [] {
+    return std::make_unique<nalo::fdbuf>(memory_file().path.c_str(), in | out);
+  };
+  const auto written = [](const auto& buffer) { return content(buffer.fd()); };
+  EXPECT_EQ(check_output<char>(over_new_file, written), violations());
 }
 
 TEST(Fdbuf, DeliversEachByteOnceOrReports) {

@@ -198,7 +198,8 @@ TEST(StandardString, IsMadeOfAStringWhereverOneIsWanted) {
 
 TYPED_TEST(String, HasTraitsThatTakeNullTextsOfNoLength) {
   using Traits = nalo::char_traits<TypeParam>;
-  TypeParam *const null = nullptr, text[] = {'a', TypeParam(0xE4)};
+  TypeParam *const null = nullptr, text[] = {'x', TypeParam(0xE4)};
+  Traits::assign(text[0], 'a');
   EXPECT_EQ(Traits::move(Traits::copy(null, null, 0), null, 0), null);
   EXPECT_EQ(Traits::assign(null, 0, 'q'), null);
   EXPECT_EQ(Traits::find(null, 0, 'a'), null);

@@ -221,6 +221,15 @@ TEST(Utf8buf, IsMovedAndSwappedInTheMiddleOfACharacter) {
   EXPECT_EQ(played_on(one, "<1 @"), "\\xE9 4");
 }
 
+TEST(Utf8buf, IsMovedAndSwappedWithoutItsBytes) {
+  nalo::stringbuf first(nalo::string("ab")), second(nalo::string("cd"));
+  utf8buf one(&first), two(&first);
+  one = utf8buf(&second);
+  swap(one, two);
+  EXPECT_TRUE(one.bytes() == &first && two.bytes() == &second);
+  EXPECT_EQ(read_from(one) + read_from(two), "abcd");
+}
+
 TEST(Utf8buf, GoesOnWithACharacterThatWasTakenInPart) {
   over_script buffer("", {1});
   buffer.below.play_.accepts = 2;
@@ -231,6 +240,7 @@ TEST(Utf8buf, GoesOnWithACharacterThatWasTakenInPart) {
   EXPECT_EQ(buffer.below.output(), "a\xE2");
   buffer.below.play_.accepts = 5;
   EXPECT_EQ(buffer.sputn(L"bc", 2), 1);
+  EXPECT_EQ(buffer.sputc(L'c'), nalo::wstreambuf::traits_type::eof());
   EXPECT_EQ(buffer.below.output(), "a\xE2\x82\xAC\x62");
 }
 
