@@ -1,6 +1,6 @@
-// Counts the blocks of memory that are in use, fills them and the bytes after
-// them with nonzero values, and refuses requests on demand.
-// Only for programs of one source file: it replaces the global operators.
+// Replaces the global allocation operators by ones that count the blocks in
+// use, fill them and the bytes after them with nonzero values, and refuse
+// requests on demand. Only for programs of one source file.
 #pragma once
 
 #include <cstdlib>
@@ -10,9 +10,9 @@
 namespace nalo_test {
 
 inline long blocks_in_use = 0;
-// Whether a request is refused.
+// Decides whether a request is refused.
 inline bool (*refused)() = [] { return false; };
-// Refuses arrays that are requested with std::nothrow.
+// Whether arrays that are requested with std::nothrow are refused.
 inline bool no_memory = false;
 
 }  // namespace nalo_test
@@ -25,7 +25,7 @@ inline bool no_memory = false;
   ++nalo_test::blocks_in_use;
   return block;
 }
-// The other forms too: a sanitizer's would not call the first one.
+// The other forms of a sanitizer would not call the first one.
 void* operator new(size_t size, const std::nothrow_t&) noexcept try {
   return ::operator new(size);
 } catch (const std::bad_alloc&) {

@@ -12,8 +12,8 @@ fail() {
   failed=1
 }
 
-# check STATUS ERRORS INPUT OUTPUT ARGUMENT...: what the program makes of an
-# input, with \n and the like in texts. ERRORS is a pattern.
+# check STATUS ERRORS INPUT OUTPUT ARGUMENT...: runs the program on an input.
+# INPUT and OUTPUT have escapes such as \n; ERRORS is a pattern.
 check() {
   local status=$1 errors=$2 input=$3 output=$4 actual_status
   shift 4
@@ -28,7 +28,7 @@ check() {
   fi
 }
 
-# check_full_device ARGUMENT...: that it tells when its output has no room.
+# check_full_device ARGUMENT...: the program must report a full output device.
 check_full_device() {
   "$program" "$@" 2>errors >/dev/full
   [[ $? = 1 && $(<errors) == *': No space left on device' ]] ||

@@ -1,7 +1,6 @@
 // The source of the choices of a test: a generator with a fixed seed, the input
 // of a fuzzer, which learns where each choice leads, or an enumeration of all
-// sequences of choices.
-// Part of common.h.
+// sequences of choices. Part of common.h.
 #pragma once
 
 namespace nalo_test {
@@ -9,15 +8,15 @@ namespace nalo_test {
 class choices {
  public:
   explicit choices(std::uint64_t seed) : counts_(false), random_(seed) {}
-  // From bytes, followed by zeros.
+  // Takes choices from bytes, followed by zeros.
   explicit choices(std::span<const std::uint8_t> bytes)
       : counts_(false), bytes_(bytes) {}
 
-  // Enumerates: every choice is the first one, until next().
+  // Enumerates all sequences, the first of which takes each first value.
   choices() = default;
 
-  // Begins the next sequence of choices: the last choice with another value
-  // takes it, and those after it are made again. Returns false after the last.
+  // Begins the next sequence: the last choice that has another value takes it,
+  // and those after it start again. Returns false after the last sequence.
   bool next() {
     at_ = 0;
     while (!made_.empty() && made_.back().value + 1 == made_.back().values) {
@@ -28,7 +27,7 @@ class choices {
     return true;
   }
 
-  // Whether there are choices left for another operation.
+  // Whether another operation can be chosen, which is then counted.
   bool more() {
     const bool is_more = random_ || !bytes_.empty();
     operations_ += is_more;

@@ -1,6 +1,5 @@
 // A source of memory that refuses requests on demand, and very large ones, and
-// keeps account of all blocks.
-// Part of common.h.
+// keeps account of all blocks. Part of common.h.
 #pragma once
 
 namespace nalo_test {
@@ -11,7 +10,7 @@ class failing_source : public nalo::memory_source {
 
   ~failing_source() override { EXPECT_EQ(bytes(), 0u) << "leaked"; }
 
-  // Refuses only the request after that many others.
+  // Refuses one request, after the given number of others.
   void refuse_after(long requests) { countdown_ = requests; }
   // Refuses by raising std::bad_alloc instead of returning null.
   bool raises = false;
@@ -29,7 +28,7 @@ class failing_source : public nalo::memory_source {
     bytes_ += blocks_[block] = bytes;
     return block;
   }
-  // Overwrites the block, so that reading it later is noticed.
+  // Overwrites the block, so that tests notice when it is read later.
   void deallocate(void* block) noexcept override {
     const auto known = blocks_.extract(block);
     ASSERT_TRUE(known) << "not a block of this source";

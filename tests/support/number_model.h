@@ -1,6 +1,6 @@
-// Numbers of all types, written and read by a stream, against the compiler's
-// streams: random values, texts, flags, punctuation, widths, precisions and
-// areas. What memory and the buffer are asked for is checked too.
+// Compares writing and reading numbers of all types with the compiler's
+// streams, for random values, texts, flags, punctuation, widths, precisions and
+// areas. Also checks the memory in use and the calls of the buffer.
 #pragma once
 
 #include <cmath>
@@ -13,9 +13,7 @@ namespace nalo_test::numbers {
 using fmtflags = nalo::ios_base::fmtflags;
 using nalo::streamsize;
 
-// --- punctuation -------------------------------------------------------------
-
-// Unless told otherwise as in the classic locale.
+// By default as in the classic locale.
 struct punctuation {
   std::string grouping = {};
   char separator = ',';
@@ -26,28 +24,22 @@ struct punctuation {
   bool operator==(const punctuation&) const = default;
 };
 
-// A numpunct facet, of this library or of the compiler's.
+// A numpunct facet of this library or of the compiler's.
 template <class Numpunct>
-struct styled : Numpunct {
+struct styled : Numpunct, punctuation {
   using Char = typename Numpunct::char_type;
   using text = typename Numpunct::string_type;
   using sizes = decltype(std::declval<const Numpunct&>().grouping());
+  using punctuation::grouping;
 
-  explicit styled(punctuation style) : style_(std::move(style)) {}
-  Char do_decimal_point() const override { return Char(style_.point); }
-  Char do_thousands_sep() const override { return Char(style_.separator); }
+  explicit styled(punctuation style) : punctuation(std::move(style)) {}
+  Char do_decimal_point() const override { return Char(point); }
+  Char do_thousands_sep() const override { return Char(separator); }
   sizes do_grouping() const override {
-    return sizes(style_.grouping.data(), style_.grouping.size());
+    return sizes(grouping.data(), grouping.size());
   }
-  text do_truename() const override {
-    return widened<Char>(style_.yes).c_str();
-  }
-  text do_falsename() const override {
-    return widened<Char>(style_.no).c_str();
-  }
-
- private:
-  punctuation style_;
+  text do_truename() const override { return widened<Char>(yes).c_str(); }
+  text do_falsename() const override { return widened<Char>(no).c_str(); }
 };
 
 template <class Char>
@@ -57,8 +49,8 @@ nalo::locale locale_with(const punctuation& punct, nalo::allocator& ma) {
   return {loc, new styled<nalo::numpunct<Char>>(punct)};
 }
 
-// The same flags and punctuation. The compiler's streams take a size that
-// stands for no end literally too.
+// Sets the same flags and punctuation. The compiler's streams take some sizes
+// that mean an unlimited group literally.
 template <class Char>
 void prepare(std::basic_ios<Char>& reference, fmtflags flags,
              punctuation punct) {
@@ -69,8 +61,6 @@ void prepare(std::basic_ios<Char>& reference, fmtflags flags,
   reference.flags(static_cast<std::ios_base::fmtflags>(+flags));
 }
 
-// --- choices -----------------------------------------------------------------
-
 inline punctuation choose_punctuation(choices& random) {
   if (random.below(2) == 0) return {};
   return {random.text<char>(random.below(4), {"\3\1\2\177\0\xFF", 6}),
@@ -79,7 +69,7 @@ inline punctuation choose_punctuation(choices& random) {
           random.text<char>(random.below(4), "aab")};
 }
 
-// Each with a chance of a half or of a quarter.
+// Each flag has a chance of one half or one quarter.
 inline fmtflags choose_flags(choices& random) {
   const auto some = random.bits(2), mask = random.bits(2);
   return static_cast<fmtflags>(some & (mask & 0x8000 ? 0x7FFF : mask & 0x7FFF));
@@ -87,7 +77,7 @@ inline fmtflags choose_flags(choices& random) {
 
 template <class T>
 T choose_value(choices& random) {
-  // Of any length, or near a power of two, as the limits of types, or of ten.
+  // Of any length, or near a power of ten or of two, as the limits of types.
   const size_t length = 8 * random.below(8) + 8 - random.below(2);
   const std::uint64_t power = length < 64 ? std::uint64_t{1} << length : 0;
   const auto ten = static_cast<std::uint64_t>(
@@ -106,8 +96,8 @@ T choose_value(choices& random) {
     const int nth = static_cast<int>(random.below(65536)) - 32768;
     const auto special =
         random.one_of({limits::infinity(), limits::quiet_NaN(), limits::max()});
-    // Any exponent, those of subnormal values included. Some long doubles are
-    // half way between two values of float or double.
+    // Any exponent, also of subnormal values. Some long doubles are half way
+    // between two values of float or double.
     const T value =
         random.one_of({special, static_cast<T>(bits) / 1000,
                        std::ldexp(static_cast<T>(bits | 1), nth / 2 - 64),
@@ -126,11 +116,9 @@ inline streamsize choose_length(choices& random) {
                         INT_MAX - 1 + near, -1 - near});
 }
 
-// --- writing -----------------------------------------------------------------
-
-// What the compiler's streams write, but for very long numbers. They group
-// pointers and the 0x of hexadecimal fractions, and write an infinity in lower
-// case when it is fixed.
+// What the compiler's streams write, with lengths cut to `longest`. Corrects
+// that they group pointers and the 0x of hexadecimal fractions, and write a
+// fixed infinity in lower case.
 template <class T, class Char>
 std::basic_string<Char> write_reference(const nalo::basic_ios<Char>& io,
                                         T value, punctuation punct,
@@ -152,7 +140,7 @@ std::basic_string<Char> write_reference(const nalo::basic_ios<Char>& io,
   return out.str();
 }
 
-// What a failure of either comparison is about.
+// Describes a case in failure messages.
 inline testing::Message about(const std::string& value, fmtflags flags,
                               const punctuation& punct) {
   return testing::Message()
@@ -166,7 +154,7 @@ void compare_writing(choices& random, T value) {
   // has room and the facets are those of the library.
   const bool is_plain = random.below(4) == 0;
   const auto punct = is_plain ? punctuation() : choose_punctuation(random);
-  // Seldom the buffer takes more than one block.
+  // The buffer seldom accepts more than one block.
   const auto limit = random.below(64) == 63
                          ? 70'000
                          : random.one_of<size_t>({3, 20, 300, 3000});
@@ -182,7 +170,7 @@ void compare_writing(choices& random, T value) {
             (is_plain ? choose_flags(random) : ~fmtflags()));
   out.precision(is_plain ? static_cast<streamsize>(random.below(20))
                          : choose_length(random));
-  // So that only one of the two is cut for the reference.
+  // At most one of the two is cut for the reference.
   out.width(is_plain ? 0
             : out.precision() < 3000
                 ? choose_length(random)
@@ -199,8 +187,8 @@ void compare_writing(choices& random, T value) {
   expected.resize(std::min(expected.size(), limit));
   buf.own_log_.clear();
   out << value;
-  // The streams of libc++ neither pad names of boolean values nor group the
-  // digits of all floating-point numbers, and give null a name.
+  // libc++ neither pads boolean names nor groups the digits of all
+  // floating-point numbers, and writes null as a name.
   if (!with_libstdcxx && (std::is_same_v<T, bool> || std::is_pointer_v<T> ||
                           !punct.grouping.empty())) {
     return;
@@ -208,11 +196,9 @@ void compare_writing(choices& random, T value) {
   ASSERT_EQ(buf.output(), expected);
   ASSERT_EQ(out.rdstate(), fits ? ios_base::goodbit : ios_base::badbit);
   ASSERT_EQ(out.width(), 0);
-  ASSERT_FALSE(buf.wrote_behind());
+  ASSERT_FALSE(buf.wrote_past_end());
   ASSERT_FALSE(in_place && buf.own_log_.find("xsputn") != std::string::npos);
 }
-
-// --- reading -----------------------------------------------------------------
 
 template <class T>
 std::string read_result(T value, bool fail, bool eof, size_t taken) {
@@ -223,8 +209,8 @@ std::string read_result(T value, bool fail, bool eof, size_t taken) {
   return text.str();
 }
 
-// The compiler's streams read no hexadecimal fractions. All of the text up to a
-// space belongs to the number.
+// For hexadecimal fractions, which the compiler's streams do not read. All of
+// the text up to a space belongs to the number.
 template <class T>
 std::string read_hexadecimal(const std::string& text) {
   const auto number = text.substr(0, text.find(' '));
@@ -253,7 +239,7 @@ std::string read_reference(const std::string& text, fmtflags flags,
   return read_result(value, in.fail(), in.eof(), text.size() - left);
 }
 
-// A text that looks like a number, mostly, but like no hexadecimal fraction.
+// A text that mostly looks like a number, but has no hexadecimal fraction.
 template <class T>
 std::string choose_text(choices& random, const punctuation& punct) {
   constexpr bool is_floating = std::is_floating_point_v<T>;
@@ -262,7 +248,7 @@ std::string choose_text(choices& random, const punctuation& punct) {
   auto text = random.one_of<std::string>({"", "-", "+", "0", "0x", "-0X",
                                           punct.yes.substr(0, random.below(9)),
                                           punct.no.substr(0, random.below(9))});
-  // Digits, what is beside them in ASCII, and what else a number may have.
+  // Digits, their neighbours in ASCII, and what else a number may contain.
   const auto alphabet = "0123456789abcdefxXABCDEFpP+-et/:@G`g ~\xFF" +
                         std::string(5, punct.point) +
                         std::string(4, punct.separator) + '\0';
@@ -270,7 +256,7 @@ std::string choose_text(choices& random, const punctuation& punct) {
   for (size_t pieces = 1 + random.below(3); pieces != 0; --pieces) {
     switch (random.below(3)) {
       case 0:
-        // The compiler's streams take a group of more than 127 for less.
+        // The compiler's streams miscount groups of more than 127 digits.
         size = random.one_of<size_t>(
             {1, 20, 100, punct.grouping.empty() ? 5000UL : 7});
         if (size == 5000 && random.below(500) == 499) size = 1'000'000;
@@ -290,9 +276,9 @@ std::string choose_text(choices& random, const punctuation& punct) {
   return text;
 }
 
-// Reads a text in which ~ stands for a character beyond a byte. The windows are
-// the sizes of get areas. One is at hand, with a digit taken, when the first is
-// larger than the last; or else the buffer is to be asked first.
+// Reads a text in which ~ stands for a character above 0xFF, through get areas
+// of the sizes in `windows`. If the first is larger than the last, reading
+// starts inside an area, after a digit; otherwise there is no area yet.
 template <class T, class Char>
 void compare_reading(std::string text, fmtflags flags, punctuation punct,
                      const std::vector<size_t>& windows) {
@@ -317,8 +303,8 @@ void compare_reading(std::string text, fmtflags flags, punctuation punct,
   const size_t end = is_wide ? text.find('\xFF') : text.npos;
   const std::string expected =
       read_reference<T>(text.substr(0, end), in.flags(), punct);
-  // The streams of libc++ take more of what they refuse, and do not refuse
-  // all that is out of range or wrongly grouped.
+  // libc++ takes more of what it refuses, and accepts some numbers that are out
+  // of range or wrongly grouped.
   const bool refused = expected.find("fail") != expected.npos;
   if (!with_libstdcxx && (is_integer || refused || !punct.grouping.empty())) {
     return;
@@ -327,14 +313,12 @@ void compare_reading(std::string text, fmtflags flags, punctuation punct,
             expected);
 }
 
-// --- both --------------------------------------------------------------------
-
-// Those that are both written and read.
+// The types that are both written and read.
 using types = std::tuple<bool, short, unsigned short, int, unsigned int, long,
                          unsigned long, long long, unsigned long long, float,
                          double, long double, void*>;
 
-// A number, written or read.
+// Writes or reads a number of a random type.
 template <class Char>
 void compare(choices& random) {
   const auto one = [&]<class T>(T) {
@@ -343,7 +327,7 @@ void compare(choices& random) {
     }
     const auto punct = choose_punctuation(random);
     const auto text = choose_text<T>(random, punct);
-    // A long text in long areas, which take less time.
+    // Long texts get long areas, which take less time.
     const auto window = random.one_of<size_t>({0, 1, 7, 5000, 5000});
     compare_reading<T, Char>(
         text, choose_flags(random), punct,

@@ -1,7 +1,6 @@
 // A stream buffer that follows a script: input in get areas of given sizes,
 // output into put areas of given sizes, and a failure at a given virtual call.
-// It logs all virtual calls.
-// Part of common.h.
+// It logs all virtual calls. Part of common.h.
 #pragma once
 
 namespace nalo_test {
@@ -12,8 +11,8 @@ namespace nalo_test {
 enum class fault { none, library, standard, other, refusal, cancel, meddle };
 inline std::function<void()> meddle;
 
-// Whether this is the standard library whose streams some tests compare with.
-// With libc++, handlers cannot tell the unwinding of a cancelled thread.
+// Some tests compare with the streams of libstdc++. With libc++, handlers
+// cannot recognize the unwinding of a cancelled thread.
 #ifdef __GLIBCXX__
 inline constexpr bool with_libstdcxx = true;
 #else
@@ -54,7 +53,7 @@ struct fault_point {
   std::string_view site;
   bool refuses = true;
 };
-inline std::vector<fault_point> passed(2000);  // room, so that it stays put
+inline std::vector<fault_point> passed(2000);  // so that it need not grow
 inline bool armed = false, in_test_code = false;
 inline size_t failing = 0;  // 1 for the first point, 0 for none
 inline fault failing_kind = fault::none;
@@ -74,7 +73,7 @@ inline bool pass(const fault_point& point) {
   return failing_kind == fault::refusal;
 }
 
-// Gives a flag another value for a while.
+// Sets a flag as long as this object exists.
 struct while_set {
   while_set(bool& f, bool value) : flag(f), before(std::exchange(f, value)) {}
   ~while_set() { flag = before; }
@@ -130,7 +129,7 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
   }
   text rest() const { return play_.input.substr(position()); }
   text output() const { return drained_ + text(this->pbase(), this->pptr()); }
-  bool wrote_behind() const {
+  bool wrote_past_end() const {
     return std::any_of(this->pptr(), this->epptr(), [](Char c) { return +c; });
   }
   bool areas_in_order() const {
@@ -138,7 +137,7 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
            this->pbase() <= this->pptr() && this->pptr() <= this->epptr();
   }
 
-  // Writes the log to another place, each call with a prefix.
+  // Writes the log elsewhere, with a prefix before each call.
   void log_to(std::string& log, const char* prefix) {
     log_ = &log;
     prefix_ = prefix;
@@ -201,7 +200,7 @@ class scripted_streambuf : public nalo::basic_streambuf<Char> {
     this->setp(put_area_.data(), put_area_.data() + put_area_.size());
     return traits::not_eof(ch);
   }
-  // The stream may write a single character either way.
+  // A single character may also come by sputc(), so such calls are not logged.
   nalo::streamsize xsputn(const Char* s, nalo::streamsize n) override {
     if (n == 1) return base::xsputn(s, n);
     const call now(*this, "xsputn");

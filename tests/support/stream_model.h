@@ -1,7 +1,7 @@
 // Random operations of a stream, with random areas, exception masks and states
 // and with random failures of virtual calls, compared with a model that moves
 // one character at a time. The model has its own buffers with the same scripts,
-// so that its virtual calls must be the same.
+// so that its virtual calls must be the same ones.
 #pragma once
 
 #include "common.h"
@@ -58,8 +58,7 @@ class model : public nalo::basic_iostream<Char> {
     });
   }
   // The size of an array includes its null character.
-  template <class String>
-  friend void getstring(model& in, String& str, streamsize size = no_limit,
+  friend void getstring(model& in, auto& str, streamsize size = no_limit,
                         bool is_array = false) {
     streamsize taken = 0;
     in.extract(false, taken, [&] {
@@ -83,8 +82,7 @@ class model : public nalo::basic_iostream<Char> {
     } array{s};
     getstring(*this, array, Size, true);
   }
-  template <class String>
-  friend void getline(model& in, String& str, Char delim, size_t n = no_limit) {
+  friend void getline(model& in, auto& str, Char delim, size_t n = no_limit) {
     streamsize taken = 0;
     in.extract(true, taken, [&] {
       str.clear();
@@ -138,8 +136,7 @@ class model : public nalo::basic_iostream<Char> {
     while (n > 0 && accept(fill)) --n;
     return n <= 0;
   }
-  template <class Work>
-  void guarded(Work work) {
+  void guarded(auto work) {
     try {
       work();
     } catch (const std::exception& error) {
@@ -151,8 +148,7 @@ class model : public nalo::basic_iostream<Char> {
 
   // An extraction passes the gate, does the guarded work, and sets the bits
   // that the work returns, and failbit when nothing was taken.
-  template <class Work>
-  void extract(bool noskip, streamsize& taken, Work work) {
+  void extract(bool noskip, streamsize& taken, auto work) {
     taken = 0;
     iostate err = good;
     if (gate(noskip)) guarded([&] { err = work(); });
@@ -190,9 +186,8 @@ class model : public nalo::basic_iostream<Char> {
     return ch;
   }
   // Takes a line and its delimiter.
-  template <class Store>
   iostate take_line(streamsize& taken, streamsize n, int_type delim,
-                    Store store) {
+                    auto store) {
     const auto stop = [&](int_type ch) { return ch == delim; };
     const int_type ch = take(buf(), taken, n, stop, store);
     if (ch == none) return eof;
@@ -204,8 +199,7 @@ class model : public nalo::basic_iostream<Char> {
 
   // An insertion passes the gate and does the guarded work, then syncs if the
   // work returns true.
-  template <class Work>
-  void insertion(Work work) {
+  void insertion(auto work) {
     if (this->tie() && this->good()) this->tie()->flush();
     if (!check(this->good(), fail)) return;
     guarded([&] {

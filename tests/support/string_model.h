@@ -1,6 +1,6 @@
-// Random operations on strings that share chunks, have different memory, get
-// parts of one another as arguments and are refused memory, against the
-// compiler's own strings and the rules of storage.
+// Random operations on strings that share chunks, use different memory, take
+// parts of one another as arguments and run out of memory. The results are
+// compared with std::basic_string, the storage with the rules for it.
 #pragma once
 
 #include <array>
@@ -12,7 +12,7 @@ namespace nalo_test::strings {
 template <class Char>
 inline const std::basic_string<Char> lent(60, Char('r'));
 
-// The compiler's string with what only nalo has.
+// std::basic_string with the members that only nalo's string has.
 template <class Char>
 struct Model : std::basic_string<Char> {
   using base = std::basic_string<Char>;
@@ -23,11 +23,8 @@ struct Model : std::basic_string<Char> {
   static Model c_str(const Char* ptr, size_t n) { return Model(ptr, n); }
   void clear(bool = false) { base::clear(); }
   void raw_resize(size_t n) { base::resize(n); }
-  bool contains(const auto& what) const {
-    return base::find(what) != base::npos;
-  }
-  template <class From, class To>
-  size_t replace_all(const From& from, const To& to) {
+  bool contains(const auto& x) const { return base::find(x) != base::npos; }
+  size_t replace_all(const auto& from, const auto& to) {
     const base what{from}, with{to};
     base result;
     size_t found = 0, pos = 0, at = 0;
@@ -38,21 +35,17 @@ struct Model : std::basic_string<Char> {
     *this = result.append(*this, pos);
     return found;
   }
-  template <class What>
-  size_t erase_all(const What& what) {
-    return replace_all(what, base());
-  }
+  size_t erase_all(const auto& what) { return replace_all(what, base()); }
 };
 
-// The arguments of one operation, more than any one uses. The text may lie in
-// any string.
+// The arguments for any operation. The text may be a part of any string.
 template <class Char>
 struct Args {
   size_t pos = 0, n = 0, pos2 = 0, n2 = 0;
   Char ch = {}, ch2 = {};
   std::basic_string<Char> key = {};
   std::basic_string_view<Char> text = {};
-  // No array is that long.
+  // Sometimes npos, which is longer than any array.
   const size_t len = n2 == text.npos ? n2 : text.size();
   const size_t from = std::min(pos2, text.size());
   const Char* const ptr = key.c_str();
@@ -64,14 +57,13 @@ struct Args {
   [[maybe_unused]] const auto& [pos, n, pos2, n2, ch, ch2, key, text, len, \
                                 from, ptr, list] = a
 
-template <class S>
-auto nth(const S& s, size_t pos) {
+auto nth(const auto& s, size_t pos) {
   return s.cbegin() + static_cast<long>(std::min(pos, s.size()));
 }
 
-// What an operation does to the storage of its string. Up to moves, it grows by
-// half when it must grow; from reserves on, new memory is as long as the text.
-// exposes hands out elements for writing.
+// How an operation treats the storage of its string. Up to `moves` it grows by
+// half; from `reserves` on, new memory is as long as the text. `exposes` hands
+// out elements for writing.
 // clang-format off
 enum storage { grows, exposes, copies, moves,
                reserves, shrinks, replaces, renews, copies_anew, lends,
@@ -133,9 +125,9 @@ const operation<S> operations[] = {
 constexpr size_t to_copy = 12, to_move = 13, to_write = 16, to_move_away = 32;
 #undef OP
 
-// Numbers and texts, as they are.
-template <class Char, class... T>
-std::string told(const T&... values) {
+// Lists numbers and texts.
+template <class Char>
+std::string listed(const auto&... values) {
   const auto one = [](const auto& value) {
     if constexpr (requires { value.c_str(); }) {
       return '"' + shown<Char>(std::basic_string_view<Char>(value)) + '"';
@@ -147,14 +139,13 @@ std::string told(const T&... values) {
 }
 inline int sign(int order) { return (order > 0) - (order < 0); }
 
-// What a string returns, and what copies of it become by the other forms of
-// changes.
+// What const members return, and the results of changing copies.
 template <class S>
 struct question {
   const char* name;
   std::string (*ask)(const S& s, const S& t, args<S> a);
 };
-// GCC 12 ends the program where compare() should raise.
+// Positions are valid: GCC 12 ends the program where compare() should raise.
 #define ASK(...)                                                              \
   {                                                                           \
     "" #__VA_ARGS__, [](const S& s, [[maybe_unused]] const S& t, args<S> a) { \
@@ -162,7 +153,7 @@ struct question {
       [[maybe_unused]] const size_t at = std::min(pos, s.size());             \
       S c(s);                                                                 \
       std::basic_stringbuf<Char> input(key);                                  \
-      return told<Char>(__VA_ARGS__);                                         \
+      return listed<Char>(__VA_ARGS__);                                       \
     }                                                                         \
   }
 #define ASK_OF(name) ASK(s.name(key), s.name(ptr), s.name(ch), s.name(t))
@@ -224,7 +215,7 @@ const question<S> questions[] = {
 #undef ASK_OF
 #undef ASK
 
-// A chunk comes back when its counter has reached 0.
+// Expects that a chunk is released only when its counter is 0.
 struct chunk_source : failing_source {
   void deallocate(void* chunk) noexcept override {
     EXPECT_EQ(*static_cast<std::uint64_t*>(chunk), 0u);
@@ -243,14 +234,14 @@ class comparison {
     }
   }
 
-  // Runs one operation with a new text, or a part of any of the strings.
+  // Runs one operation with a new text or a part of any of the strings.
   void step() {
     Entry& e = all_[below(all_.size())];
     Entry& other = all_[below(all_.size())];
     const auto fresh = letters(below(60));
     std::basic_string_view<Char> text = all_[below(all_.size())].str;
     const size_t begin = below(text.size() + 1), count = length();
-    // The zero behind a string is a text of one character.
+    // The null character after a string serves as a text of one character.
     if (begin == text.size()) text = {text.data(), begin + 1};
     text = below(2) ? fresh : text.substr(begin, count);
     const Args<Char> a{length(), length(), length() % 100,    length(),
@@ -262,12 +253,12 @@ class comparison {
                 questions<Model<Char>>[n].ask(e.model, other.model, a))
           << name << about(e, other, a);
     }
-    // Copies and what is written to them lead to most of the storage.
+    // Copying and writing to copies reach most of the storage rules.
     constexpr size_t all = std::size(operations<string>);
     const size_t ops[] = {below(all), below(all), to_copy, to_write};
     size_t op = ops[below(4)];
     if (e.str.rvalue() && below(10) == 0) op = to_move_away;
-    // What the standard's string is after a move to itself is unspecified.
+    // A std::basic_string that is moved to itself is unspecified.
     if (op == to_move && &e == &other) op = to_copy;
     SCOPED_TRACE(about(e, other, a) << ": " << operations<string>[op].name);
     const long refused = below(3) ? failing_source::never : long(below(3));
@@ -281,7 +272,7 @@ class comparison {
   }
 
  private:
-  // A string and what it should be.
+  // A string and what it must equal.
   struct Entry {
     string str;
     Model<Char> model;
@@ -300,8 +291,8 @@ class comparison {
   static constexpr size_t local = 40 / sizeof(Char) - 1;
 
   size_t below(size_t n) { return random_.below(n); }
-  // Mostly the length of a short text, sometimes what just fits in place,
-  // behind the end, npos, or near where sums wrap around.
+  // Mostly the length of a short text, sometimes what just fits in place, past
+  // the end, npos, or near where sums wrap around.
   size_t length() {
     const size_t kind = below(24), npos = string::npos;
     if (kind == 4) return local - 1 + below(3);
@@ -315,7 +306,7 @@ class comparison {
   std::basic_string<Char> letters(size_t n) {
     return random_.text<Char>(n, widened<Char>({"ab\0\xE9", 4}));
   }
-  // Null where there is none.
+  // The text in a chunk, or null.
   static const Char* chunk(const string& s) {
     return !s.rvalue() && s.capacity() > local ? s.c_str() : nullptr;
   }
@@ -369,8 +360,8 @@ class comparison {
     }
   }
 
-  // Every string has its text and a chunk that it says it shares when another
-  // one does; no chunk is lost and none is kept in vain.
+  // Checks that each string has its text and knows whether it shares its chunk,
+  // and that exactly the chunks in use are allocated.
   void expect_all_right() {
     std::array<size_t, 2> bytes{};
     std::map<const Char*, size_t> users;
@@ -395,7 +386,7 @@ class comparison {
 
   choices& random_;
   std::array<chunk_source, 2> sources_;
-  // Two allocators over one source are the same memory.
+  // The first two allocators stand for the same memory.
   std::array<nalo::allocator, 3> allocators_{nalo::allocator(sources_[0]),
                                              nalo::allocator(sources_[0]),
                                              nalo::allocator(sources_[1])};

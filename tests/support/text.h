@@ -1,6 +1,5 @@
 // Converts literals to texts of both character types, and those to failure
-// messages; reads and writes texts through buffers.
-// Part of common.h.
+// messages; reads and writes texts through buffers. Part of common.h.
 #pragma once
 
 namespace nalo_test {
@@ -12,7 +11,7 @@ std::basic_string<Char> widened(std::string_view s) {
   return {bytes, bytes + s.size()};
 }
 
-// Shows characters that are not printable as \x and their value.
+// Shows unprintable characters as \x and their value.
 template <class Char>
 std::string shown(std::basic_string_view<Char> s) {
   std::string all;
