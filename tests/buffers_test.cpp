@@ -1,4 +1,5 @@
-// The buffers over memory, strings and the standard library's buffers.
+// Buffers over memory, strings, mapped files and the standard library's
+// buffers.
 #include <nalo/buffers/map>
 #include <nalo/buffers/span>
 #include <nalo/buffers/std>
@@ -20,7 +21,7 @@ template <class Char>
 using over_nalo =
     std::conditional_t<sizeof(Char) == 1, nalo::nalobuf, nalo::wnalobuf>;
 
-// A buffer of nalo over one of the standard library's over one of nalo's.
+// A buffer of nalo over a standard one, which is over one of nalo again.
 template <class Char>
 struct sandwich : over_std<Char> {
   explicit sandwich(std::basic_string_view<Char> text = {})
@@ -59,11 +60,10 @@ TYPED_TEST(Buffers, KeepTheContract) {
   }
 }
 
-// What comes of writing, reading and writing again, and of seeks in the input,
+// The results of writing, reading and writing again, and of seeks in the input,
 // the output and both.
-template <class Buffer>
-std::string played(Buffer& buffer) {
-  using Char = typename Buffer::char_type;
+template <class Char>
+std::string played(auto& buffer) {
   std::ostringstream log;
   log << put(buffer, "xy") << ' ' << shown<Char>(buffer.view()) << ' ';
   log << shown<Char>(taken(buffer, 9)) << ' ' << put(buffer, "z") << ' ';
@@ -92,29 +92,31 @@ TYPED_TEST(Buffers, DoWhatTheirModeSays) {
   for (const auto& row : rows) {
     auto array = text;
     nalo::basic_spanbuf<TypeParam> span(array, row.mode);
-    EXPECT_EQ(played(span), row.log) << row.mode;
+    EXPECT_EQ(played<TypeParam>(span), row.log) << row.mode;
     const bool is_both = row.mode != in && (row.mode & in) != 0;
     EXPECT_EQ(span.sputbackc('q') == 'q', is_both) << row.mode;
   }
-  // The wide character that reads as eof is none that can be put back.
+  // The wide character that equals eof cannot be put back.
   auto array = text;
   nalo::basic_spanbuf<TypeParam> span(array);
   span.sbumpc();
   span.sputbackc(static_cast<TypeParam>(-1));
   EXPECT_EQ(span.sgetc(), sizeof(TypeParam) > 1 ? 'b' : 0xFF);
   sandwich<TypeParam> adapters(text);
-  EXPECT_EQ(played(adapters), rows[2].log);
+  EXPECT_EQ(played<TypeParam>(adapters), rows[2].log);
   adapters.pubseekpos(3, out);
   EXPECT_EQ(adapters.sbumpc(), 'y');
   // A string keeps its text.
   const nalo::basic_string<TypeParam> string(text);
   nalo::basic_stringbuf<TypeParam> at_end(string, out | ate | trunc);
-  EXPECT_EQ(played(at_end), "2 abcdxy  1 -1 at -1 -1 -1 1 7 7 1 7 7");
+  EXPECT_EQ(played<TypeParam>(at_end),
+            "2 abcdxy  1 -1 at -1 -1 -1 1 7 7 1 7 7");
   nalo::basic_stringbuf<TypeParam> appends(string, in | app | trunc);
-  EXPECT_EQ(played(appends), "2 abcdxy abcdxy 1 1 at 1 7 7 -1 7 7 -1 7 -1");
+  EXPECT_EQ(played<TypeParam>(appends),
+            "2 abcdxy abcdxy 1 1 at 1 7 7 -1 7 7 -1 7 -1");
 }
 
-TYPED_TEST(Buffers, CopyNoStringThatNeedNotBe) {
+TYPED_TEST(Buffers, CopyStringsOnlyWhenNeeded) {
   using string = nalo::basic_string<TypeParam>;
   using stringbuf = nalo::basic_stringbuf<TypeParam>;
   const TypeParam literal[] = {'b', 0};
@@ -124,7 +126,7 @@ TYPED_TEST(Buffers, CopyNoStringThatNeedNotBe) {
   EXPECT_EQ(stringbuf(text, in).str().c_str(), text.c_str());
   EXPECT_EQ(stringbuf(string::c_str(literal), in).view().data(), literal);
 
-  // A text that others have is copied before it is written.
+  // A shared text is copied before it is written.
   stringbuf writer(text);
   put(writer, "xyz");
   writer.str(string::c_str(literal));
@@ -139,9 +141,9 @@ TYPED_TEST(Buffers, CopyNoStringThatNeedNotBe) {
   put(owner, "x");
   const string result = std::move(owner).str();
   EXPECT_TRUE(result.c_str() == chunk && result.size() == 1000);
-  EXPECT_EQ(string(result).c_str(), chunk) << "it cannot be shared";
+  EXPECT_EQ(string(result).c_str(), chunk) << "the chunk cannot be shared";
   put(owner, "y");
-  EXPECT_EQ(owner.view().size(), 1u) << "the buffer starts anew";
+  EXPECT_EQ(owner.view().size(), 1u) << "the buffer is not empty";
 }
 
 TYPED_TEST(Buffers, KeepTheirTextWhenMemoryIsRefused) {
@@ -154,7 +156,7 @@ TYPED_TEST(Buffers, KeepTheirTextWhenMemoryIsRefused) {
     for (;;) buffer.sputc('x');
   };
   EXPECT_THROW(write(), nalo::allocation_error);
-  // A text that others have would be copied.
+  // A shared text would be copied.
   const string text(1000, 'y', memory);
   source.refuse_after(0);
   EXPECT_THROW(buffer.str({text, memory}), nalo::allocation_error);
@@ -162,7 +164,7 @@ TYPED_TEST(Buffers, KeepTheirTextWhenMemoryIsRefused) {
                                      sizeof(TypeParam) == 1 ? 59 : 14, 'x'));
 }
 
-TYPED_TEST(Buffers, PassBetweenTheLibrariesWithoutLoss) {
+TYPED_TEST(Buffers, ShareTextsAndPositionsWithTheStandardLibrary) {
   std::basic_stringbuf<TypeParam> below(widened<TypeParam>("abcdef"));
   over_std<TypeParam> buffer(&below);
   EXPECT_EQ(below.sbumpc(), 'a');
@@ -175,7 +177,7 @@ TYPED_TEST(Buffers, PassBetweenTheLibrariesWithoutLoss) {
   put(buffer, "z");
   EXPECT_EQ(shown<TypeParam>(below.str()), "xyzdef");
 
-  // Whole positions reach the other side and come back.
+  // Positions are passed on and returned with their state.
   struct : nalo::basic_streambuf<TypeParam> {
     nalo::streampos seekpos(nalo::streampos to, ios_base::openmode) override {
       return to;
@@ -205,7 +207,7 @@ TEST(Mapbuf, ReadsAFileInMemory) {
   EXPECT_EQ(one.view(), text);
 }
 
-TEST(Mapbuf, SaysWhatItCannotMap) {
+TEST(Mapbuf, ReportsWhatItCannotMap) {
   const auto expect = [](auto what, const char* error) {
     EXPECT_EQ(raised_by([=] { nalo::mapbuf buffer(what); }), error);
   };

@@ -1,4 +1,4 @@
-// When the console streams write what they were given.
+// When the console streams write their output.
 #include <nalo/iostream>
 
 #include <pty.h>
@@ -8,7 +8,7 @@
 namespace {
 
 // What a child process writes to its standard output and error, a terminal or a
-// file, when it ends without running exit handlers.
+// file, if it ends without running exit handlers.
 std::string written(bool to_terminal, void (*work)()) {
   const nalo_test::memory_file file;
   int ours = file.fd, theirs = file.fd;
@@ -31,8 +31,7 @@ TEST(ConsoleStreams, WriteAtOnceOrWhenTheyAreFlushed) {
   using nalo::cerr, nalo::cin, nalo::clog, nalo::cout, nalo::wcerr, nalo::wcout;
   const struct {
     void (*work)();
-    const char* in_file;
-    const char* on_terminal;
+    const char *in_file, *on_terminal;
   } rows[] = {
       {[] { cout << "a" << '\n'
                  << "b\n"

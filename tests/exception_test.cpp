@@ -1,4 +1,4 @@
-// How errors are raised, what they contain, and where they are reported.
+// How errors are raised, what they contain and where they are reported.
 
 #include "blocks_in_use.h"
 #include "common.h"
@@ -7,16 +7,14 @@ namespace {
 
 using namespace nalo_test;
 
-using nalo::ios_base;
-
-// The number of errors of this thread, and the last one.
+// The number of errors of this thread and the last one.
 std::string last() {
   const auto [file, line, message, count] = nalo::exception::last_on_thread();
   return std::to_string(count) + ' ' + file + ':' + std::to_string(line) +
          ": " + message;
 }
 
-// Instead of itself it throws another error, and swallows that.
+// Throws and swallows another error instead of itself.
 struct forgetful : nalo::overflow_error {
   using overflow_error::overflow_error;
   void throw_self() override {
@@ -33,7 +31,7 @@ std::string raise_forgetful() {
     text = "other";
     nalo::tThrow(error);
   } catch (const nalo::overflow_error&) {
-    return "thrown as more than a plain error";
+    return "thrown by its type";
   } catch (const nalo::exception& error) {
     return std::string(error.file()) + ": " + error.what();
   }
@@ -43,8 +41,7 @@ struct raises_at_once : nalo::impl::throw_check_base {
   raises_at_once() { throw_returned(); }
 };
 
-// Raises the first errors of its thread, after all thread-local objects were
-// destroyed.
+// Raises errors after all thread-local objects of its thread were destroyed.
 void raise_late(void* to) {
   std::string& seen = *static_cast<std::string*>(to);
   try {
@@ -90,7 +87,7 @@ struct unknown_facet : nalo::locale::facet {
   static inline nalo::locale::id id;
 };
 
-// Only a text of more than 127 bytes needs memory; without memory it is cut.
+// A text of more than 127 bytes needs memory; without memory it is truncated.
 TEST(Raise, WorksWithoutMemory) {
   const std::string longest(127, 'x'), longer(200, 'x');
   failing_source source;
@@ -115,7 +112,7 @@ TEST(Raise, WorksWithoutMemory) {
   EXPECT_EQ(blocks_in_use, blocks);
 }
 
-TEST(Dump, GoesToTheHandlerUnlessItRunsOnTheThread) {
+TEST(Dump, CallsTheHandlerUnlessItRunsOnThisThread) {
   static int calls = 0;
   const nalo::exception err("some/file", 5, "text");
   testing::internal::CaptureStderr();
@@ -134,7 +131,7 @@ TEST(Dump, GoesToTheHandlerUnlessItRunsOnTheThread) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "some/file:5: text\n");
 }
 
-// The unwinding of a cancelled thread would not leave dump().
+// The unwinding of a cancelled thread could not leave dump().
 TEST(Dump, IsNoCancellationPoint) {
   int cancelable = -1;
   std::thread([&] {
@@ -145,7 +142,7 @@ TEST(Dump, IsNoCancellationPoint) {
   EXPECT_EQ(cancelable, PTHREAD_CANCEL_ENABLE);
 }
 
-TEST(RawChunk, IsLimitedBeforeTheSourceIsAsked) {
+TEST(RawChunk, ChecksItsSizeBeforeAskingTheSource) {
   using chunk = nalo::allocate_raw_chunk<wchar_t>;
   failing_source source;
   const nalo::allocator ma(source);

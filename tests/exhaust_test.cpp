@@ -1,5 +1,5 @@
-// Every case of a small scope, once, against the models. Each part of a case is
-// chosen when it is first looked at, so that no two cases are the same.
+// Compares every case of a small scope once with the models. Each part of a
+// case is chosen when it is first used, so that no two cases are the same.
 
 #include "number_model.h"
 #include "stream_model.h"
@@ -8,7 +8,7 @@ namespace {
 
 using namespace nalo_test;
 
-// The length of the longest texts. When it is given, as by ./dev exhaust, all
+// The length of the longest texts. If it is given, as by ./dev exhaust, all
 // cases run, otherwise a slice.
 const char* const given = std::getenv("NALO_EXHAUST");
 const size_t longest = given ? std::strtoul(given, nullptr, 10) : 2;
@@ -69,13 +69,13 @@ class pair {
     while (&real_world::operation(n) != &real_world::operation(0)) ++n;
     return n;
   }
-  // The text of an operation tells which parts of a case it uses.
+  // Whether the text of the operations mentions something that cases vary.
   bool has(auto... part) const {
     return ((texts_.find(part) != texts_.npos) || ...);
   }
 
   // Each area is chosen when the stream or the model first reads it. An empty
-  // one is the end of the input.
+  // area ends the input.
   script<Char> play(std::vector<text>& areas) {
     script<Char> script{.get_areas = {area_}, .put_areas = {put_area_}};
     script.extend = [this, &areas, at = size_t{0}](auto& play) mutable {
@@ -125,13 +125,13 @@ class pair {
   }
 
   choices& all_;
-  // Every pair of operations, or one in so many for a slice.
+  // All pairs of operations, or one in 97 for a slice.
   const size_t count_ = count_operations(), step_ = given ? 1 : 97;
   const size_t pair_ = step_ * all_.below((count_ * count_ - 1) / step_ + 1);
   const size_t first_ = pair_ / count_, second_ = pair_ % count_;
   const std::string texts_ = std::string(real_world::operation(first_).first) +
                              "; " + real_world::operation(second_).first;
-  // 1 for input in areas, 0 for characters that are in none.
+  // 1 for input in areas, 0 for characters outside of areas.
   const size_t area_ = has("ignore", "get", ">>", "other") ? all_.below(2) : 1;
   const size_t put_area_ =
       has("put", "insert", "<<", "other") ? 2 * all_.below(2) : 0;
@@ -139,8 +139,8 @@ class pair {
   const text alphabet_ = widened<Char>(std::string("a\xFF") +
                                        (has("a.ch", "a.delim") ? "\n" : "") +
                                        (has("getstring", "w.word") ? " " : ""));
-  iostate mask_ = good;    // or what the first operation sets as the state
-  size_t room_ = longest;  // for characters of all areas
+  iostate mask_ = good;    // or the state that the first operation sets
+  size_t room_ = longest;  // for the characters of all areas
   std::vector<text> areas_, other_areas_;
 };
 

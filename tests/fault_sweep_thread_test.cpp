@@ -1,8 +1,8 @@
 // Runs each operation of streams and locales, and each kind of string
 // operation, once for every place where it allocates memory or calls a client's
-// function, with that place failing in each way that it can, and with the
-// thread cancelled there. The rules checked here hold whatever fails; the model
-// of streams defines exactly what follows from the failure of a buffer.
+// function and every way in which that place can fail, and with the thread
+// cancelled there. Checks the rules that hold whatever fails; the model of
+// streams defines exactly what follows from the failure of a buffer.
 #include <nalo/buffers/map>
 #include <nalo/buffers/utf8>
 #include <nalo/fstream>
@@ -62,8 +62,8 @@ struct fault_numpunct : nalo::numpunct<Char> {
 
 // Which calls of an operation are in the guarded region: none (plain), all, or
 // those after white space was skipped. A plain operation that fails changes
-// nothing. A `making` operation creates a stream and raises the failure. An
-// open operation also works on a bad stream.
+// nothing. A `making` operation creates a stream and raises its failure. An
+// `open` operation also works on a bad stream.
 enum region { plain, making, open, guarded, skipping };
 
 template <class World>
@@ -108,7 +108,7 @@ struct world : scripted_world<Char> {
     EXPECT_TRUE(shares.empty() || shares == letters);
   }
 
-  // Checks what a fault has led to.
+  // Checks the effects of a fault.
   void expect_rules(region where, bool inside, fault kind,
                     std::string_view site, const std::string& raised) const {
     const iostate mask = io.exceptions();
@@ -116,8 +116,8 @@ struct world : scripted_world<Char> {
                                   ? "basic_ios::clear"
                                   : "";
     if (kind == fault::refusal && site != heap) {
-      // The operation sets bits. When it sets them inside the region, what they
-      // raise may be swallowed.
+      // The operation sets bits. Inside the region, the error that they raise
+      // may be swallowed.
       EXPECT_TRUE(raised == meets || (raised.empty() && io.bad()));
       return;
     }
@@ -126,7 +126,7 @@ struct world : scripted_world<Char> {
                    sets_bad && kind != fault::cancel && (mask & bad) == good;
     EXPECT_TRUE(sets_bad ? io.bad() : io.good());
     EXPECT_EQ(raised, swallowed ? meets : raised_as[static_cast<int>(kind)]);
-    EXPECT_LE(n, 0) << "a value is stored";
+    EXPECT_LE(n, 0) << "a value was stored";
     if (!inside) {
       EXPECT_TRUE(str == letters && loc == full);
     } else if (kind == fault::refusal) {
@@ -246,8 +246,7 @@ std::vector<operations<World>> all_operations() {
 
 std::set<std::string_view> sites;
 
-// Lets every point of an operation fail in every way. Returns the number of
-// points.
+// Lets every point of an operation fail in every way. Returns their number.
 template <class World>
 size_t sweep(const operations<World>& ops, void (*op)(World&), size_t area,
              iostate mask) {
@@ -270,7 +269,7 @@ size_t sweep(const operations<World>& ops, void (*op)(World&), size_t area,
     for (const fault kind : {fault::library, fault::standard, fault::other,
                              fault::refusal, fault::cancel}) {
       if (kind == fault::refusal ? !refuses : site == heap) continue;
-      // Threads take long, and large areas or other masks show nothing more.
+      // Threads take long, and large areas or other masks test nothing more.
       if (kind == fault::cancel &&
           (!with_libstdcxx || area == 64 || mask > bad)) {
         continue;
@@ -286,7 +285,7 @@ size_t sweep(const operations<World>& ops, void (*op)(World&), size_t area,
         w.io.exceptions(good);
         if (w.io.bad() && ops.where != open) {
           run(w, 0, fault::none);
-          EXPECT_EQ(passed.size(), 0) << "calls of a bad stream";
+          EXPECT_EQ(passed.size(), 0) << "calls by a bad stream";
         }
         w.io.clear();
         EXPECT_EQ(run(w, 0, fault::none), ops.where <= making ? usual : "");

@@ -1,4 +1,4 @@
-// The buffer over a file descriptor.
+// Buffers over file descriptors.
 #include <nalo/buffers/fd>
 #include <nalo/testing>
 
@@ -27,7 +27,7 @@ TEST(Fdbuf, KeepsTheContract) {
   EXPECT_EQ(check_output<char>(over_new_file, written), violations());
 }
 
-TEST(Fdbuf, DeliversEachByteOnceOrReports) {
+TEST(Fdbuf, DeliversEachByteOnceOrReportsAnError) {
   for (std::uint64_t seed = 0; seed < 1000 && !HasFailure(); ++seed) {
     nalo_test::choices random(seed);
     nalo_test::descriptor_comparison both(random);
@@ -37,9 +37,9 @@ TEST(Fdbuf, DeliversEachByteOnceOrReports) {
 }
 
 // Performs a step on a buffer, or at the other end of its descriptor:
-//   .   closes                   *   returns what came to the other end
-//   #   tells the position of the descriptor
-//   $   counts the system calls since it was last asked
+//   .   closes                   *   returns what arrived at the other end
+//   #   returns the position of the descriptor
+//   $   returns the number of system calls since the last $
 // Returns an error as "in:" or "out:" and the errno.
 std::string done_on_ends(const std::string& step, nalo::fdbuf& buffer,
                          const descriptors& on) {
@@ -58,11 +58,9 @@ std::string done_on_ends(const std::string& step, nalo::fdbuf& buffer,
 
 TEST(Fdbuf, WorksOnDescriptorsOfEachKind) {
   const struct {
-    const char* kind;
-    const char* text;
+    const char *kind, *text;
     std::size_t size;
-    const char* script;
-    const char* log;
+    const char *script, *log;
   } rows[] = {
       // The areas are of the given size, and larger blocks bypass them.
       {"file", "abcd", 0, "<1 #", "a 1"},
@@ -74,15 +72,15 @@ TEST(Fdbuf, WorksOnDescriptorsOfEachKind) {
        "a 1 4 c 6 1 4 0 4 axcyef"},
       {"file", "abcdef", 99, "<1 >x . . >y <1 !",
        "a 1 -1 -1 out:EBADF in:EBADF 0"},
-      // No system call where there is nothing to write and to give back.
+      // No system call if there is nothing to write or to give back.
       {"file", "", 99, "! $ >x $ ! $ ! $ <1 ! $", "0 0 1 0 0 1 0 0  0 1"},
       {"file", "abcd", 99, "<9 $ ! $ >x $ <1 $", "abcd 2 0 0 1 1  2"},
       {"file", "abcd", 2, "<2 $ <1 $ >xy $", "ab 1 c 1 2 3"},
       {"sockets", "abc", 99, "<1 $ ! $ ! >x ! $", "a 1 0 1 0 1 0 1"},
-      // Elsewhere they are apart, and a request for input writes the output.
+      // Elsewhere they are separate, and a request for input writes the output.
       {"sockets", "unread", 99, "? <2 >question ! * <2 @ =3 <1 . <1",
        "6 un 8 0 question re -1 -1 a -1 in:EBADF"},
-      // What could not be written is pending.
+      // What cannot be written stays pending.
       {"/dev/full", "", 99, ">x ! .", "1 out:ENOSPC out:ENOSPC"},
       // The size of a file of /proc is 0, and that of a directory says nothing.
       {"/", "", 99, "? <1", "0 in:EISDIR"},
@@ -116,7 +114,7 @@ TEST(Fdbuf, ClosesWhatItOwns) {
   EXPECT_EQ(own.sbumpc(), 't');
 }
 
-TEST(Fdbuf, OpensFilesAsTheModeSays) {
+TEST(Fdbuf, OpensFilesInEveryMode) {
   const struct {
     ios_base::openmode mode;
     const char* result;  // of writing "xy" over "abcd", or the error
@@ -159,14 +157,14 @@ TEST(Fdbuf, ReportsFilesThatCannotBeUsed) {
   EXPECT_THROW(nalo::fdbuf("/", out), nalo::fd_output_error);
   EXPECT_THROW(nalo::fdbuf buffer(no_path), nalo::fd_input_error);
   nalo::fdbuf unreadable(::open("/proc/self/exe", O_PATH));
-  EXPECT_EQ(unreadable.in_avail(), 0) << "a file without position";
+  EXPECT_EQ(unreadable.in_avail(), 0) << "a file without a position";
   const nalo::fd_error error("file", 7, "fails", EPIPE, 3);
   EXPECT_STREQ(error.what(), "fails: Broken pipe, after 3 characters");
   EXPECT_THROW(nalo::tThrow(error), nalo::fd_error);
 }
 
 // After a pipe, which has no position, comes a file, which has one.
-TEST(Fdbuf, OpensOneFileAfterTheOther) {
+TEST(Fdbuf, OpensOneFileAfterAnother) {
   const descriptors pipe("pipe"), file("file", "abc");
   nalo::filebuf buffer;
   EXPECT_EQ(::write(pipe.ends[1], "de", 2), 2);
@@ -183,7 +181,7 @@ TEST(Fdbuf, OpensOneFileAfterTheOther) {
   }
 }
 
-// The locale and the size go along, and output that cannot be written stays.
+// The locale and the size move too; output that cannot be written stays.
 TEST(Fdbuf, MovesWithAllThatItHolds) {
   const descriptors sockets("sockets", "abc"), full("/dev/full"),
       file("file", "abc");
@@ -198,9 +196,9 @@ TEST(Fdbuf, MovesWithAllThatItHolds) {
   swap(to, pending);
   EXPECT_THROW(to.pubsync(), nalo::fd_output_error);
   put(pending, "12345678");
-  EXPECT_EQ(content(sockets.ends[1]), "12345678") << "the size goes along";
+  EXPECT_EQ(content(sockets.ends[1]), "12345678") << "the size was not moved";
 
-  // A buffer that has found out that there is no position takes over a file.
+  // A buffer over sockets, which have no position, takes over a file.
   for (const int position : {-1, 0}) {
     pending.sgetc();
     pending.pubsync();
@@ -209,9 +207,9 @@ TEST(Fdbuf, MovesWithAllThatItHolds) {
   }
 }
 
-// Nothing may unwind through a destructor, which writes, nor come between
+// Cancellation must not unwind from a destructor that writes, nor between
 // forgetting a descriptor and closing it. Opening may unwind.
-TEST(Fdbuf, IsClosedAndOpenedUnderCancellation) {
+TEST(Fdbuf, ClosesAndOpensInACancelledThread) {
   if (!with_libstdcxx) GTEST_SKIP() << "libc++ ends a cancelled program";
   const descriptors file("file");
   int is_off = 1, next = -1;
@@ -227,7 +225,7 @@ TEST(Fdbuf, IsClosedAndOpenedUnderCancellation) {
       EXPECT_EQ(next, fd);
     }
     ::pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &is_off);
-    try {  // makes the address sanitizer forget the frames that are about to go
+    try {  // makes the address sanitizer forget the frames that will be unwound
       throw 0;
     } catch (int) {
     }

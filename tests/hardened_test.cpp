@@ -1,5 +1,5 @@
 // The checks of the hardened build: a call that breaks a rule ends the program
-// with the place and the rule.
+// and reports the place and the rule.
 
 #include "common.h"
 
@@ -16,7 +16,7 @@ TEST_SUITE_OF_CHARACTERS(Hardened);
 TYPED_TEST(Hardened, EndsTheProgramWhenARuleIsBroken) {
   using string = nalo::basic_string<TypeParam>;
   GTEST_FLAG_SET(death_test_style, "fast");
-  // The areas are five of nine characters.
+  // Each area has five of nine characters.
   TypeParam text[9] = {};
   opened<TypeParam> buf;
   buf.setg(text + 2, text + 4, text + 7);
@@ -49,7 +49,7 @@ TYPED_TEST(Hardened, EndsTheProgramWhenARuleIsBroken) {
   expect("range ends", [&] { three.erase(three.end(), three.begin()); });
   expect("range ends", [&] { string(text + 1, text); });
   expect("null array", [&] { three.append(no_array, 1); });
-  // Just within the rules nothing happens.
+  // Calls at the limits are allowed.
   for (const long off : {-2, 5}) buf.gbump(off);
   for (const long off : {5, -5}) buf.pbump(off);
   EXPECT_EQ(three[3], TypeParam());

@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
-# header_macros.sh COMPILER HEADER...: checks that the headers leave defined,
-# beside their guards and what the standard's headers define, only the macros
-# that sys/src/nalo/impl/export names.
+# header_macros.sh COMPILER HEADER...: checks that, apart from include guards and
+# macros of the standard headers, the headers define only macros named below.
 set -euo pipefail
 cd "$(dirname "$0")/../sys/src"
 compiler=$1

@@ -1,6 +1,5 @@
 // The state of a stream (bits and mask, format, words, facets) and the
 // operations that save, copy and exchange it.
-
 #include <concepts>
 
 #include "blocks_in_use.h"
@@ -18,7 +17,7 @@ constexpr const char* no_facet = "nalo::ios_base the locale lacks a facet";
 constexpr const char* no_words =
     "WordAllocator: nalo::ios_base::grow_words_ allocation failed";
 
-// Streams convert to bool only explicitly, and are not comparable.
+// Streams convert to bool only explicitly and are not comparable.
 static_assert(!std::is_convertible_v<nalo::ostream&, int> &&
               !std::equality_comparable<nalo::ostream>);
 
@@ -96,7 +95,7 @@ TYPED_TEST(Ios, RaisesWhenItsStateMeetsItsMask) {
   }
 }
 
-TYPED_TEST(Ios, SwitchesItsMaskAndWithABufferItsState) {
+TYPED_TEST(Ios, SwitchesItsMaskAndIfItHasABufferItsState) {
   for (const bool has_buffer : {true, false}) {
     probe<TypeParam> s(has_buffer ? &this->buf : nullptr);
     s.exceptions(eof);
@@ -127,7 +126,7 @@ TYPED_TEST(Ios, NeedsABufferUnlessItsMaskIsEmpty) {
   s->destroy_();
 }
 
-TYPED_TEST(Ios, GrowsItsWordsOrReturnsASpareOne) {
+TYPED_TEST(Ios, GrowsItsWordsOrReturnsASpareWord) {
   probe<TypeParam> s(&this->buf);
   words expected(8);
   for (const int index : {7, 8, 40, 41, 0}) {
@@ -173,7 +172,7 @@ TYPED_TEST(Ios, CopiesAndExchangesItsFormat) {
       expect(of_b, of_a);
       b.swap_(b);
       b.copyfmt(b);
-      // When the copied mask meets the state, nothing else is copied.
+      // If the copied mask meets the state, nothing else is copied.
       a.clear(eof);
       EXPECT_EQ(raised_by([&] { a.copyfmt(b); }), meets_mask);
       EXPECT_EQ(a.exceptions(), eof);
@@ -194,7 +193,7 @@ TYPED_TEST(Ios, CopiesAndExchangesItsFormat) {
   }
 }
 
-TYPED_TEST(Ios, InitResetsItAndGuardsRestoreWhatTheySaved) {
+TYPED_TEST(Ios, IsResetByInitAndRestoredByGuards) {
   probe<TypeParam> s(&this->buf);
   const auto fresh = s.format();
   this->change(s, 20);

@@ -1,5 +1,5 @@
-// Locales and the lifetimes of their facets, also with several threads; and the
-// character classes of the classic locale compared with the C library's.
+// Locales and the lifetimes of their facets, also between threads, and the
+// character classes of the classic locale compared with those of the C library.
 
 #include <ctype.h>
 #include <dlfcn.h>
@@ -21,7 +21,7 @@ struct client : locale::facet {
   static inline locale::id id;
 };
 
-// Facets that do not begin with their facet part.
+// Facets whose base class facet is not at their beginning.
 struct second : std::exception, client<0> {};
 struct twice : client<1>, second {};
 struct shared : virtual locale::facet {
@@ -37,7 +37,7 @@ static_assert(!begins_with_facet<second>() && !begins_with_facet<twice>() &&
 struct own_table : nalo::ctype<char> {};
 static_assert(!std::is_copy_constructible_v<own_table>);
 
-// The facet, or null.
+// The facet of a locale, or null.
 template <class Facet>
 const Facet* in(const locale& loc) {
   return nalo::has_facet<Facet>(loc) ? &nalo::use_facet<Facet>(loc) : nullptr;
@@ -80,7 +80,7 @@ TYPED_TEST(LocaleFacet, IsAddedRemovedAndCopiedFromOtherLocales) {
   }
 }
 
-TEST(Locale, IsTheClassicOneUnlessItHasOtherFacets) {
+TEST(Locale, EqualsTheClassicOneUnlessItHasOtherFacets) {
   client<0> owned(5);  // no locale deletes it
   EXPECT_EQ(nalo::ptr_conv<locale::facet>(&owned).get_ptr(), &owned);
   const locale other(locale::classic(), &owned);
@@ -113,7 +113,7 @@ TEST(Locale, IsTheClassicOneUnlessItHasOtherFacets) {
   }
 }
 
-TEST(Locale, NamesWhatItCannotCreate) {
+TEST(Locale, ReportsWhatItCannotCreate) {
   const locale other(locale::classic(), new client<2>);
   const auto expect = [](const char* text, auto make) {
     EXPECT_EQ(nalo_test::raised_by(make), text);
@@ -132,9 +132,8 @@ TEST(Locale, NamesWhatItCannotCreate) {
          [] { nalo::use_facet<client<3>>(locale::classic()); });
 }
 
-// Copies of the global locale take their references from a stock, which is
-// refilled.
-TEST(Locale, CountsEveryCopyOfTheGlobalOne) {
+// Copies of the global locale take references from a stock, which is refilled.
+TEST(Locale, CountsEveryCopyOfTheGlobalLocale) {
   static bool is_alive;
   struct watched : client<4> {
     watched() { is_alive = true; }
@@ -179,7 +178,7 @@ TEST(Locale, CanBeCopiedInAChildProcessWhateverOtherThreadsDid) {
 }
 
 #ifdef NALO_TESTS_PLUGIN
-TEST(Locale, IsReleasedByAPluginWithALibraryOfItsOwn) {
+TEST(Locale, IsReleasedByAPluginWithItsOwnCopyOfTheLibrary) {
   void* const plugin = dlopen(NALO_TESTS_PLUGIN, RTLD_NOW | RTLD_LOCAL);
   ASSERT_TRUE(plugin) << dlerror();
   auto* const release =
@@ -193,7 +192,7 @@ TEST(Locale, IsReleasedByAPluginWithALibraryOfItsOwn) {
 }
 #endif
 
-TEST(Locale, IsSharedByThreadsThatAgreeOnTheIdsOfFacets) {
+TEST(Locale, IsSharedByThreadsWithTheSameFacetIds) {
   const locale shared(locale::classic(), new client<0>);
   std::latch start(4);
   const auto work = [&] {
@@ -221,7 +220,7 @@ TEST(Locale, IsSharedByThreadsThatAgreeOnTheIdsOfFacets) {
 
 TEST_SUITE_OF_CHARACTERS(Characters);
 
-TYPED_TEST(Characters, HaveTheClassesAndThePunctuationOfTheCLibrary) {
+TYPED_TEST(Characters, HaveClassesAndPunctuationOfTheCLibrary) {
   const auto& punct = nalo::use_facet<nalo::numpunct<TypeParam>>(locale());
   EXPECT_EQ(punct.decimal_point(), '.');
   EXPECT_EQ(punct.thousands_sep(), ',');
@@ -255,7 +254,7 @@ TYPED_TEST(Characters, HaveTheClassesAndThePunctuationOfTheCLibrary) {
     ASSERT_EQ(narrow[i], code < 0x100 ? char(code) : '?');
     ASSERT_EQ(wide[i], code < 0x100 ? ch : '?');
   }
-  // Short and long ranges from everywhere.
+  // Short and long ranges from every position.
   for (const TypeParam* from = lo; from != hi; ++from) {
     for (const TypeParam* to = from; to != std::min(hi, from + 36); ++to) {
       for (const auto mask : {ctype_base::space, ctype_base::alpha}) {
@@ -268,7 +267,7 @@ TYPED_TEST(Characters, HaveTheClassesAndThePunctuationOfTheCLibrary) {
   }
 }
 
-TEST(Ctype, UsesTheTableOfTheClient) {
+TEST(Ctype, UsesTheTableOfItsClient) {
   using ctype = nalo::ctype<char>;
   auto* const released = new ctype_base::mask[256]{};
   released[0xA0] = ctype_base::space;

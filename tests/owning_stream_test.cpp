@@ -1,4 +1,4 @@
-// The streams that own their buffers: over strings, arrays and files.
+// Streams that own their buffers, over strings, arrays and files.
 #include <nalo/fstream>
 #include <nalo/spanstream>
 
@@ -22,7 +22,7 @@ int sum(auto&&... streams) {
 // State, flags, width, a word and gcount(), then what is left to read, or what
 // was written.
 template <class Stream>
-std::string told(Stream& stream) {
+std::string status(Stream& stream) {
   using Char = typename Stream::char_type;
   std::ostringstream all;
   all << long{stream.rdstate()} << ' ' << long{stream.flags()} << ' '
@@ -35,7 +35,7 @@ std::string told(Stream& stream) {
   return all.str();
 }
 
-// Uses a stream, moves and swaps it in each way, and returns what it tells.
+// Uses a stream, moves and swaps it in each way, and returns its status.
 template <class Stream>
 std::string moved_about(Stream stream) {
   if constexpr (requires { stream.ignore(); }) stream.ignore();
@@ -47,18 +47,19 @@ std::string moved_about(Stream stream) {
 
   Stream second(std::move(stream));
   swap(stream, second);
-  EXPECT_TRUE(told(second).starts_with("0 4098 0 0 ")) << told(second);
-  EXPECT_LT(told(second).size(), 14u) << "there is text: " << told(second);
+  const std::string moved_from = status(second);
+  EXPECT_TRUE(moved_from.starts_with("0 4098 0 0 ")) << moved_from;
+  EXPECT_LT(moved_from.size(), 14u) << "there is text: " << moved_from;
   std::vector<Stream> streams;
   streams.push_back(std::move(stream));
   streams.push_back(std::move(second));
   streams[1] = std::move(streams[0]);
   Stream& same = streams[1];
   streams[1] = std::move(same);
-  return told(streams[1]);
+  return status(streams[1]);
 }
 
-TYPED_TEST(OwningStreams, MoveWithAllThatTheyHave) {
+TYPED_TEST(OwningStreams, MoveWithStateAndText) {
   using namespace nalo;
   using Char = TypeParam;
   for (const std::string rest : {"cd", "cd, too long a text to be in place"}) {
@@ -80,7 +81,7 @@ TYPED_TEST(OwningStreams, MoveWithAllThatTheyHave) {
   }
 }
 
-// Buffers of texts, one of which replaces another and is swapped back.
+// Moves and swaps buffers of texts.
 template <class Char>
 void move_and_swap(auto make) {
   std::basic_string<Char> texts[] = {widened<Char>("one"), widened<Char>("two"),
@@ -96,7 +97,7 @@ void move_and_swap(auto make) {
   EXPECT_EQ(taken(one, 9).size(), 0u);
 }
 
-TYPED_TEST(OwningStreams, HaveBuffersThatMoveAndSwapAlone) {
+TYPED_TEST(OwningStreams, HaveBuffersThatMoveAndSwapByThemselves) {
   using namespace nalo;
   using Char = TypeParam;
   move_and_swap<Char>([](auto& text) { return basic_stringbuf<Char>(text); });
@@ -107,8 +108,8 @@ TYPED_TEST(OwningStreams, HaveBuffersThatMoveAndSwapAlone) {
   EXPECT_TRUE(basic_spanbuf<Char>().span().empty());
 }
 
-// The allocators of the strings go along, and a buffer that was set stays.
-TYPED_TEST(OwningStreams, MoveWithoutMemoryAndSetBuffers) {
+// The allocators of the strings move too; a buffer set by rdbuf() stays.
+TYPED_TEST(OwningStreams, SwapWithoutMemoryAndWithoutSetBuffers) {
   using ostream = nalo::basic_ostringstream<TypeParam>;
   failing_source source;
   nalo::allocator memory(source);
@@ -128,7 +129,7 @@ TYPED_TEST(OwningStreams, MoveWithoutMemoryAndSetBuffers) {
   EXPECT_EQ(elsewhere.view().size(), 1u);
 }
 
-TYPED_TEST(OwningStreams, TakeTextOfEachKind) {
+TYPED_TEST(OwningStreams, AcceptTextsOfEachType) {
   using Char = TypeParam;
   using istream = nalo::basic_istringstream<Char>;
   using ispanstream = nalo::basic_ispanstream<Char>;
@@ -145,7 +146,7 @@ TYPED_TEST(OwningStreams, TakeTextOfEachKind) {
   EXPECT_THROW(istream(own, in, fail).ignore(9).get(), ios_base::failure);
 }
 
-TEST(FileStreams, TakePathsOfEachKind) {
+TEST(FileStreams, AcceptPathsOfEachType) {
   using nalo::ifstream;
   const memory_file file("1");
   const std::string longer = file.path + "0";
@@ -157,9 +158,9 @@ TEST(FileStreams, TakePathsOfEachKind) {
             6);
 }
 
-// What comes of work on a file that holds "abcd", with or without failbit in
-// the mask: whether it raises, the state, whether a file is open, what the file
-// holds and the error that was registered.
+// The outcome of work on a file that contains "abcd", with or without failbit
+// in the mask: whether it raises, the state, whether a file is open, the
+// content and the registered error.
 std::string outcome(void (*work)(nalo::fstream&), bool raises = false) {
   const dump_counter dumps;
   const memory_file file("abcd");
@@ -182,7 +183,6 @@ std::string outcome(void (*work)(nalo::fstream&), bool raises = false) {
 
 TEST(FileStreams, OpenAndClose) {
   using io = nalo::fstream&;
-  // Without a file.
   EXPECT_EQ(outcome([](io s) { s.close(); }, true), "goodbit abcd");
   EXPECT_EQ(outcome([](io s) { s.close(), s.get(); }), "eofbit|failbit abcd");
   EXPECT_EQ(outcome([](io s) { s.close(), s << 1; }), "badbit abcd");
@@ -205,8 +205,8 @@ TEST(FileStreams, OpenAndClose) {
       "failbit abcd, cannot write: No space left on device");
 }
 
-// A filebuf by itself reports in its results.
-TYPED_TEST(OwningStreams, HaveFileBuffersThatWorkAlone) {
+// A filebuf by itself reports errors by its results.
+TYPED_TEST(OwningStreams, HaveFileBuffersThatWorkByThemselves) {
   const memory_file file("abcd");
   nalo::basic_filebuf<TypeParam> buffer;
   EXPECT_TRUE(!buffer.close() && !buffer.open("/none", in));

@@ -1,5 +1,5 @@
-// What programs bring along from the standard streams: iterators, quoted texts
-// and times.
+// What programs of the standard streams need: iterators, quoted texts, times
+// and types with inserters and extractors only for the standard streams.
 #include <nalo/iterator>
 #include <nalo/std_types>
 
@@ -24,13 +24,12 @@ struct stream : nalo::basic_stringstream<Char> {
 
 TEST_SUITE_OF_CHARACTERS(Std);
 
-TYPED_TEST(Std, IteratesOverStreams) {
+TYPED_TEST(Std, IteratesUntilAStreamFails) {
   using numbers = nalo::istream_iterator<int, TypeParam>;
   using characters = nalo::istreambuf_iterator<TypeParam>;
   using writer = nalo::ostream_iterator<int, TypeParam>;
   static_assert(std::input_iterator<numbers> &&
                 std::output_iterator<writer, int>);
-  // Each stops where its stream fails, and leaves what it could not take.
   stream<TypeParam> in("7 8 x 4"), out;
   numbers at(in);
   EXPECT_EQ(*at++, 7);
@@ -46,7 +45,7 @@ TYPED_TEST(Std, IteratesOverStreams) {
   EXPECT_EQ(out.written(), "1, 2, 3, 123");
 }
 
-TYPED_TEST(Std, QuotesTextsAsTheStandardStreams) {
+TYPED_TEST(Std, QuotesTextsAsTheStandardStreamsDo) {
   using string = nalo::basic_string<TypeParam>;
   for (const char* const narrow : {"", "a b", "it's a|b"}) {
     const auto text = widened<TypeParam>(narrow);
@@ -86,8 +85,8 @@ TYPED_TEST(Std, QuotesTextsAsTheStandardStreams) {
   }
 }
 
-template <class Time>
-std::string fields(const Time& t) {
+// As std::tm counts them.
+std::string fields(const std::tm& t) {
   std::string all;
   for (const long n : {t.tm_year, t.tm_mon, t.tm_mday, t.tm_hour, t.tm_min,
                        t.tm_sec, t.tm_wday, t.tm_yday}) {
@@ -96,7 +95,7 @@ std::string fields(const Time& t) {
   return all;
 }
 
-TYPED_TEST(Std, WritesTimesAsTheStandardStreams) {
+TYPED_TEST(Std, WritesTimesAsTheStandardStreamsDo) {
   const std::tm time = {9, 5, 13, 29, 1, 124, 4, 59, 0, 0, "GMT"};
   const std::string long_format(70, '%'), endless(2'000'000, 'x');
   for (const char* const format :
@@ -116,8 +115,6 @@ TYPED_TEST(Std, WritesTimesAsTheStandardStreams) {
                nalo::overflow_error);
 }
 
-// Year, month, day, hour, minute, second, weekday and day of the year, as
-// std::tm counts them.
 TYPED_TEST(Std, ReadsTheFieldsOfTimes) {
   constexpr const char *leap = "124 1 29 13 5 9 4 59 ",
                        *day = "124 1 29 0 0 0 4 59 ",
@@ -173,20 +170,15 @@ TYPED_TEST(Std, ReadsTheFieldsOfTimes) {
     stream<TypeParam> in(row.input);
     std::tm read = {};
     in >> nalo::get_time(&read, widened<TypeParam>(row.format).c_str());
-    std::string all;
-    for (const int n : {read.tm_year, read.tm_mon, read.tm_mday, read.tm_hour,
-                        read.tm_min, read.tm_sec, read.tm_wday, read.tm_yday}) {
-      all += std::to_string(n) + ' ';
-    }
     SCOPED_TRACE(std::string(row.format) + " of " + row.input);
-    EXPECT_EQ(in.fail() ? "fail" : all, row.fields);
+    EXPECT_EQ(in.fail() ? "fail" : fields(read), row.fields);
     EXPECT_EQ(in.fail() ? row.offset : read.tm_gmtoff, row.offset);
     EXPECT_EQ(in.eof(), in.rdbuf()->in_avail() <= 0);
   }
 }
 
-// Types with an inserter for the streams of one library or both, each of which
-// writes where it has been.
+// Types with inserters for the streams of one library or both, which write the
+// name of the library.
 struct for_std {
   template <class Char>
   friend auto& operator<<(std::basic_ostream<Char>& out, const for_std&) {
@@ -221,7 +213,7 @@ concept writes = requires(Out& out, T& value) {
   out << value;
 };
 
-TYPED_TEST(Std, WritesWhatOnlyTheStandardStreamsKnow) {
+TYPED_TEST(Std, WritesTypesWithOnlyStandardInserters) {
   using ostream = nalo::basic_ostream<TypeParam>;
   static_assert(!writes<ostream, void()> && !writes<ostream, int for_std::*>);
   static_assert(!writes<ostream, std::vector<int>> &&
@@ -243,7 +235,7 @@ TYPED_TEST(Std, WritesWhatOnlyTheStandardStreamsKnow) {
       << converts<TypeParam>{{}, text};
   out.setstate(bad);
   out << for_std();
-  EXPECT_EQ(out.written(), "naloany2view") << "nothing to a bad stream";
+  EXPECT_EQ(out.written(), "naloany2view") << "a bad stream was written to";
 }
 
 struct raising {
@@ -254,7 +246,7 @@ struct raising {
   }
 };
 
-TYPED_TEST(Std, TreatsErrorsInStandardInsertersAsItsOwn) {
+TYPED_TEST(Std, HandlesErrorsInStandardInserters) {
   for (const auto mask : {ios_base::goodbit, ios_base::badbit}) {
     const auto raised_by = [&](fault kind, const auto& value,
                                ios_base::iostate left) {
@@ -262,7 +254,7 @@ TYPED_TEST(Std, TreatsErrorsInStandardInsertersAsItsOwn) {
       nalo::basic_ostream<TypeParam> out(&buffer, mask);
       out << nalo::setw(9);
       const auto error = nalo_test::raised_by([&] { out << value; }, 1, kind);
-      // That of libc++ adds failbit.
+      // libc++ adds failbit.
       EXPECT_EQ(out.rdstate() & (with_libstdcxx ? ~0U : ~4U), left);
       EXPECT_EQ(out.width(), kind == fault::refusal ? 0 : 9);
       return error;
@@ -276,7 +268,7 @@ TYPED_TEST(Std, TreatsErrorsInStandardInsertersAsItsOwn) {
   }
 }
 
-TYPED_TEST(Std, IsBadWhenAThreadIsCancelledInAStandardStream) {
+TYPED_TEST(Std, SetsBadbitWhenAThreadIsCancelledInAStandardStream) {
   if (!with_libstdcxx) GTEST_SKIP() << "libc++ ends a cancelled program";
   scripted_streambuf<TypeParam> buffer({});
   nalo::basic_ostream<TypeParam> out(&buffer);
@@ -285,7 +277,7 @@ TYPED_TEST(Std, IsBadWhenAThreadIsCancelledInAStandardStream) {
   EXPECT_TRUE(out.bad());
 }
 
-TYPED_TEST(Std, ReadsWhatOnlyTheStandardStreamsKnow) {
+TYPED_TEST(Std, ReadsTypesWithOnlyStandardExtractors) {
   stream<TypeParam> in(" 0110 7");
   std::bitset<3> bits;
   in >> bits;

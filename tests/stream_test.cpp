@@ -1,5 +1,5 @@
-// Streams: random sequences of operations against a model, and what the model
-// does not define; and the areas of their buffers.
+// Streams: random sequences of operations compared with a model, operations
+// that the model does not define, and the areas of buffers.
 #include <nalo/ranges>
 
 #include <ranges>
@@ -20,7 +20,7 @@ TYPED_TEST(Stream, AgreesWithTheModel) {
   }
 }
 
-// A facet that tells whether it is destroyed while a buffer is called.
+// A facet that records whether it is destroyed during a call of a buffer.
 bool in_buffer, destroyed;
 template <class Char>
 struct watched_punct : nalo::numpunct<Char> {
@@ -39,7 +39,7 @@ struct stream : nalo::basic_iostream<Char> {
     arm(1, fault::refusal);
     return *this;
   }
-  // Lets the buffer replace the locale at its k-th call, with areas of one
+  // Lets the k-th call of the buffer replace the locale. Get areas have one
   // character.
   stream& relocated(size_t k) {
     buf().play_.get_areas = {1};
@@ -52,7 +52,7 @@ struct stream : nalo::basic_iostream<Char> {
     arm(k, fault::meddle);
     return *this;
   }
-  // Whether the locale was replaced and yet kept as long as it was used.
+  // Whether the locale was replaced, but kept alive while it was in use.
   bool kept() {
     return this->getloc() == nalo::locale::classic() && !destroyed;
   }
@@ -222,7 +222,7 @@ const row<Char> rows[] = {
 };
 #undef CALL
 
-TYPED_TEST(Stream, ReturnsReportsAndCountsAsTheTableSays) {
+TYPED_TEST(Stream, ReturnsResultsStatesAndCounts) {
   using Char = TypeParam;
   for (const auto& row : rows<Char>) {
     scripted_streambuf<Char> buf(
@@ -245,13 +245,13 @@ struct converting {
   T value;
 };
 enum letter : char { letter_x = 'x' };
-// A std::string must not be converted to this.
+// std::string must not be converted to this.
 struct made_of_text {
   made_of_text(const std::string&) {}
 };
 void operator<<(nalo::ostream&, const made_of_text&) = delete;
 
-TYPED_TEST(Stream, WritesTextsOfEveryKind) {
+TYPED_TEST(Stream, WritesTextsOfEveryType) {
   using Char = TypeParam;
   using out = nalo::basic_ostream<Char>;
   const auto expect = [](auto&& value, const std::string& output) {
@@ -316,7 +316,7 @@ struct opened : Base {
   using Base::eback, Base::gptr, Base::egptr, Base::gbump, Base::gbump_;
   using Base::pbase, Base::pptr, Base::epptr, Base::pbump, Base::pbump_;
 };
-TYPED_TEST(Stream, BufferIsEmptyByDefaultAndDestroyedInPlace) {
+TYPED_TEST(Stream, BufferIsEmptyByDefaultAndCanBeDestroyedInPlace) {
   using plain = opened<nalo::basic_streambuf<TypeParam>>;
   alignas(plain) unsigned char memory[sizeof(plain)];
   const nalo::locale other =
@@ -336,8 +336,8 @@ TYPED_TEST(Stream, BufferIsEmptyByDefaultAndDestroyedInPlace) {
   EXPECT_EQ(ended, 1);
 }
 
-// Each call passes its arguments on to a virtual operation, if the area cannot
-// serve it.
+// A call whose area does not suffice passes its arguments to a virtual
+// operation.
 TYPED_TEST(Stream, BufferCallsAVirtualOperationOnlyAtTheEdgeOfAnArea) {
   using Char = TypeParam;
   using scripted = opened<scripted_streambuf<Char>>;
@@ -405,7 +405,7 @@ TYPED_TEST(Stream, BufferCallsAVirtualOperationOnlyAtTheEdgeOfAnArea) {
   }
 }
 
-TEST(NarrowStream, TemporariesReadEveryKindOfCharacter) {
+TEST(NarrowStream, ReadsEveryTypeOfCharacterAsATemporary) {
   scripted_streambuf<char> buf({.input = " \xFF b ccdefg hij\nk"});
   unsigned char first = 0, word[4] = {};
   signed char second = 0, other[6] = {};
@@ -423,7 +423,7 @@ TEST(NarrowStream, TemporariesReadEveryKindOfCharacter) {
   EXPECT_FALSE(nalo::istream(&buf) >> standard);
 }
 
-TEST(WideStream, TakesACharacterThatReadsAsEofWithinARun) {
+TEST(WideStream, ReadsTheCharacterThatEqualsEofWithinARun) {
   for (size_t place = 1; place < 299; ++place) {
     std::wstring text(300, L'a');
     text[place] = text[place + 1] = wchar_t(-1);
@@ -447,7 +447,7 @@ TEST(WideStream, TakesACharacterThatReadsAsEofWithinARun) {
   }
 }
 
-TEST(WideStream, TakesACharacterThatReadsAsEofByItselfForTheEnd) {
+TEST(WideStream, EndsAtACharacterThatEqualsEofOutsideARun) {
   scripted_streambuf<wchar_t> buf({.input = L"ab\xFFFFFFFF"});
   nalo::wistream in(&buf);
   EXPECT_EQ(in.get(), L'a');
@@ -468,8 +468,8 @@ TYPED_TEST(Stream, PadsIntoTheBufferThatAnOverflowAttaches) {
   EXPECT_EQ(shown<TypeParam>(second.output()), " x");
 }
 
-// Its pptr() is behind epptr() and gptr() behind egptr(), which ends hardened
-// builds.
+// Its pptr() is past epptr() and its gptr() past egptr(). Hardened builds end
+// the program.
 #ifndef NALO_HARDENED
 template <class Char>
 struct overrun_streambuf : nalo::basic_streambuf<Char> {
@@ -485,7 +485,7 @@ struct overrun_streambuf : nalo::basic_streambuf<Char> {
   Char area[40] = {};
   std::string drained;
 };
-TYPED_TEST(Stream, UsesNothingBehindItsAreas) {
+TYPED_TEST(Stream, UsesNothingPastItsAreas) {
   overrun_streambuf<TypeParam> buf;
   nalo::basic_ostream<TypeParam> out(&buf);
   out.put('a') << TypeParam('b') << nalo::setw(3) << "c" << 12345;
@@ -500,7 +500,7 @@ TYPED_TEST(Stream, UsesNothingBehindItsAreas) {
 #endif
 
 // Claims to have `left` characters, of which only the first of each get area
-// exists. Then comes the end, or a code that is no character.
+// exists, followed by the end or by a code that is no character.
 constexpr int code = 0x12345;
 struct vast_streambuf : nalo::streambuf {
   int underflow() override {

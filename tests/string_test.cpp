@@ -1,5 +1,5 @@
-// Strings against the compiler's own, the arguments that they refuse, and how
-// they are passed on without copies.
+// Strings compared with std::basic_string, the arguments that they reject, and
+// how they are passed on without copies.
 
 #include <filesystem>
 #include <memory_resource>
@@ -18,20 +18,20 @@ class String : public testing::Test {
 
   failing_source source_;
   nalo::allocator ma_{source_};
-  // On the heap whatever the character.
+  // Too long to be stored in place, for both character types.
   const model text_ = model(35, Char('a')) + model(25, Char('b'));
   string str_{text_, ma_};
 };
 
 TYPED_TEST_SUITE(String, Chars);
 
-TYPED_TEST(String, DoesWhatTheStandardsDoes) {
+TYPED_TEST(String, AgreesWithTheStandardString) {
   choices random(20240229);
   strings::comparison<TypeParam> both(random);
   for (int i = 0; i < 50000 && !this->HasFailure(); ++i) both.step();
 }
 
-// What a derived class sees of a string.
+// A string as its derived classes see it.
 template <class Char>
 struct Inside : nalo::string_base<Char, nalo::char_traits<Char>> {
   using base = nalo::string_base<Char, nalo::char_traits<Char>>;
@@ -40,10 +40,10 @@ struct Inside : nalo::string_base<Char, nalo::char_traits<Char>> {
   using base::overflowCheck_;
 };
 
-TYPED_TEST(String, RefusesWrongArgumentsAndStaysAsItWas) {
+TYPED_TEST(String, RejectsInvalidArgumentsWithoutChanging) {
   using S = typename TestFixture::string;
   using In = Inside<TypeParam>;
-  size_t none = S::npos;  // no constant, of which the compiler would warn
+  size_t none = S::npos;  // not const, which would cause a warning
   const size_t most = none - 1 - 8 / sizeof(TypeParam);
   const TypeParam *const null = nullptr, *const some = this->text_.data();
   const std::basic_string_view<TypeParam> text = this->text_,
@@ -66,9 +66,9 @@ TYPED_TEST(String, RefusesWrongArgumentsAndStaysAsItWas) {
   expect(overflow, [&](S& s) { s = s + long_text + long_text; });
   expect(overflow, [&](S& s) { s.replace_all(text.substr(0, 1), long_text); });
   expect(overflow, [&](S&) { In::overflowCheck_(7, most, 1); });
-  const std::string behind = "position 61, size 60";
-  expect(behind, [&](S& s) { (void)std::as_const(s).at(61); });
-  expect(behind, [&](S& s) { s.compare(0, 0, text, 61); });
+  const std::string range = "position 61, size 60";
+  expect(range, [&](S& s) { (void)std::as_const(s).at(61); });
+  expect(range, [&](S& s) { s.compare(0, 0, text, 61); });
   expect("null pointer", [&](S& s) { s.find(null); });
 
   EXPECT_THROW(this->str_.append(some, none), nalo::underflow_error);
@@ -78,7 +78,7 @@ TYPED_TEST(String, RefusesWrongArgumentsAndStaysAsItWas) {
   EXPECT_THROW(empty.pop_back(), nalo::out_of_range);
   EXPECT_THROW((void)std::as_const(empty).at(0), nalo::out_of_range);
 
-  // The longest lengths, and null texts of no length.
+  // The longest lengths, and null texts of length 0, are allowed.
   for (const long n : {-5L, 0L, LONG_MAX}) In::overflowCheck_(7, 5, n);
   for (const long n : {0L, 1L}) In::overflowCheck_(7, most - 1, n);
   In::overflowCheck_(7, most + 1, 1);
@@ -87,16 +87,17 @@ TYPED_TEST(String, RefusesWrongArgumentsAndStaysAsItWas) {
   S shared(this->str_, this->ma_);
   shared.append(some, 0).append(shared.c_str(), 0).insert(1, 0, TypeParam());
   EXPECT_TRUE(shared.insert(1, some, 0).shared());
-  // A part of the string itself ends with the string, or is the zero behind it.
+  // A part of the string itself ends with it, or is the null character after
+  // it.
   shared.append(shared.c_str() + 31, 100).shrink_to_fit();
   shared.append(shared.c_str() + 89, 1);
   EXPECT_EQ(shared, this->text_ + this->text_.substr(31) + TypeParam());
 }
 
-TYPED_TEST(String, RefusesChangesOfReadOnlyTextBeforeAllElse) {
+TYPED_TEST(String, RejectsChangesOfReadOnlyTextBeforeItChecksArguments) {
   using S = typename TestFixture::string;
   using T = typename TestFixture::model;
-  size_t none = S::npos;  // no constant, of which the compiler would warn
+  size_t none = S::npos;  // not const, which would cause a warning
   const TypeParam *const null = nullptr, *const some = this->text_.data();
   const T x300(300, 'x'), zero(3, TypeParam());
   const T odd = {'a', TypeParam(0xFF), TypeParam(0x100), TypeParam(-1)};
@@ -117,7 +118,7 @@ TYPED_TEST(String, RefusesChangesOfReadOnlyTextBeforeAllElse) {
   }
 }
 
-TYPED_TEST(String, IsReturnedAndAddedWithoutCopies) {
+TYPED_TEST(String, IsReturnedAndConcatenatedWithoutCopies) {
   using S = typename TestFixture::string;
   const auto& text = this->text_;
   const auto returned = [this]() -> nalo::basic_string_retval<TypeParam> {
@@ -134,14 +135,14 @@ TYPED_TEST(String, IsReturnedAndAddedWithoutCopies) {
   EXPECT_EQ(sum, text + text + TypeParam('+') + text + text);
   const std::vector<short> list(60, 'x');
   const S from_list(list.begin(), list.end(), this->ma_);
-  EXPECT_EQ(this->source_.requests(), 6);  // one for each, and the first
+  EXPECT_EQ(this->source_.requests(), 6);  // one for each string made
 
   size_t room = 0;
   EXPECT_EQ(nalo::impl::string_access::own_text(s, room), s.c_str());
   EXPECT_EQ(room, 61u);
 }
 
-TYPED_TEST(String, IsAnArgumentWithoutCopies) {
+TYPED_TEST(String, IsPassedAsAnArgumentWithoutCopies) {
   using S = typename TestFixture::string;
   using T = typename TestFixture::model;
   using Arg = nalo::basic_string_funcarg<TypeParam>;
@@ -153,7 +154,7 @@ TYPED_TEST(String, IsAnArgumentWithoutCopies) {
   EXPECT_TRUE(refers_to(text.c_str(), text.c_str()));
   EXPECT_TRUE(refers_to(text, text.c_str()));
   EXPECT_TRUE(refers_to(s, s.c_str()));
-  // Nothing but an argument refers to the caller's text.
+  // Only the argument refers to the caller's text; strings made from it do not.
   Arg moved(text), swapped(text), assigned(text), made(text);
   S taken[] = {S(std::move(static_cast<S&>(moved))), S(), S(),
                nalo::basic_string_retval<TypeParam>(std::move(made))};
@@ -173,7 +174,7 @@ TYPED_TEST(String, IsAnArgumentWithoutCopies) {
   EXPECT_EQ(s, (text + TypeParam('+')).c_str());
 }
 
-TEST(StandardString, IsMadeOfAStringWhereverOneIsWanted) {
+TEST(StandardString, IsMadeImplicitlyOfAString) {
   const nalo::string s("12");
   std::string t = s;
   (t = s) += s;
@@ -196,7 +197,7 @@ TEST(StandardString, IsMadeOfAStringWhereverOneIsWanted) {
                 !std::is_convertible_v<nalo::string, std::wstring>);
 }
 
-TYPED_TEST(String, HasTraitsThatTakeNullTextsOfNoLength) {
+TYPED_TEST(String, HasTraitsThatAcceptNullTextsOfLengthZero) {
   using Traits = nalo::char_traits<TypeParam>;
   TypeParam *const null = nullptr, text[] = {'x', TypeParam(0xE4)};
   Traits::assign(text[0], 'a');

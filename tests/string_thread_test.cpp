@@ -1,6 +1,5 @@
-// Strings that share a chunk and live on different threads or in different
-// processes. The checks of threads say little without a thread sanitizer, which
-// sees every access that is not ordered.
+// Strings that share a chunk between threads or processes. The test of threads
+// needs a thread sanitizer, which reports every access that is not ordered.
 
 #include "common.h"
 
@@ -19,7 +18,7 @@ class shared_block : public nalo::memory_source {
   int in_use_ = 0;
 };
 
-TEST(ThreadString, CountsTheUsersOfAChunkInOtherProcesses) {
+TEST(ThreadString, CountsUsersOfAChunkInOtherProcesses) {
   shared_block memory;
   nalo::allocator ma(memory);
   {
@@ -33,7 +32,7 @@ TEST(ThreadString, CountsTheUsersOfAChunkInOtherProcesses) {
   EXPECT_EQ(memory.in_use(), 0);
 }
 
-TEST(ThreadString, UsesAChunkOnManyThreads) {
+TEST(ThreadString, SharesAChunkBetweenThreads) {
   const std::string text(100, 'x');
   const nalo::string common(text);
   const auto work = [&](nalo::string mine) {
@@ -53,7 +52,7 @@ TEST(ThreadString, UsesAChunkOnManyThreads) {
     nalo::string mine(text);
     const auto* const chunk = mine.c_str();
     for (auto& thread : threads) thread = std::thread(work, nalo::string(mine));
-    // The last one writes in place what the others have read, or frees it.
+    // The last user writes in place what the others have read, or frees it.
     if (round % 2 == 0) {
       while (mine.shared()) std::this_thread::yield();
       mine[0] = 'y';

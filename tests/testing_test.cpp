@@ -1,5 +1,5 @@
-// The conformance kit: a correct buffer passes, and each flaw is found by the
-// check for it.
+// The conformance kit: a correct buffer passes, and each flaw fails the check
+// for it.
 #include <nalo/buffers/std>
 #include <nalo/testing>
 
@@ -14,9 +14,8 @@ template <class Char>
 using std_buffer =
     std::conditional_t<sizeof(Char) == 1, nalo::stdbuf, nalo::wstdbuf>;
 
-// A buffer over a string buffer of the standard library, with room for 60
-// characters of output and one flaw. It has no areas, so that each operation of
-// the kit calls a virtual one.
+// A buffer over a standard string buffer, with room for 60 characters of output
+// and one flaw. It has no areas, so that each operation calls a virtual one.
 template <class Char>
 class flawed_buffer : public std_buffer<Char> {
   using base = std_buffer<Char>;
@@ -32,7 +31,7 @@ class flawed_buffer : public std_buffer<Char> {
   static constexpr int_type eof = traits_type::eof();
   bool is(const std::string& flaw) const { return flaw_ == flaw; }
 
-  // Returns the result of an operation, with the flaws that any may have.
+  // Returns the result of an operation, with flaws that any operation can have.
   template <class Result>
   Result done(const std::string& operation, Result result) {
     if (is(operation + " raises")) throw std::runtime_error("it");
@@ -63,7 +62,7 @@ class flawed_buffer : public std_buffer<Char> {
     return is("showmanyc at end") && left <= 0 ? -2 : done("showmanyc", left);
   }
 
-  // How many of n characters there is room for.
+  // How many of n characters fit.
   streamsize fitting(streamsize n) {
     const streamoff at = base::seekoff(0, ios_base::cur, ios_base::out);
     return std::min(n, 60 - at);

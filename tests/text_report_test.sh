@@ -16,7 +16,7 @@ a..................................2....28.6%\n\
 c..................................1....14.3%\n\
 $(printf '%36s' 7) words, 4 different\n" --words=3
 
-# Files, after one another. What cannot be read is told, the rest goes on.
+# Several files. Those that cannot be read are reported and skipped.
 printf 'ab\r\ncde\n' >dos
 printf 'f g' >no_end
 head -c 10000000 /dev/zero >long  # wider than a column
@@ -27,7 +27,7 @@ check 0 '' '' "$(report 2 8 3 3.0 dos 1 10000000 10000000 10000000.0 \
 check 1 "$problems" '' "$(report 1 4 3 3.0 dos 0 0 0 0.0 no_end \
   1 4 3 3.0 total)" --skip-lines=1 dos missing / no_end
 check 1 "$problems" 'x\0' 'ab\r\ncde\nx\0f g' --copy dos missing / - no_end
-# What cannot be written ends the program, quietly when nobody reads on.
+# Failed output ends the program, without a message if its pipe is closed.
 check_full_device dos
 (
   trap '' PIPE  # otherwise the signal ends the program

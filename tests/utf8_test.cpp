@@ -13,7 +13,7 @@ using namespace nalo_test;
 using nalo::encoding_errors, nalo::utf8buf;
 using std::string_view_literals::operator""sv;
 
-// Over bytes that come in areas of the given sizes, and go into such.
+// Over a buffer of bytes with get and put areas of the given sizes.
 struct over_script : utf8buf {
   explicit over_script(std::string_view text, std::vector<size_t> areas,
                        encoding_errors errors = encoding_errors::raise)
@@ -21,7 +21,7 @@ struct over_script : utf8buf {
   scripted_streambuf<char> below;
 };
 
-// What a buffer of wide characters delivers, and the error at its end.
+// The characters that a buffer delivers, and the error that ends them.
 std::string read_from(nalo::wstreambuf& buffer) {
   std::wstring text;
   try {
@@ -53,8 +53,8 @@ const std::vector<std::vector<range>> well_formed = {
     {{0xF4, 0xF4}, {0x80, 0x8F}, any, any},
 };
 
-// The characters of a text. With `error`, it ends at the first bytes that form
-// none, with the message about them.
+// The characters of a text. With `error`, stops at the first invalid bytes and
+// stores the message about them.
 std::wstring decoded(std::string_view text, std::string* error = nullptr) {
   std::wstring result;
   for (size_t at = 0; at < text.size();) {
@@ -81,7 +81,7 @@ std::wstring decoded(std::string_view text, std::string* error = nullptr) {
   return result;
 }
 
-TEST(Utf8buf, DecodesEverySequenceAcrossEveryEdge) {
+TEST(Utf8buf, DecodesEverySequenceAcrossEdgesOfAreas) {
   const std::string_view first =
       "A\x80\x8F\x90\x9F\xA0\xBF\xC1\xC2\xE0\xE1\xED\xEF\xF0\xF3\xF4\xF5";
   std::vector<std::string> texts = {"12345678"};  // decoded as a block
@@ -125,7 +125,7 @@ TEST(Utf8buf, EncodesEveryCharacter) {
   }
 }
 
-TEST(Utf8buf, RaisesForCharactersWithoutABytesForm) {
+TEST(Utf8buf, RaisesForCharactersThatUtf8CannotEncode) {
   for (const unsigned value : {0xD800u, 0xDFFFu, 0x110000u, 0xFFFFFFFFu}) {
     const wchar_t text[] = {L'\xE9', static_cast<wchar_t>(value), L'b'};
     for (const size_t area : {0u, 99u}) {
@@ -140,10 +140,10 @@ TEST(Utf8buf, RaisesForCharactersWithoutABytesForm) {
   }
 }
 
-TEST(Utf8buf, GoesOnBehindWhatItHasRaisedFor) {
+TEST(Utf8buf, ContinuesAfterInvalidBytes) {
   nalo::stringbuf text(nalo::string("ab\xFF\x63"));
   utf8buf buffer(&text);
-  text.sbumpc();  // positions are those of the text
+  text.sbumpc();  // positions count from the beginning of the text
   EXPECT_EQ(read_from(buffer), "bnot UTF-8 at byte 2");
   EXPECT_EQ(read_from(buffer), "c");
 }
@@ -174,7 +174,7 @@ std::string played_on(utf8buf& buffer, const std::string& script) {
   return played(script, [&](auto& step) { return done(step, buffer); });
 }
 
-TEST(Utf8buf, HasThePositionsOfTheBytes) {
+TEST(Utf8buf, UsesThePositionsOfTheBytes) {
   const std::string text = "a\xC3\xA9\xFF\xE2\x82\xAC\xF0\x9F\x98\x80z";
   const struct {
     const char *script, *in_file;
@@ -186,7 +186,7 @@ TEST(Utf8buf, HasThePositionsOfTheBytes) {
        R"(a\xE9\xFFFD\x20AC 7 8364 65533 3 \xFFFD\x20AC\x1F600z )"
        R"(3 \xFFFD 65533 3)"},
       {"<2 ! <1 @", R"(a\xE9 0 \xFFFD 4)"},
-      // Reading and writing share a position in a file, and not in a string.
+      // Reading and writing share a position in a file, but not in a string.
       {"<1 >x @ @out <2", R"(a 1 2 2 \xFFFD\xFFFD)", R"(a 1 1 1 \xE9\xFFFD)"},
       {"<3 @out >x @ <2", R"(a\xE9\xFFFD 4 1 5 \xFFFD\xFFFD)",
        R"(a\xE9\xFFFD 0 1 4 \x20AC\x1F600)"},
@@ -230,7 +230,7 @@ TEST(Utf8buf, IsMovedAndSwappedWithoutItsBytes) {
   EXPECT_EQ(read_from(one) + read_from(two), "abcd");
 }
 
-TEST(Utf8buf, GoesOnWithACharacterThatWasTakenInPart) {
+TEST(Utf8buf, CompletesACharacterThatWasWrittenInPart) {
   over_script buffer("", {1});
   buffer.below.play_.accepts = 2;
   EXPECT_EQ(buffer.sputn(L"a\u20AC", 2), 2);
