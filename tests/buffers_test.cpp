@@ -1,5 +1,4 @@
-// Buffers over memory, strings, mapped files and the standard library's
-// buffers.
+// Buffers over memory, strings, files in memory and standard buffers.
 #include <nalo/buffers/map>
 #include <nalo/buffers/span>
 #include <nalo/buffers/std>
@@ -62,8 +61,9 @@ TYPED_TEST(Buffers, KeepTheContract) {
 
 // The results of writing, reading and writing again, and of seeks in the input,
 // the output and both.
-template <class Char>
-std::string played(auto& buffer) {
+template <class Buffer>
+std::string played(Buffer& buffer) {
+  using Char = typename Buffer::char_type;
   std::ostringstream log;
   log << put(buffer, "xy") << ' ' << shown<Char>(buffer.view()) << ' ';
   log << shown<Char>(taken(buffer, 9)) << ' ' << put(buffer, "z") << ' ';
@@ -92,7 +92,7 @@ TYPED_TEST(Buffers, DoWhatTheirModeSays) {
   for (const auto& row : rows) {
     auto array = text;
     nalo::basic_spanbuf<TypeParam> span(array, row.mode);
-    EXPECT_EQ(played<TypeParam>(span), row.log) << row.mode;
+    EXPECT_EQ(played(span), row.log) << row.mode;
     const bool is_both = row.mode != in && (row.mode & in) != 0;
     EXPECT_EQ(span.sputbackc('q') == 'q', is_both) << row.mode;
   }
@@ -103,17 +103,15 @@ TYPED_TEST(Buffers, DoWhatTheirModeSays) {
   span.sputbackc(static_cast<TypeParam>(-1));
   EXPECT_EQ(span.sgetc(), sizeof(TypeParam) > 1 ? 'b' : 0xFF);
   sandwich<TypeParam> adapters(text);
-  EXPECT_EQ(played<TypeParam>(adapters), rows[2].log);
+  EXPECT_EQ(played(adapters), rows[2].log);
   adapters.pubseekpos(3, out);
   EXPECT_EQ(adapters.sbumpc(), 'y');
   // A string keeps its text.
   const nalo::basic_string<TypeParam> string(text);
   nalo::basic_stringbuf<TypeParam> at_end(string, out | ate | trunc);
-  EXPECT_EQ(played<TypeParam>(at_end),
-            "2 abcdxy  1 -1 at -1 -1 -1 1 7 7 1 7 7");
+  EXPECT_EQ(played(at_end), "2 abcdxy  1 -1 at -1 -1 -1 1 7 7 1 7 7");
   nalo::basic_stringbuf<TypeParam> appends(string, in | app | trunc);
-  EXPECT_EQ(played<TypeParam>(appends),
-            "2 abcdxy abcdxy 1 1 at 1 7 7 -1 7 7 -1 7 -1");
+  EXPECT_EQ(played(appends), "2 abcdxy abcdxy 1 1 at 1 7 7 -1 7 7 -1 7 -1");
 }
 
 TYPED_TEST(Buffers, CopyStringsOnlyWhenNeeded) {

@@ -101,8 +101,7 @@ class pair {
                                      std::initializer_list<T> values) {
       return has(part) ? all_.one_of(values) : *values.begin();
     };
-    const bool clears =
-        is_first ? !has("a.state") : !is_good && all_.below(2) != 0;
+    const bool clears = is_first ? !has("a.state") : !is_good && all_.below(2);
     const auto masks = {good, bad, eof, fail};
     if (is_first) mask_ = all_.one_of(masks);
     const int_type newline = '\n', wider = newline + 0x100,

@@ -78,10 +78,6 @@ struct world : scripted_world<Char> {
   using base = scripted_world<Char>;
   using base::buf, base::other, base::io, base::str;
   using typename base::string, typename base::text;
-  using punct = nalo::numpunct<Char>;
-  using stringstream = nalo::basic_stringstream<Char>;
-  using fstream = nalo::basic_fstream<Char>;
-  using osyncstream = nalo::basic_osyncstream<Char>;
 
   // One character of the input is already taken.
   world(const char* input, size_t area, iostate mask)
@@ -141,7 +137,7 @@ struct world : scripted_world<Char> {
   using locale = nalo::locale;
   const locale classic,
       full = {locale(classic, new fault_ctype), new fault_numpunct<Char>},
-      bare = classic.without_<punct>();
+      bare = classic.without_<nalo::numpunct<Char>>();
   locale loc = full;
   nalo::basic_iostream<Char> wordy{&buf};
   scripted_streambuf<char> bytes{{std::string(60, 'a'), {1}, {2}}};
@@ -158,18 +154,19 @@ struct world : scripted_world<Char> {
     "" #__VA_ARGS__, []([[maybe_unused]] World& w) { __VA_ARGS__; } \
   }
 
-template <class World, class... Numbers>
-std::vector<operations<World>> all_operations() {
-  using string = typename World::string;
-  using punct = typename World::punct;
-  using stringstream = typename World::stringstream;
-  using fstream = typename World::fstream;
-  using osyncstream = typename World::osyncstream;
+template <class Char, class... Numbers>
+auto all_operations() {
+  using World = world<Char>;
+  using string = nalo::basic_string<Char>;
+  using punct = nalo::numpunct<Char>;
+  using stringstream = nalo::basic_stringstream<Char>;
+  using fstream = nalo::basic_fstream<Char>;
+  using osyncstream = nalo::basic_osyncstream<Char>;
   using errors = nalo::encoding_errors;
   using nalo::locale, nalo::boolalpha;
   constexpr auto both = ios_base::in | ios_base::out;
   constexpr auto all = bad | eof | fail;
-  return {
+  return std::vector<operations<World>>{
       {{OP(w.in.ignore()), OP(w.in.ignore(3)), OP(w.in.ignore(9, '\n')),
         OP(w.in.getline(w.array, 60, '\n')), OP(w.in.get(w.array, 9, 'e')),
         OP(w.in.get(w.other, 'i')), OP(w.in >> &w.other),
@@ -305,9 +302,9 @@ TYPED_TEST(FaultSweep, KeepsTheRulesWhateverFails) {
   refused = [] { return !in_test_code && pass({heap}); };
   sites.clear();
   for (const auto& ops :
-       all_operations<world<TypeParam>, short, unsigned short, int,
-                      unsigned int, long, unsigned long, long long,
-                      unsigned long long, float, double, long double>()) {
+       all_operations<TypeParam, short, unsigned short, int, unsigned int, long,
+                      unsigned long, long long, unsigned long long, float,
+                      double, long double>()) {
     for (const auto& [name, op] : ops.calls) {
       size_t points = 0;
       for (const size_t area : {0U, 3U, 64U}) {

@@ -31,10 +31,8 @@ TYPED_TEST(Hardened, EndsTheProgramWhenARuleIsBroken) {
   expect("setg .* order", [&] { buf.setg(text + 1, text, text + 2); });
   expect("setg .* order", [&] { buf.setg(text, text + 2, text + 1); });
   expect("setp .* order", [&] { buf.setp(text + 1, text); });
-  expect("gbump leaves", [&] { buf.gbump(4); });
-  expect("gbump leaves", [&] { buf.gbump(-3); });
-  expect("pbump leaves", [&] { buf.pbump(6); });
-  expect("pbump leaves", [&] { buf.pbump(-1); });
+  for (const long n : {4, -3}) expect("gbump leaves", [&] { buf.gbump(n); });
+  for (const long n : {6, -1}) expect("pbump leaves", [&] { buf.pbump(n); });
   expect("sgetn .* null", [&] { buf.sgetn(no_array, 1); });
   expect("sputn .* null", [&] { buf.sputn(no_array, 1); });
   expect("iterator is read", [&] { *end; });
@@ -50,8 +48,8 @@ TYPED_TEST(Hardened, EndsTheProgramWhenARuleIsBroken) {
   expect("range ends", [&] { string(text + 1, text); });
   expect("null array", [&] { three.append(no_array, 1); });
   // Calls at the limits are allowed.
-  for (const long off : {-2, 5}) buf.gbump(off);
-  for (const long off : {5, -5}) buf.pbump(off);
+  for (const long n : {-2, 5}) buf.gbump(n);
+  for (const long n : {5, -5}) buf.pbump(n);
   EXPECT_EQ(three[3], TypeParam());
 }
 

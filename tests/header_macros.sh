@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# header_macros.sh COMPILER HEADER...: checks that, apart from include guards and
+# header_macros.sh COMPILER HEADER...: checks that, besides include guards and
 # macros of the standard headers, the headers define only macros named below.
 set -euo pipefail
 cd "$(dirname "$0")/../sys/src"

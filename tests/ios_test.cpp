@@ -163,8 +163,7 @@ TYPED_TEST(Ios, CopiesAndExchangesItsFormat) {
       probe<TypeParam> a(&this->buf), b(nullptr), fresh(&this->buf);
       this->change(a, mine);
       this->change(b, theirs);
-      const auto of_a = a.format(), of_b = b.format(),
-                 of_fresh = fresh.format();
+      const auto of_a = a.format(), of_b = b.format(), of_new = fresh.format();
       const auto expect = [&](const auto&... formats) {
         EXPECT_EQ(std::tuple(a.format(), b.format()), std::tuple(formats...));
       };
@@ -187,7 +186,7 @@ TYPED_TEST(Ios, CopiesAndExchangesItsFormat) {
       expect(of_a, of_a);
       b.copyfmt(fresh);
       a.swap_(fresh);
-      expect(of_fresh, of_fresh);
+      expect(of_new, of_new);
       EXPECT_EQ(fresh.format(), of_a);
     }
   }

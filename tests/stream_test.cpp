@@ -53,17 +53,13 @@ struct stream : nalo::basic_iostream<Char> {
     return *this;
   }
   // Whether the locale was replaced, but kept alive while it was in use.
-  bool kept() {
-    return this->getloc() == nalo::locale::classic() && !destroyed;
-  }
+  bool kept() { return !destroyed && this->getloc() == nalo::locale(); }
   scripted_streambuf<Char>& buf() {
     return static_cast<scripted_streambuf<Char>&>(*this->rdbuf());
   }
   // The virtual calls of the buffer.
   std::string log() { return buf().own_log_; }
-  long copy() {
-    return nalo::copy_streambufs_eof(this->rdbuf(), this->rdbuf(), over);
-  }
+  long copy() { return nalo::copy_streambufs_eof(&buf(), &buf(), over); }
   static constexpr auto none = nalo::char_traits<Char>::eof();
   static constexpr nalo::basic_streambuf<Char>* no_buffer = nullptr;
   long n = 0;
@@ -319,8 +315,7 @@ struct opened : Base {
 TYPED_TEST(Stream, BufferIsEmptyByDefaultAndCanBeDestroyedInPlace) {
   using plain = opened<nalo::basic_streambuf<TypeParam>>;
   alignas(plain) unsigned char memory[sizeof(plain)];
-  const nalo::locale other =
-      nalo::locale("C").without_<nalo::ctype<TypeParam>>();
+  const nalo::locale other = nalo::locale().without_<nalo::ctype<TypeParam>>();
   plain& buf = *new (memory) plain(other);
   for (auto ch : {buf.sbumpc(), buf.sputbackc('x'), buf.sputc('x')}) {
     EXPECT_EQ(ch, nalo::char_traits<TypeParam>::eof());

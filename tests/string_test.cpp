@@ -47,7 +47,7 @@ TYPED_TEST(String, RejectsInvalidArgumentsWithoutChanging) {
   const size_t most = none - 1 - 8 / sizeof(TypeParam);
   const TypeParam *const null = nullptr, *const some = this->text_.data();
   const std::basic_string_view<TypeParam> text = this->text_,
-                                          long_text(some, LONG_MAX);
+                                          longest(some, LONG_MAX);
   const auto expect = [&](const std::string& message, auto call) {
     S s(this->str_, this->ma_);
     EXPECT_EQ(raised_by([&] { call(s); }), "nalo::string " + message);
@@ -56,15 +56,14 @@ TYPED_TEST(String, RejectsInvalidArgumentsWithoutChanging) {
   };
   const std::string underflow = "integer underflow";
   expect(underflow, [&](S& s) { s.append(s.c_str(), none); });
-  expect(underflow,
-         [&](S& s) { s.replace_all(text.substr(34, 2), long_text); });
+  expect(underflow, [&](S& s) { s.replace_all(text.substr(34, 2), longest); });
   expect(underflow, [&](S&) { S(some, none); });
   expect(underflow, [&](S&) { (void)S::c_str(some, none); });
   expect(underflow, [&](S&) { In().append_(some, none); });
   expect(underflow, [&](S&) { In::overflowCheck_(7, 5, -6); });
   const std::string overflow = "integer overflow";
-  expect(overflow, [&](S& s) { s = s + long_text + long_text; });
-  expect(overflow, [&](S& s) { s.replace_all(text.substr(0, 1), long_text); });
+  expect(overflow, [&](S& s) { s = s + longest + longest; });
+  expect(overflow, [&](S& s) { s.replace_all(text.substr(0, 1), longest); });
   expect(overflow, [&](S&) { In::overflowCheck_(7, most, 1); });
   const std::string range = "position 61, size 60";
   expect(range, [&](S& s) { (void)std::as_const(s).at(61); });

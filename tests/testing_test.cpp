@@ -7,7 +7,7 @@
 
 namespace {
 
-using nalo::ios_base, nalo::streamoff, nalo::streamsize;
+using nalo::ios_base, nalo::streamoff, nalo::streampos, nalo::streamsize;
 using nalo::testing::violations;
 
 template <class Char>
@@ -82,8 +82,8 @@ class flawed_buffer : public std_buffer<Char> {
     return result;
   }
 
-  nalo::streampos seekoff(streamoff off, ios_base::seekdir way,
-                          ios_base::openmode mode) override {
+  streampos seekoff(streamoff off, ios_base::seekdir way,
+                    ios_base::openmode mode) override {
     const bool tells = way == ios_base::cur && off == 0;
     if (is("no position") || is("seekpos alone")) return -1;
     if (is("tell refused") && tells) return -1;
@@ -97,8 +97,7 @@ class flawed_buffer : public std_buffer<Char> {
     if (is("refusal moves") && off < 0) base::seekpos(0, mode);
     return -1;
   }
-  nalo::streampos seekpos(nalo::streampos pos,
-                          ios_base::openmode mode) override {
+  streampos seekpos(streampos pos, ios_base::openmode mode) override {
     if (is("seekpos stays") || is("seekpos alone")) return pos;
     return seekoff(pos, ios_base::beg, mode);
   }

@@ -35,12 +35,10 @@ void* operator new[](size_t size) { return ::operator new(size); }
 void* operator new[](size_t size, const std::nothrow_t& tag) noexcept {
   return nalo_test::no_memory ? nullptr : ::operator new(size, tag);
 }
-[[gnu::noinline]] void operator delete(void* block) noexcept {
-  if (block) --nalo_test::blocks_in_use;
-  std::free(block);
+[[gnu::noinline]] void operator delete(void* ptr) noexcept {
+  if (ptr) --nalo_test::blocks_in_use;
+  std::free(ptr);
 }
-void operator delete(void* block, size_t) noexcept { ::operator delete(block); }
-void operator delete[](void* block) noexcept { ::operator delete(block); }
-void operator delete[](void* block, size_t) noexcept {
-  ::operator delete(block);
-}
+void operator delete(void* ptr, size_t) noexcept { ::operator delete(ptr); }
+void operator delete[](void* ptr) noexcept { ::operator delete(ptr); }
+void operator delete[](void* ptr, size_t) noexcept { ::operator delete(ptr); }

@@ -69,8 +69,7 @@ using Chars = testing::Types<char, wchar_t>;
 inline std::string content(int fd) {
   std::string text;
   for (char block[4096];;) {
-    ssize_t n =
-        ::pread(fd, block, sizeof block, static_cast<off_t>(text.size()));
+    ssize_t n = ::pread(fd, block, sizeof block, std::ssize(text));
     if (n < 0) n = ::read(fd, block, sizeof block);
     if (n <= 0) return text;
     text.append(block, static_cast<size_t>(n));

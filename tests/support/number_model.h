@@ -52,13 +52,12 @@ nalo::locale locale_with(const punctuation& punct, nalo::allocator& ma) {
 // Sets the same flags and punctuation. The compiler's streams take some sizes
 // that mean an unlimited group literally.
 template <class Char>
-void prepare(std::basic_ios<Char>& reference, fmtflags flags,
-             punctuation punct) {
+void prepare(std::basic_ios<Char>& other, fmtflags flags, punctuation punct) {
   for (char& size : punct.grouping) {
     if (size <= 0 || size == CHAR_MAX) size = -1;
   }
-  reference.imbue({std::locale(), new styled<std::numpunct<Char>>(punct)});
-  reference.flags(static_cast<std::ios_base::fmtflags>(+flags));
+  other.imbue({std::locale(), new styled<std::numpunct<Char>>(punct)});
+  other.flags(static_cast<std::ios_base::fmtflags>(+flags));
 }
 
 inline punctuation choose_punctuation(choices& random) {

@@ -300,9 +300,7 @@ class comparison {
     return random_.one_of({npos, npos, npos / 2, npos / sizeof(Char)}) -
            below(2) * below(99);
   }
-  Char letter() {
-    return random_.one_of({Char('a'), Char('b'), Char(), Char(0xE9)});
-  }
+  Char letter() { return random_.one_of<Char>({'a', 'b', 0, Char(0xE9)}); }
   std::basic_string<Char> letters(size_t n) {
     return random_.text<Char>(n, widened<Char>({"ab\0\xE9", 4}));
   }

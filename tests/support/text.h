@@ -27,11 +27,10 @@ std::string shown(std::basic_string_view<Char> s) {
 
 // Takes up to size characters from a buffer.
 template <class Char>
-std::basic_string<Char> taken(nalo::basic_streambuf<Char>& from,
-                              std::size_t size) {
+std::basic_string<Char> taken(nalo::basic_streambuf<Char>& from, size_t size) {
   std::basic_string<Char> text(size, Char());
   const auto n = from.sgetn(text.data(), static_cast<long>(size));
-  text.resize(static_cast<std::size_t>(n));
+  text.resize(static_cast<size_t>(n));
   return text;
 }
 template <class Char>
