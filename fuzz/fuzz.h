@@ -1,5 +1,5 @@
-// Runs a target under libFuzzer. The target's source includes this header and
-// defines run().
+// Runs a target under libFuzzer. The target includes this header and defines
+// run().
 #pragma once
 
 #include "common.h"

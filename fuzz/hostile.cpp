@@ -1,7 +1,7 @@
-// Fuzzes input with the code 0xFFFFFFFF, which reads as eof, embedded null
-// characters and very long runs. Whether that code ends an extraction depends
-// on the get areas, so there is no model; the target only checks that what is
-// stored is part of the input. The other targets cover huge widths and lengths.
+// Fuzzes wide input with the character that equals eof, with null characters
+// and very long runs. Whether that character ends an extraction depends on the
+// get areas, so there is no model; the target only checks that stored text is
+// part of the input. The other targets cover huge widths and lengths.
 #include "fuzz.h"
 #include "stream_model.h"
 

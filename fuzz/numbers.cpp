@@ -1,8 +1,7 @@
-// Fuzzes writing and reading numbers with streams of both character types,
-// against a model.
-#include "number_model.h"
-
+// Fuzzes writing and reading numbers, for both character types, against the
+// compiler's streams.
 #include "fuzz.h"
+#include "number_model.h"
 
 void run(nalo_test::choices& input) {
   using namespace nalo_test::numbers;

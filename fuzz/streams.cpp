@@ -1,4 +1,4 @@
-// Fuzzes sequences of stream operations of both character types, against a
+// Fuzzes sequences of stream operations, for both character types, against a
 // model that works character by character.
 #include "fuzz.h"
 #include "stream_model.h"

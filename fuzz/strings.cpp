@@ -1,4 +1,4 @@
-// Fuzzes sequences of string operations of both character types, against
+// Fuzzes sequences of string operations, for both character types, against
 // std::basic_string.
 #include "fuzz.h"
 #include "string_model.h"

@@ -1,6 +1,5 @@
 // Writes when a static object is constructed and destroyed, and when the
-// program or shared object that contains it is unloaded. NAME tells which that
-// is.
+// program or shared object that contains it, which is called NAME, is unloaded.
 #include <nalo/iostream>
 
 namespace {
@@ -10,7 +9,7 @@ const struct static_object {
   ~static_object() { nalo::wcout << NAME " ends\n"; }
 } object;
 
-// The latest destructor, after those of a static library.
+// The last destructor, after those of a static library.
 [[gnu::destructor(101)]] void unload() { nalo::cout << NAME " is unloaded\n"; }
 
 }  // namespace

@@ -1,6 +1,6 @@
-// Uses what depends on the binary interface of the library: virtual functions
-// that the program overrides, both character types, an error that the library
-// raises and the program catches, and the separate library of buffers.
+// Uses the binary interface of the library: virtual functions that the program
+// overrides, both character types, an error that the library raises and the
+// program catches, and the separate library of buffers.
 #include <nalo/buffers/fd>
 #include <nalo/istream>
 #include <nalo/sstream>
@@ -43,6 +43,6 @@ int main() {
       return error.line() > 0 ? 0 : 1;
     }
   }
-  std::fputs("consumer: something is wrong\n", stderr);
+  std::fputs("consumer: wrong text, or no error was raised\n", stderr);
   return 1;
 }

@@ -1,4 +1,4 @@
-// A table of sales, read with getline, summed by region and printed in columns.
+// A table of sales, read by getline, summed by region and printed in columns.
 #include <fstream>
 #include <iomanip>
 #include <iostream>

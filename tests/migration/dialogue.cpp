@@ -1,5 +1,5 @@
-// A dialogue on the console: prompts through the tie, numbers checked, lines
-// skipped, and errors beside the output.
+// A dialogue on the console: prompts flushed through the tie, input checked,
+// lines skipped, and errors on their own stream.
 #include <iomanip>
 #include <iostream>
 #include <limits>

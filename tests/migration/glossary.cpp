@@ -1,5 +1,5 @@
-// A glossary in UTF-8: wide text from and to the console, in columns that count
-// characters and not bytes.
+// A glossary in UTF-8: wide text read from and written to the console, in
+// columns of characters, not bytes.
 #include <clocale>
 #include <iomanip>
 #include <iostream>

@@ -1,5 +1,5 @@
-// A logger whose records are built in a string stream and written when they
-// are destroyed, to any target, and what only the standard's types can print.
+// A logger whose records are built in a string stream and written to any target
+// when they are destroyed, with standard types that have their own inserters.
 #include <bitset>
 #include <complex>
 #include <fstream>
@@ -8,7 +8,6 @@
 #include <memory>
 #include <sstream>
 #include <string>
-
 #include <system_error>
 #include <utility>
 

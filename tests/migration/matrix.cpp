@@ -1,4 +1,4 @@
-// Matrices read and written through iterators, streams passed by reference.
+// Matrices read and written through iterators and streams passed by reference.
 #include <algorithm>
 #include <fstream>
 #include <iomanip>

@@ -1,5 +1,5 @@
-// Records of a fixed size, changed in place in a file open for both, and dumped
-// in hexadecimal.
+// Records of a fixed size, changed in place in a file and dumped in
+// hexadecimal.
 #include <fstream>
 #include <iomanip>
 #include <iostream>

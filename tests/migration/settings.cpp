@@ -1,4 +1,4 @@
-// A configuration file, rewritten through a temporary one.
+// A configuration file, rewritten through a temporary file.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-// Copies the settings, all values doubled that are numbers.
+// Copies the settings and doubles those that are numbers.
 void rewrite(std::istream& in, std::ostream& out) {
   for (std::string line; std::getline(in, line);) {
     const auto equals = line.find('=');
@@ -17,11 +17,8 @@ void rewrite(std::istream& in, std::ostream& out) {
     std::istringstream value(line.substr(equals + 1));
     out << line.substr(0, equals + 1);
     double number = 0;
-    if (value >> number && (value >> std::ws).eof()) {
-      out << number * 2 << std::endl;
-    } else {
-      out << value.str() << std::endl;
-    }
+    const bool is_number = value >> number && (value >> std::ws).eof();
+    (is_number ? out << number * 2 : out << value.str()) << std::endl;
   }
 }
 

@@ -1,9 +1,9 @@
-// Sums, words and numbers from string streams, and where they fail.
+// Sums, words and numbers read from string streams, and where reading fails.
 #include <iostream>
 #include <sstream>
 #include <string>
 
-// Adds up the terms of a text, and shows where that ends.
+// Adds up the terms of a text, and shows where reading ends.
 std::string sum(const std::string& text) {
   std::istringstream in(text);
   double value = 0, term = 0;
