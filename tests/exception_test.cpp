@@ -163,4 +163,39 @@ TEST(RawChunk, ChecksItsSizeBeforeAskingTheSource) {
   }
 }
 
+struct other_traits : std::char_traits<char> {};
+
+// Words and lines that fit a string need no memory. Of one that does not fit,
+// the string keeps nothing and the buffer all.
+template <class String>
+void read_without_memory() {
+  using Char = typename String::value_type;
+  const dump_counter swallowed;
+  for (const size_t length : {50, 300}) {
+    nalo::basic_istringstream<Char> in(
+        widened<Char>("a b\n" + std::string(length, 'x') + '\n'));
+    String word, line;
+    refused = [] { return true; };
+    in >> word;
+    getline(in, line);
+    const auto fitted = in.rdstate();
+    getline(in, line);
+    refused = [] { return false; };
+    EXPECT_EQ(fitted, good);
+    EXPECT_EQ(word, widened<Char>("a").c_str());
+    EXPECT_EQ(in.rdstate(), bad | fail);
+    EXPECT_TRUE(line.empty());
+    in.clear();
+    EXPECT_TRUE(getline(in, line));
+    EXPECT_EQ(line.size(), length);
+  }
+}
+TEST(Memory, LeavesALineThatDoesNotFitAStringInTheBuffer) {
+  read_without_memory<nalo::string>();
+  read_without_memory<nalo::wstring>();
+  read_without_memory<std::string>();
+  read_without_memory<std::wstring>();
+  read_without_memory<std::basic_string<char, other_traits>>();
+}
+
 }  // namespace

@@ -5,6 +5,10 @@
 
 #include <nalo/base/impl/istream>
 
+#ifndef __cpp_lib_string_resize_and_overwrite
+#error "nalo: this file needs the strings of C++23"
+#endif
+
 namespace nalo {
 
 namespace impl {
@@ -16,7 +20,8 @@ class own_storage<std::basic_string<Char, Traits, Allocator>> {
 
   explicit own_storage(string& str) noexcept : str_(str) {}
 
-  size_t room() const noexcept { return str_.capacity() + 1; }
+  // The place of the null character must not be written to.
+  size_t room() const noexcept { return str_.capacity(); }
   size_t capacity() const noexcept { return str_.capacity(); }
 
   // Leaves the string unchanged when there is nothing to copy.
@@ -27,9 +32,15 @@ class own_storage<std::basic_string<Char, Traits, Allocator>> {
     set_size(n);
     return simd::copy_until(first, n, wanted, str_.data());
   }
-  // The size must not exceed the capacity.
+  // The size is within the capacity, so nothing is allocated. New characters
+  // are written next, and not by the callback: for that, compilers would keep
+  // all that it needs in memory.
   void set_size(size_t size) const noexcept {
     str_.resize_and_overwrite(size, [](Char*, size_t all) { return all; });
+  }
+  void append(size_t copied, const Char* first, size_t n) const noexcept {
+    set_size(copied + n);
+    std::copy(first, first + n, str_.data() + copied);
   }
 
  private:
