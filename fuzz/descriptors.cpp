@@ -1,5 +1,4 @@
-// Fuzzes sequences of operations of the buffer over a descriptor, with failing
-// system calls, against a model that tracks each byte.
+// Fuzzes buffers over descriptors, with failing system calls, against a model.
 #include "descriptor_model.h"
 #include "fuzz.h"
 

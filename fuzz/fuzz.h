@@ -1,11 +1,9 @@
-// Runs a target under libFuzzer. The target includes this header and defines
-// run().
+// Runs a target under libFuzzer. The target defines run().
 #pragma once
 
 #include "common.h"
 
-// Performs the operations that the input chooses. A failed expectation ends the
-// program, like a crash.
+// Performs the chosen operations. A failed expectation ends the program.
 void run(nalo_test::choices& input);
 
 inline size_t operations = 0;

@@ -1,7 +1,6 @@
-// Fuzzes wide input with the character that equals eof, with null characters
-// and very long runs. Whether that character ends an extraction depends on the
-// get areas, so there is no model; the target only checks that stored text is
-// part of the input. The other targets cover huge widths and lengths.
+// Fuzzes wide input with the character that equals eof, null characters and
+// long runs. There is no model, since the get areas decide whether that
+// character ends an extraction; stored text must be part of the input.
 #include "fuzz.h"
 #include "stream_model.h"
 

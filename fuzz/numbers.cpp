@@ -1,5 +1,4 @@
-// Fuzzes writing and reading numbers, for both character types, against the
-// compiler's streams.
+// Fuzzes writing and reading numbers against the compiler's streams.
 #include "fuzz.h"
 #include "number_model.h"
 

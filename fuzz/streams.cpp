@@ -1,5 +1,4 @@
-// Fuzzes sequences of stream operations, for both character types, against a
-// model that works character by character.
+// Fuzzes operations of streams of both types against the model of streams.
 #include "fuzz.h"
 #include "stream_model.h"
 

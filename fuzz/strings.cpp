@@ -1,5 +1,4 @@
-// Fuzzes sequences of string operations, for both character types, against
-// std::basic_string.
+// Fuzzes operations of strings of both types against std::basic_string.
 #include "fuzz.h"
 #include "string_model.h"
 

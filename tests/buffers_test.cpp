@@ -59,8 +59,7 @@ TYPED_TEST(Buffers, KeepTheContract) {
   }
 }
 
-// The results of writing, reading and writing again, and of seeks in the input,
-// the output and both.
+// The results of writes, reads, and seeks in the input, the output and both.
 template <class Buffer>
 std::string played(Buffer& buffer) {
   using Char = typename Buffer::char_type;

@@ -7,8 +7,7 @@
 
 namespace {
 
-// What a child process writes to its standard output and error, a terminal or a
-// file, if it ends without running exit handlers.
+// What a child process writes, which ends without running exit handlers.
 std::string written(bool to_terminal, void (*work)()) {
   const nalo_test::memory_file file;
   int ours = file.fd, theirs = file.fd;

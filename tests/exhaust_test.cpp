@@ -8,8 +8,7 @@ namespace {
 
 using namespace nalo_test;
 
-// The length of the longest texts. If it is given, as by ./dev exhaust, all
-// cases run, otherwise a slice.
+// The length of the longest texts. If it is given, all cases run, not a slice.
 const char* const given = std::getenv("NALO_EXHAUST");
 const size_t longest = given ? std::strtoul(given, nullptr, 10) : 2;
 
@@ -29,8 +28,7 @@ TYPED_TEST_SUITE(Exhaust, Chars);
 
 using namespace streams;
 
-// Two operations of a stream and of its model, with at most one bit in the mask
-// and at most one fault.
+// Two operations of a stream and its model, with up to one mask bit and fault.
 template <class Char>
 class pair {
  public:
@@ -74,8 +72,7 @@ class pair {
     return ((texts_.find(part) != texts_.npos) || ...);
   }
 
-  // Each area is chosen when the stream or the model first reads it. An empty
-  // area ends the input.
+  // Each area is chosen when it is first read. An empty area ends the input.
   script<Char> play(std::vector<text>& areas) {
     script<Char> script{.get_areas = {area_}, .put_areas = {put_area_}};
     script.extend = [this, &areas, at = size_t{0}](auto& play) mutable {

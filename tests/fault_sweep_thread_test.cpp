@@ -112,8 +112,7 @@ struct world : scripted_world<Char> {
                                   ? "basic_ios::clear"
                                   : "";
     if (kind == fault::refusal && site != heap) {
-      // The operation sets bits. Inside the region, the error that they raise
-      // may be swallowed.
+      // Errors raised for bits set inside the region may be swallowed.
       EXPECT_TRUE(raised == meets || (raised.empty() && io.bad()));
       return;
     }

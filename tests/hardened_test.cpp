@@ -1,5 +1,4 @@
-// The checks of the hardened build: a call that breaks a rule ends the program
-// and reports the place and the rule.
+// The hardened build ends the program and reports the rule that a call breaks.
 
 #include "common.h"
 

@@ -1,5 +1,4 @@
-// The state of a stream (bits and mask, format, words, facets) and the
-// operations that save, copy and exchange it.
+// The state of a stream, and the operations that save, copy and exchange it.
 #include <concepts>
 
 #include "blocks_in_use.h"

@@ -1,5 +1,4 @@
-// Locales and the lifetimes of their facets, also between threads, and the
-// character classes of the classic locale compared with those of the C library.
+// Locales, the lifetimes of their facets, and the classes of characters.
 
 #include <ctype.h>
 #include <dlfcn.h>

@@ -19,8 +19,7 @@ int sum(auto&&... streams) {
   return sum;
 }
 
-// State, flags, width, a word and gcount(), then what is left to read, or what
-// was written.
+// State, flags, width, a word, gcount(), and the text to be read or written.
 template <class Stream>
 std::string status(Stream& stream) {
   using Char = typename Stream::char_type;
@@ -158,9 +157,8 @@ TEST(FileStreams, AcceptPathsOfEachType) {
             6);
 }
 
-// The outcome of work on a file that contains "abcd", with or without failbit
-// in the mask: whether it raises, the state, whether a file is open, the
-// content and the registered error.
+// The result of work on a file with "abcd", with or without failbit in the
+// mask: raised or not, state, open or not, content and registered error.
 std::string outcome(void (*work)(nalo::fstream&), bool raises = false) {
   const dump_counter dumps;
   const memory_file file("abcd");

@@ -1,5 +1,4 @@
-// What programs of the standard streams need: iterators, quoted texts, times
-// and types with inserters and extractors only for the standard streams.
+// Iterators, quoted texts, times, and types made for the standard streams.
 #include <nalo/iterator>
 #include <nalo/std_types>
 
@@ -177,8 +176,7 @@ TYPED_TEST(Std, ReadsTheFieldsOfTimes) {
   }
 }
 
-// Types with inserters for the streams of one library or both, which write the
-// name of the library.
+// Types with inserters for the streams of one library, of both or of any.
 struct for_std {
   template <class Char>
   friend auto& operator<<(std::basic_ostream<Char>& out, const for_std&) {

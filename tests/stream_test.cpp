@@ -39,7 +39,7 @@ struct stream : nalo::basic_iostream<Char> {
     arm(1, fault::refusal);
     return *this;
   }
-  // Lets the k-th call of the buffer replace the locale. Get areas have one
+  // Lets the buffer replace the locale at its k-th call; areas have 1
   // character.
   stream& relocated(size_t k) {
     buf().play_.get_areas = {1};
@@ -77,8 +77,7 @@ nalo::basic_ios<Char>& wider(nalo::basic_ios<Char>& ios) {
   return ios;
 }
 
-// The result of a call: a number, a text, or the elements of a range in
-// brackets.
+// The result of a call: a number, a text, or a range with brackets.
 std::string text_of(long value) { return std::to_string(value); }
 std::string text_of(std::string text) { return text; }
 template <std::ranges::view Range>
@@ -193,8 +192,7 @@ const row<Char> rows[] = {
     {CALL(io.relocated(1) << nalo::setw(3) << 42, io.kept()), "", good, "1", "",
      7, " 42"},
     {CALL(io.relocated(1) << 1.5, io.kept()), "", good, "1", "", 7, "1.5"},
-    // The fill character is widened inside the guarded region, even when the
-    // put area has room.
+    // Even when the put area has room, fill() is widened in the guarded region.
     {CALL(io.put('a').imbue(io.getloc().template without_<nalo::ctype<Char>>()),
           io << 42, 0),
      "", bad, "0", "", 7, "a"},
@@ -331,8 +329,7 @@ TYPED_TEST(Stream, BufferIsEmptyByDefaultAndCanBeDestroyedInPlace) {
   EXPECT_EQ(ended, 1);
 }
 
-// A call whose area does not suffice passes its arguments to a virtual
-// operation.
+// Calls that an area cannot serve pass their arguments to a virtual operation.
 TYPED_TEST(Stream, BufferCallsAVirtualOperationOnlyAtTheEdgeOfAnArea) {
   using Char = TypeParam;
   using scripted = opened<scripted_streambuf<Char>>;
@@ -463,8 +460,7 @@ TYPED_TEST(Stream, PadsIntoTheBufferThatAnOverflowAttaches) {
   EXPECT_EQ(shown<TypeParam>(second.output()), " x");
 }
 
-// Its pptr() is past epptr() and its gptr() past egptr(). Hardened builds end
-// the program.
+// With pptr() past epptr() and gptr() past egptr(), which ends hardened builds.
 #ifndef NALO_HARDENED
 template <class Char>
 struct overrun_streambuf : nalo::basic_streambuf<Char> {

@@ -1,5 +1,4 @@
-// Strings compared with std::basic_string, the arguments that they reject, and
-// how they are passed on without copies.
+// Strings compared with std::basic_string; rejected arguments; avoided copies.
 
 #include <filesystem>
 #include <memory_resource>
@@ -86,8 +85,7 @@ TYPED_TEST(String, RejectsInvalidArgumentsWithoutChanging) {
   S shared(this->str_, this->ma_);
   shared.append(some, 0).append(shared.c_str(), 0).insert(1, 0, TypeParam());
   EXPECT_TRUE(shared.insert(1, some, 0).shared());
-  // A part of the string itself ends with it, or is the null character after
-  // it.
+  // A part of the string itself ends with it, or is the null after it.
   shared.append(shared.c_str() + 31, 100).shrink_to_fit();
   shared.append(shared.c_str() + 89, 1);
   EXPECT_EQ(shared, this->text_ + this->text_.substr(31) + TypeParam());

@@ -1,5 +1,4 @@
-// The conformance kit: a correct buffer passes, and each flaw fails the check
-// for it.
+// The conformance kit passes a correct buffer and finds each flaw.
 #include <nalo/buffers/std>
 #include <nalo/testing>
 

@@ -1,6 +1,5 @@
-// Uses the binary interface of the library: virtual functions that the program
-// overrides, both character types, an error that the library raises and the
-// program catches, and the separate library of buffers.
+// Uses the binary interface: virtual functions, both character types, an error
+// that the program catches, and the library of buffers.
 #include <nalo/buffers/fd>
 #include <nalo/istream>
 #include <nalo/sstream>

@@ -1,5 +1,4 @@
-// A dialogue on the console: prompts flushed through the tie, input checked,
-// lines skipped, and errors on their own stream.
+// A dialogue on the console: tied prompts, checked input and skipped lines.
 #include <iomanip>
 #include <iostream>
 #include <limits>

@@ -1,5 +1,4 @@
-// A glossary in UTF-8: wide text read from and written to the console, in
-// columns of characters, not bytes.
+// A glossary in UTF-8: wide console text in columns of characters, not bytes.
 #include <clocale>
 #include <iomanip>
 #include <iostream>

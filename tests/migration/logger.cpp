@@ -1,5 +1,4 @@
-// A logger whose records are built in a string stream and written to any target
-// when they are destroyed, with standard types that have their own inserters.
+// A logger that writes each record when it is destroyed; also standard types.
 #include <bitset>
 #include <complex>
 #include <fstream>

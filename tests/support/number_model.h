@@ -49,8 +49,7 @@ nalo::locale locale_with(const punctuation& punct, nalo::allocator& ma) {
   return {loc, new styled<nalo::numpunct<Char>>(punct)};
 }
 
-// Sets the same flags and punctuation. The compiler's streams take some sizes
-// that mean an unlimited group literally.
+// The compiler's streams take some sizes for unlimited groups literally.
 template <class Char>
 void prepare(std::basic_ios<Char>& other, fmtflags flags, punctuation punct) {
   for (char& size : punct.grouping) {
@@ -95,8 +94,7 @@ T choose_value(choices& random) {
     const int nth = static_cast<int>(random.below(65536)) - 32768;
     const auto special =
         random.one_of({limits::infinity(), limits::quiet_NaN(), limits::max()});
-    // Any exponent, also of subnormal values. Some long doubles are half way
-    // between two values of float or double.
+    // Any exponent, also subnormal, and ties between two floats or doubles.
     const T value =
         random.one_of({special, static_cast<T>(bits) / 1000,
                        std::ldexp(static_cast<T>(bits | 1), nth / 2 - 64),
@@ -115,9 +113,8 @@ inline streamsize choose_length(choices& random) {
                         INT_MAX - 1 + near, -1 - near});
 }
 
-// What the compiler's streams write, with lengths cut to `longest`. Corrects
-// that they group pointers and the 0x of hexadecimal fractions, and write a
-// fixed infinity in lower case.
+// What the compiler's streams write, with lengths cut to `longest`. They would
+// group pointers and 0x, and write a fixed infinity in lower case.
 template <class T, class Char>
 std::basic_string<Char> write_reference(const nalo::basic_ios<Char>& io,
                                         T value, punctuation punct,
@@ -149,8 +146,7 @@ inline testing::Message about(const std::string& value, fmtflags flags,
 
 template <class Char, class T>
 void compare_writing(choices& random, T value) {
-  // Forms with few flags and no width have a path of their own, if the put area
-  // has room and the facets are those of the library.
+  // Plain forms have a path of their own, if the area and the facets allow it.
   const bool is_plain = random.below(4) == 0;
   const auto punct = is_plain ? punctuation() : choose_punctuation(random);
   // The buffer seldom accepts more than one block.
@@ -186,8 +182,7 @@ void compare_writing(choices& random, T value) {
   expected.resize(std::min(expected.size(), limit));
   buf.own_log_.clear();
   out << value;
-  // libc++ neither pads boolean names nor groups the digits of all
-  // floating-point numbers, and writes null as a name.
+  // libc++ pads boolean names, groups fractions and writes null differently.
   if (!with_libstdcxx && (std::is_same_v<T, bool> || std::is_pointer_v<T> ||
                           !punct.grouping.empty())) {
     return;
@@ -208,8 +203,7 @@ std::string read_result(T value, bool fail, bool eof, size_t taken) {
   return text.str();
 }
 
-// For hexadecimal fractions, which the compiler's streams do not read. All of
-// the text up to a space belongs to the number.
+// Reads a hexadecimal fraction up to a space; the compiler's streams cannot.
 template <class T>
 std::string read_hexadecimal(const std::string& text) {
   const auto number = text.substr(0, text.find(' '));
@@ -275,9 +269,8 @@ std::string choose_text(choices& random, const punctuation& punct) {
   return text;
 }
 
-// Reads a text in which ~ stands for a character above 0xFF, through get areas
-// of the sizes in `windows`. If the first is larger than the last, reading
-// starts inside an area, after a digit; otherwise there is no area yet.
+// Reads a text in which ~ stands for a character above 0xFF. `windows` are the
+// sizes of get areas; if the first exceeds the last, it exists from the start.
 template <class T, class Char>
 void compare_reading(std::string text, fmtflags flags, punctuation punct,
                      const std::vector<size_t>& windows) {
@@ -302,8 +295,7 @@ void compare_reading(std::string text, fmtflags flags, punctuation punct,
   const size_t end = is_wide ? text.find('\xFF') : text.npos;
   const std::string expected =
       read_reference<T>(text.substr(0, end), in.flags(), punct);
-  // libc++ takes more of what it refuses, and accepts some numbers that are out
-  // of range or wrongly grouped.
+  // libc++ takes more of what it refuses, and refuses less.
   const bool refused = expected.find("fail") != expected.npos;
   if (!with_libstdcxx && (is_integer || refused || !punct.grouping.empty())) {
     return;

@@ -1,7 +1,6 @@
-// Random operations of a stream, with random areas, exception masks and states
-// and with random failures of virtual calls, compared with a model that moves
-// one character at a time. The model has its own buffers with the same scripts,
-// so that its virtual calls must be the same ones.
+// Random operations of streams with random areas, masks, states and failures of
+// virtual calls, compared with a model that moves one character at a time. Its
+// buffers have the same scripts and must get the same virtual calls.
 #pragma once
 
 #include "common.h"
@@ -11,8 +10,7 @@ namespace nalo_test::streams {
 using nalo::streamsize;
 constexpr streamsize no_limit = std::numeric_limits<streamsize>::max();
 
-// Defines the operations that move runs of characters, and the sentries, in the
-// simplest form. Inherits the others.
+// Defines the operations on runs of characters, and the sentries, plainly.
 template <class Char>
 class model : public nalo::basic_iostream<Char> {
   using base = nalo::basic_iostream<Char>;
@@ -209,8 +207,7 @@ class model : public nalo::basic_iostream<Char> {
   }
 };
 
-// The classic locale, one with other white space (space, colon and 0xFF), or
-// one without a ctype.
+// The classic locale, one with other white space, or one without a ctype.
 template <class Char>
 const nalo::locale& a_locale(choices& random) {
   const nalo::locale& classic = nalo::locale::classic();
@@ -278,8 +275,7 @@ struct arguments {
   }
 };
 
-// A world with a stream over the other buffer, to be tied, and a common log of
-// the virtual calls.
+// A world with a tied stream over the other buffer, and a log of virtual calls.
 template <class Char, class Stream>
 struct world : scripted_world<Char, Stream> {
   using base = scripted_world<Char, Stream>;
@@ -375,8 +371,7 @@ struct world : scripted_world<Char, Stream> {
 template <class Char>
 void compare(choices& random, size_t steps = no_limit) {
   script<Char> input = play<Char>(random), other = play<Char>(random);
-  // A wide character that reads as eof ends the input only where it is read by
-  // itself.
+  // A wide character that equals eof ends the input only when it is read alone.
   if (sizeof(Char) > 1 && input.input.find(Char(-1)) != input.input.npos) {
     input.get_areas = {0, 1};
   }

@@ -291,8 +291,7 @@ class comparison {
   static constexpr size_t local = 40 / sizeof(Char) - 1;
 
   size_t below(size_t n) { return random_.below(n); }
-  // Mostly the length of a short text, sometimes what just fits in place, past
-  // the end, npos, or near where sums wrap around.
+  // Mostly a short length, sometimes a limit, npos, or where sums wrap around.
   size_t length() {
     const size_t kind = below(24), npos = string::npos;
     if (kind == 4) return local - 1 + below(3);
@@ -358,8 +357,7 @@ class comparison {
     }
   }
 
-  // Checks that each string has its text and knows whether it shares its chunk,
-  // and that exactly the chunks in use are allocated.
+  // Checks the texts, which chunks are shared, and the memory in use.
   void expect_all_right() {
     std::array<size_t, 2> bytes{};
     std::map<const Char*, size_t> users;
