@@ -59,7 +59,7 @@ std::string done_on_ends(const std::string& step, nalo::fdbuf& buffer,
 TEST(Fdbuf, WorksOnDescriptorsOfEachKind) {
   const struct {
     const char *kind, *text;
-    std::size_t size;
+    size_t size;
     const char *script, *log;
   } rows[] = {
       // The areas are of the given size, and larger blocks bypass them.

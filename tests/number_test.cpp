@@ -1,5 +1,4 @@
-// Random numbers, written and read, against a model; what they seldom are; and
-// what is not there.
+// Writing and reading random numbers against a model, rare numbers, and errors.
 #include "number_model.h"
 
 #include <cmath>
@@ -7,19 +6,19 @@
 namespace {
 
 using namespace nalo_test;
-using nalo::locale;
+using nalo::locale, nalo::missing_facet_error;
 
 TEST_SUITE_OF_CHARACTERS(Number);
 
-TYPED_TEST(Number, OfAnyTypeAndFormIsWhatTheModelSays) {
+TYPED_TEST(Number, AgreesWithTheModel) {
   choices random(20240607);
   for (int round = 0; round < 20000 && !this->HasFailure(); ++round) {
     numbers::compare<TypeParam>(random);
   }
 }
 
-// What random texts seldom hold, read as each type. A # stands for many zeros.
-TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
+// Forms that random texts seldom have, read as each type. # stands for zeros.
+TYPED_TEST(Number, ReadsRareFormsAsTheModelDoes) {
   using namespace numbers;
   std::vector<std::string> limits = {"18446744073709551616"};  // of integers
   for (const int bits : {15, 16, 31, 32, 63, 64}) {
@@ -28,8 +27,7 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
       limits.push_back('-' + limits.back());
     }
   }
-  // Half way between the smallest normal value and the next one, which no
-  // shorter texts of digits can tell apart.
+  // Half way between the smallest normal value and the next: takes all digits.
   char half_float[200], half_double[2000];
   std::snprintf(half_float, 200, "%.150Lf#", 0x1.000001p-126L);
   std::snprintf(half_double, 2000, "#%.1075Lf#", 0x1.00000000000008p-1022L);
@@ -51,11 +49,11 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
       {{.grouping = "\3"}, {"0,123", "012,345"}},  // a prefix is in no group
       {{.grouping = "\3"}, {",123", "1,,2", "1,22,333,444"}},
       {{.grouping = "\1\2\3"}, {"1,333,22,1", "1,333,1,1", "4444,333,22,1"}},
-      // One takes the rest.
+      // The size CHAR_MAX is unlimited.
       {{.grouping = "\3\177"}, {ones + ",234", "1," + ones + ",234"}},
       {{.grouping = "\3", .separator = '1'}, {"11234", "2113"}},
       {{.yes = "so", .no = "so"}, {"so"}},
-      // As a wide character the end of the input, which it does not match.
+      // As a wide character, \xFF equals eof and ends the input.
       {{.grouping = "\3", .separator = '\xFF', .yes = "\xFF"}, {"", "1"}},
   };
   for (const auto& c : cases) {
@@ -69,8 +67,7 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
         if (text.size() > 999 && flags != ios_base::dec) continue;
         const auto check = [&]<class T>(T) {
           compare_reading<T, TypeParam>(text, flags, c.first, {1, 2});
-          compare_reading<T, TypeParam>(text + ' ', flags, c.first,
-                                        {99'999, 0});
+          compare_reading<T, TypeParam>(text + ' ', flags, c.first, {99999, 0});
         };
         std::apply([&](auto... value) { (check(value), ...); }, types());
       }
@@ -78,8 +75,8 @@ TYPED_TEST(Number, OfASeldomFormIsReadAsTheModelSays) {
   }
 }
 
-// Ties and carries, which random values seldom are.
-TEST(Number, OfFewDigitsIsRoundedAsTheModelSays) {
+// Ties and carries, which are rare among random values.
+TEST(Number, RoundsFewDigitsAsTheModelDoes) {
   choices random(20241125);
   for (int round = 0; round < 20'000 && !HasFailure(); ++round) {
     const auto digits = random.below(1'000'000) >> random.below(20);
@@ -89,9 +86,8 @@ TEST(Number, OfFewDigitsIsRoundedAsTheModelSays) {
   }
 }
 
-// The arrays on the stack have room for 120 characters, and for 508 digits and
-// a point.
-TYPED_TEST(Number, OfAnyLengthFindsRoom) {
+// Arrays on the stack hold 120 characters, or 508 digits and a point.
+TYPED_TEST(Number, WritesNumbersOfAnyLength) {
   for (const size_t digits : {120u, 121u, 508u, 509u, 510u}) {
     scripted_streambuf<TypeParam> buf({});
     nalo::basic_ostream<TypeParam> out(&buf);
@@ -101,7 +97,7 @@ TYPED_TEST(Number, OfAnyLengthFindsRoom) {
   }
 }
 
-TYPED_TEST(Number, NeedsAPunctuationAndABuffer) {
+TYPED_TEST(Number, NeedsAPunctuationFacetAndABuffer) {
   using Char = TypeParam;
   const auto lacking = locale::classic().without_<nalo::numpunct<Char>>();
   const auto& writer = nalo::use_facet<nalo::num_put<Char>>(lacking);
@@ -115,10 +111,8 @@ TYPED_TEST(Number, NeedsAPunctuationAndABuffer) {
     reader.get({}, {}, io, err, value);
     EXPECT_TRUE(value == 0 && err == (fail | eof));
     io.imbue(lacking);
-    EXPECT_THROW(writer.put(&buf, io, Char(' '), value),
-                 nalo::missing_facet_error);
-    EXPECT_THROW(reader.get({&buf}, {}, io, err, value),
-                 nalo::missing_facet_error);
+    EXPECT_THROW(writer.put(&buf, io, Char(' '), value), missing_facet_error);
+    EXPECT_THROW(reader.get({&buf}, {}, io, err, value), missing_facet_error);
   };
   check(1L, ios_base::dec);
   check(1.5, ios_base::dec);

@@ -1,6 +1,5 @@
-// The loops over vectors and over single characters: every length and
-// alignment, at the end of a page that is followed by one that can be neither
-// read nor written.
+// Loops over vectors and over single characters, for every length and
+// alignment, at the end of a page before an inaccessible one.
 #include <nalo/base/impl/simd>
 
 #include <numeric>
@@ -14,7 +13,7 @@ namespace simd = nalo::impl::simd;
 // The end of a page that is followed by an inaccessible one.
 template <class Char>
 Char* end_of_page() {
-  const auto size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  const auto size = static_cast<size_t>(sysconf(_SC_PAGESIZE));
   char* const pages =
       static_cast<char*>(mmap(nullptr, 2 * size, PROT_READ | PROT_WRITE,
                               MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
@@ -27,7 +26,7 @@ template <class Char, class Wanted>
 void expect_found(Wanted wanted, Char hit, Char miss) {
   static Char* const source = end_of_page<Char>();
   static Char* const target = end_of_page<Char>();
-  const auto expect = [&](std::size_t place, const Char* from, std::size_t n,
+  const auto expect = [&](size_t place, const Char* from, size_t n,
                           auto vectors) {
     Char* const to = target - n;
     std::fill_n(to, n, Char());
@@ -35,12 +34,11 @@ void expect_found(Wanted wanted, Char hit, Char miss) {
     ASSERT_EQ((simd::scan<vectors()>(from, n, wanted, to)), place);
     ASSERT_TRUE(std::equal(to, to + place, from)) << place;
   };
-  for (std::size_t n = 0; n <= 150; ++n) {
-    for (std::size_t gap = 0; gap < 16; ++gap) {
-      SCOPED_TRACE(testing::Message()
-                   << n << " characters, " << gap << " behind them");
+  for (size_t n = 0; n <= 150; ++n) {
+    for (size_t gap = 0; gap < 16; ++gap) {
+      SCOPED_TRACE(testing::Message() << n << " characters, then " << gap);
       Char* const from = source - n - gap;
-      for (std::size_t place = 0; place <= n; ++place) {
+      for (size_t place = 0; place <= n; ++place) {
         std::fill_n(from, n + gap, hit);
         std::fill_n(from, place, miss);
         expect(place, from, n, std::true_type());
@@ -68,12 +66,11 @@ TYPED_TEST(Simd, FindsAndCopiesWithinItsBounds) {
 
 TYPED_TEST(Simd, WritesNoMoreThanItIsGiven) {
   using Char = TypeParam;
-  constexpr std::size_t most = 300;
+  constexpr size_t most = 300;
   static Char* const source = end_of_page<Char>() - most;
   static Char* const end = end_of_page<Char>();
   std::iota(source, source + most, Char(1));
-  const auto expect_at_end = [&](std::size_t n, const Char* expected,
-                                 auto write) {
+  const auto expect_at_end = [&](size_t n, const Char* expected, auto write) {
     Char* const to = end - n;
     std::fill_n(to - 1, n + 1, Char());
     write(to);
@@ -81,7 +78,7 @@ TYPED_TEST(Simd, WritesNoMoreThanItIsGiven) {
     EXPECT_EQ(to[-1], Char()) << n << " characters";
   };
   const std::basic_string<Char> filled(most, Char('*'));
-  for (std::size_t n = 0; n <= most; ++n) {
+  for (size_t n = 0; n <= most; ++n) {
     const Char* const last = source + most - n;
     expect_at_end(n, last, [&](Char* to) { simd::copy(last, n, to); });
     expect_at_end(n, filled.data(),

@@ -17,7 +17,7 @@ TYPED_TEST(Syncstream, KeepsTheLinesOfThreadsWhole) {
     for (int round = 0; round < 20; ++round) {
       for (auto& target : targets) {
         osyncstream out(&target);
-        // A second one writes through the first and emits while that emits.
+        // A second stream writes through the first and emits while that emits.
         osyncstream inner(out.rdbuf());
         inner << thread << ' ' << nalo::emit_on_flush;
         out << nalo::emit_on_flush;

@@ -1,8 +1,8 @@
-// Random operations of an fdbuf on descriptors of several kinds, and of a
-// filebuf, while system calls transfer less than requested, are interrupted and
-// fail. Each byte is delivered or written once and in order, or the operation
-// raises the error of the call that failed.
-// For programs of one source file: it replaces read(), write() and lseek().
+// Random operations of an fdbuf and a filebuf on descriptors of several kinds,
+// while system calls transfer less than requested, are interrupted and fail.
+// Each byte must be delivered or written once and in order, or the operation
+// must raise the error of the failed call. Replaces read(), write() and
+// lseek(): only for programs of one source file.
 #pragma once
 
 #include <nalo/buffers/file>
@@ -21,14 +21,13 @@ struct watched_calls {
   int fd = -1;
   size_t count = 0;
   int failure = 0;             // the errno of the last one that failed
-  choices* random = nullptr;   // decides how they go; null: as they should
+  choices* random = nullptr;   // decides how they fail; null: never
   bool seeks_nowhere = false;  // lseek() returns 0 and does nothing
 };
 inline watched_calls watched;
 
 // Transfers up to n bytes, or nothing.
-template <class Transfer>
-ssize_t watched_transfer(size_t n, bool may_be_empty, Transfer transfer) {
+ssize_t watched_transfer(size_t n, bool may_be_empty, auto transfer) {
   ++watched.count;
   const size_t fate = watched.random ? watched.random->below(16) : 0;
   const int failures[] = {EINTR, EAGAIN, EIO};
@@ -45,7 +44,7 @@ ssize_t watched_transfer(size_t n, bool may_be_empty, Transfer transfer) {
   return result;
 }
 
-// The next function of that name, which a cancellation reaches as before.
+// The function of the C library, which remains a cancellation point.
 template <class Function>
 Function* original(const char* name) {
   return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
@@ -53,7 +52,7 @@ Function* original(const char* name) {
 
 }  // namespace nalo_test
 
-// By other names, because the headers may define theirs inline.
+// By other names, because headers may define the functions inline.
 extern "C" {
 ssize_t nalo_test_read(int fd, void* to, size_t n) __asm__("read");
 ssize_t nalo_test_write(int fd, const void* from, size_t n) __asm__("write");
@@ -63,7 +62,7 @@ off_t nalo_test_lseek(int fd, off_t off, int whence) __asm__("lseek");
 ssize_t nalo_test_read(int fd, void* to, size_t n) {
   static const auto read = nalo_test::original<decltype(::read)>("read");
   if (fd != nalo_test::watched.fd) return read(fd, to, n);
-  std::memset(to, 0xA5, n);  // shows an array that is smaller
+  std::memset(to, 0xA5, n);  // reveals an array that is too small
   return nalo_test::watched_transfer(
       n, false, [&](size_t part) { return read(fd, to, part); });
 }
@@ -82,8 +81,8 @@ off_t nalo_test_lseek(int fd, off_t off, int whence) {
 
 namespace nalo_test {
 
-// Two descriptors: the ends of a connection that does not wait, or the same
-// open file. A text can be read from the first.
+// Two descriptors: the ends of a connection that does not block, or of the same
+// open file. The text can be read from the first.
 struct descriptors {
   explicit descriptors(std::string_view kind, std::string_view text = {}) {
     if (kind == "sockets") {
@@ -130,7 +129,7 @@ class descriptor_comparison {
         {"seek", &self::seek},         {"promise", &self::promise},
         {"move", &self::move},         {"send", &self::send},
         {"receive", &self::receive},   {"reopen", &self::reopen}};
-    // Six in sixteen read or write.
+    // Six of sixteen choices read or write.
     const size_t chosen = random_.below(16);
     const auto& [name, run] = all[chosen < 6 ? chosen / 3 : chosen - 4];
     const size_t n = random_.below(random_.one_of<size_t>({3, 20, 300, 9000}));
@@ -139,7 +138,7 @@ class descriptor_comparison {
     (this->*run)(n);
   }
 
-  // Closes without failures.
+  // Closes the buffer without failures.
   void finish() {
     const testing::ScopedTrace trace(__FILE__, __LINE__, trace_);
     watched.random = nullptr;
@@ -171,10 +170,9 @@ class descriptor_comparison {
     return text;
   }
 
-  // What an operation returns, or how much of a block was transferred when it
-  // raises. It raises when a system call has failed, and only then.
-  template <class Operation>
-  size_t attempt(Operation operation) {
+  // The result of an operation, or the length of a block transferred before an
+  // error. It must raise exactly when a system call has failed.
+  size_t attempt(auto operation) {
     watched.failure = 0;
     raised_ = false;
     try {
@@ -206,7 +204,7 @@ class descriptor_comparison {
   }
   void put_back(size_t) {
     const size_t ch = attempt([&] { return buffer_.sungetc(); });
-    if (raised_) return;  // writing what is pending has failed
+    if (raised_) return;  // pending output could not be written
     if (ch == no_character) {
       EXPECT_EQ(back_, 0u);
     } else {
@@ -249,7 +247,7 @@ class descriptor_comparison {
     EXPECT_EQ(::lseek(watched.fd, 0, SEEK_CUR), static_cast<off_t>(at_));
   }
 
-  // Also to places in front of the text and behind it.
+  // Also seeks before and past the text.
   void seek(size_t n) {
     const auto way = static_cast<nalo::ios_base::seekdir>(n % 3);
     const size_t from = way == nalo::ios_base::beg   ? 0
@@ -273,7 +271,7 @@ class descriptor_comparison {
     if (has_position() || is(device)) back_ = 0;
   }
 
-  // What in_avail() promises is there.
+  // in_avail() must not promise too much.
   void promise(size_t) {
     const auto n = attempt([&] { return buffer_.in_avail(); });
     EXPECT_TRUE(n <= rest().size() ||
@@ -289,7 +287,7 @@ class descriptor_comparison {
     is(named) ? there_and_back(file_) : there_and_back(over_descriptor_);
   }
 
-  // The path leads to the same file, with a position of its own.
+  // Opens the same file again, with a position of its own.
   void open() {
     const auto path = "/proc/self/fd/" + std::to_string(own_);
     EXPECT_EQ(file_.open(path, mode_), &file_);
@@ -297,7 +295,7 @@ class descriptor_comparison {
     at_ = 0;
     if (mode_ == out) text_.clear();
   }
-  // After writing, because a filebuf drops what it cannot write.
+  // Syncs first, because a filebuf drops what it cannot write.
   void reopen(size_t) {
     sync(0);
     if (!is(named) || raised_) return;
@@ -306,7 +304,7 @@ class descriptor_comparison {
     open();
   }
 
-  // The other end of a connection.
+  // Acts as the other end of a connection.
   void send(size_t n) {
     if (has_position() || is(output_pipe) || has_hung_up_) return;
     if (n == 0) {
@@ -329,10 +327,10 @@ class descriptor_comparison {
                              : is(input_pipe)  ? in
                              : is(output_pipe) ? out
                                                : in | out;
-  unsigned char next_ = 0;  // the bytes count on, so that each shows its place
+  unsigned char next_ = 0;  // bytes count up, so that each shows its place
   std::string text_ = fresh(is(output_pipe) ? 0 : random_.below(256));
-  size_t at_ = 0;    // what was taken of the text, or the position in a file
-  size_t back_ = 0;  // how many characters can be put back at least
+  size_t at_ = 0;    // the length of text taken, or the position in a file
+  size_t back_ = 0;  // the least number that can be put back
   bool has_hung_up_ = false;
   std::string output_, received_;  // by the other end
   bool raised_ = false;

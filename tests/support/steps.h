@@ -6,8 +6,7 @@
 namespace nalo_test {
 
 // Runs the steps of a script, which spaces separate, and returns the results.
-template <class Run>
-std::string played(const std::string& script, Run run) {
+std::string played(const std::string& script, auto run) {
   std::istringstream steps(script);
   std::string log;
   for (std::string step; steps >> step;) {
@@ -20,7 +19,7 @@ std::string played(const std::string& script, Run run) {
 // Performs a step on a buffer and returns its result:
 //   <3   takes up to three characters   >ab   writes "ab"
 //   -    puts the last one back         ?     counts what can be read
-//   @    tells the position             @out  tells the position of the output
+//   @    returns the position           @out  returns that of the output
 //   =3   seeks                          !     synchronizes
 template <class Char>
 std::string done(const std::string& step, nalo::basic_streambuf<Char>& buffer) {
