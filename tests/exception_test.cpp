@@ -6,6 +6,7 @@
 namespace {
 
 using namespace nalo_test;
+using nalo::locale_error, nalo::null_facet_error, nalo::tThrow;
 
 // The number of errors of this thread and the last one.
 std::string last() {
@@ -19,7 +20,7 @@ struct forgetful : nalo::overflow_error {
   using overflow_error::overflow_error;
   void throw_self() override {
     try {
-      nalo::tThrow(overflow_error("b", 3, "swallowed"));
+      tThrow(overflow_error("b", 3, "swallowed"));
     } catch (const overflow_error&) {
     }
   }
@@ -29,7 +30,7 @@ std::string raise_forgetful() {
     std::string text = "local";
     const forgetful error("a/file", 12, text.c_str());
     text = "other";
-    nalo::tThrow(error);
+    tThrow(error);
   } catch (const nalo::overflow_error&) {
     return "thrown by its type";
   } catch (const nalo::exception& error) {
@@ -60,15 +61,13 @@ TEST(Raise, RegistersTheErrorWithItsThreadAndThrowsItByItsType) {
     EXPECT_THROW(ios_base::throwIOSFailure(nullptr, 0, nullptr),
                  ios_base::failure);
     EXPECT_EQ(last(), "1 :0: ");
-    EXPECT_THROW(ios_base::throwNullFacetPointer("c", 4),
-                 nalo::null_facet_error);
+    EXPECT_THROW(ios_base::throwNullFacetPointer("c", 4), null_facet_error);
     EXPECT_EQ(last(), "2 c:4: nalo::ios_base the locale lacks a facet");
     EXPECT_EQ(raise_forgetful(), "a/file: local");
     EXPECT_EQ(last(), "4 b:3: swallowed");
-    EXPECT_THROW(nalo::tThrow(nalo::locale_error("", 0, "")),
-                 nalo::locale_error);
-    EXPECT_THROW(nalo::tThrow(nalo::exception("", 0, "")), nalo::exception);
-    EXPECT_THROW(nalo::tThrow(42), int);
+    EXPECT_THROW(tThrow(locale_error("", 0, "")), locale_error);
+    EXPECT_THROW(tThrow(nalo::exception("", 0, "")), nalo::exception);
+    EXPECT_THROW(tThrow(42), int);
   }).join();
 }
 
@@ -163,8 +162,6 @@ TEST(RawChunk, ChecksItsSizeBeforeAskingTheSource) {
   }
 }
 
-struct other_traits : std::char_traits<char> {};
-
 // Words and lines that fit a string need no memory. Of one that does not fit,
 // the string keeps nothing and the buffer all.
 template <class String>
@@ -195,7 +192,7 @@ TEST(Memory, LeavesALineThatDoesNotFitAStringInTheBuffer) {
   read_without_memory<nalo::wstring>();
   read_without_memory<std::string>();
   read_without_memory<std::wstring>();
-  read_without_memory<std::basic_string<char, other_traits>>();
+  read_without_memory<std::basic_string<char, other_traits<char>>>();
 }
 
 }  // namespace

@@ -10,6 +10,8 @@ namespace {
 
 using namespace nalo_test;
 using namespace nalo_test::streams;
+using nalo::left, nalo::lines, nalo::noskipws, nalo::setw, nalo::words,
+    nalo::ws;
 
 TEST_SUITE_OF_CHARACTERS(Stream);
 
@@ -39,8 +41,7 @@ struct stream : nalo::basic_iostream<Char> {
     arm(1, fault::refusal);
     return *this;
   }
-  // Lets the buffer replace the locale at its k-th call; areas have 1
-  // character.
+  // Lets the k-th call of the buffer replace the locale, with small get areas.
   stream& relocated(size_t k) {
     buf().play_.get_areas = {1};
     this->imbue(nalo::locale(nalo::locale(), new watched_punct<Char>));
@@ -52,6 +53,9 @@ struct stream : nalo::basic_iostream<Char> {
     arm(k, fault::meddle);
     return *this;
   }
+  void drop_ctype() {
+    this->imbue(this->getloc().template without_<nalo::ctype<Char>>());
+  }
   // Whether the locale was replaced, but kept alive while it was in use.
   bool kept() { return !destroyed && this->getloc() == nalo::locale(); }
   scripted_streambuf<Char>& buf() {
@@ -62,6 +66,7 @@ struct stream : nalo::basic_iostream<Char> {
   long copy() { return nalo::copy_streambufs_eof(&buf(), &buf(), over); }
   static constexpr auto none = nalo::char_traits<Char>::eof();
   static constexpr nalo::basic_streambuf<Char>* no_buffer = nullptr;
+  nalo::basic_string<Char> str;
   long n = 0;
   bool over = false;
 };
@@ -115,11 +120,11 @@ const row<Char> rows[] = {
     {CALL(io.get(*s), *s == 'a'), "ab", good, "1", "b", 1},
     {CALL(io.get(*s), *s == '#'), "", eof | fail, "1", "", 0},
     {CALL(io >> *s, *s == 'a'), " ab", good, "1", "b"},
-    {CALL(io >> nalo::noskipws >> *s, *s == '#'), "", eof | fail, "1"},
+    {CALL(io >> noskipws >> *s, *s == '#'), "", eof | fail, "1"},
     {CALL(io >> s, s[2] == 0), " abc", good, "1", "c"},
     {CALL(getstring(io, s), s[1] == 0), "a", eof, "1"},
-    {CALL((io >> nalo::ws).peek() == 'a'), " \nab", good, "1", "ab", 0},
-    {CALL(io >> nalo::ws, 0), " ", eof, "0"},
+    {CALL((io >> ws).peek() == 'a'), " \nab", good, "1", "ab", 0},
+    {CALL(io >> ws, 0), " ", eof, "0"},
     {CALL(io.peek() == io.none), "", eof, "1", "", 0},
     {CALL(io.peek(), io.read(s, 2), s[1] == 'b'), "abc", good, "1", "c", 2},
     {CALL(io.read(s, 3), s[1] == 'b'), "ab", eof | fail, "1", "", 2},
@@ -154,56 +159,46 @@ const row<Char> rows[] = {
     {CALL(io.get(*io.rdbuf()), 0), "a\nb", good, "0", "\nb", 1, "a"},
     {CALL(io >> io.no_buffer, 0), " a", fail, "0", " a", 0},
 
-    {CALL(nalo::lines(io)), "a\n\nb c", eof | fail, "[a][][b c]"},
-    {CALL(nalo::lines(io, ',')), "a,\n,", eof | fail, "[a][\\x0A]"},
-    {CALL(nalo::lines(io, ',', 2)), "ab,c,abc", fail, "[ab][c]", "c"},
-    {CALL(nalo::words(io)), " a bc\n\t", eof | fail, "[a][bc]"},
-    {CALL(io >> nalo::noskipws, io.peek(), nalo::words(io)), " a", fail, "",
-     " a", 0},
-    {CALL(nalo::words(io, 1)), "ab c", eof | fail, "[a][b][c]"},
+    {CALL(lines(io)), "a\n\nb c", eof | fail, "[a][][b c]"},
+    {CALL(lines(io, ',')), "a,\n,", eof | fail, "[a][\\x0A]"},
+    {CALL(lines(io, ',', 2)), "ab,c,abc", fail, "[ab][c]", "c"},
+    {CALL(words(io)), " a bc\n\t", eof | fail, "[a][bc]"},
+    {CALL(io >> noskipws, io.peek(), words(io)), " a", fail, "", " a", 0},
+    {CALL(words(io, 1)), "ab c", eof | fail, "[a][b][c]"},
     // The width of the stream limits only the first word.
-    {CALL(io.width(2), nalo::words(io)), "abcd", eof | fail, "[ab][cd]"},
-    {CALL(nalo::words(io).begin()->size(), nalo::words(io).begin()++,
-          nalo::lines(io)),
-     "a b c d", eof | fail, "[ d]"},
+    {CALL(io.width(2), words(io)), "abcd", eof | fail, "[ab][cd]"},
+    {CALL(words(io).begin()->size(), words(io).begin()++, lines(io)), "a b c d",
+     eof | fail, "[ d]"},
 
     // Manipulators run in any state and ignore the width.
     {CALL(io >> wider<Char>, io << wider<Char>, io.width()), "", good, "2"},
     {CALL(io << nalo::ends << nalo::endl, io.log()), "", good,
      "overflow(0) sync ", "", 7, "\\x00\\x0A"},
     {CALL(io.clear(bad), io << nalo::flush, io.log()), "", bad, "sync "},
-    {CALL(io.peek(), io >> nalo::noskipws >> io.n, io.n), " 1", fail, "0", " 1",
-     0},
+    {CALL(io.peek(), io >> noskipws >> io.n, io.n), " 1", fail, "0", " 1", 0},
     {CALL(io.peek(), io.tie(&io), io >> io.n, io.log()), "1 ", good,
      "underflow sync ", " ", 0},
     {CALL(io.peek(), io >> io.n, io.n), " 12 3", good, "12", " 3", 0},
     {CALL(io.peek(), io.clear(fail), io >> io.n, io.n), "1", fail, "0", "1", 0},
-    {CALL(io.peek(),
-          io.imbue(io.getloc().template without_<nalo::ctype<Char>>()),
-          raised_by([&] { io >> io.n; })),
-     "7", good, "nalo::ios_base the locale lacks a facet", "7", 0},
+    {CALL(io.peek(), io.drop_ctype(), raised_by([&] { io >> io.n; })), "7",
+     good, "nalo::ios_base the locale lacks a facet", "7", 0},
     {CALL(io.relocated(2).in::sentry(false), io.kept()), "  1", good, "1", "1"},
-    {CALL(io.relocated(1) >> nalo::ws, io.kept()), " 1", good, "1", "1", 7},
+    {CALL(io.relocated(1) >> ws, io.kept()), " 1", good, "1", "1", 7},
     {CALL(io.relocated(4) >> s, io.kept()), "  ab c", good, "1", " c"},
-    {CALL(io.relocated(4) >> *std::make_unique<nalo::basic_string<Char>>(),
-          io.kept()),
-     "  ab c", good, "1", " c"},
+    {CALL(io.relocated(4) >> io.str, io.kept()), "  ab c", good, "1", " c"},
     {CALL(io.relocated(4) >> io.n, io.kept()), "  12 ", good, "1", " "},
-    {CALL(io.relocated(1) << nalo::setw(3) << 42, io.kept()), "", good, "1", "",
-     7, " 42"},
+    {CALL(io.relocated(1) << setw(3) << 42, io.kept()), "", good, "1", "", 7,
+     " 42"},
     {CALL(io.relocated(1) << 1.5, io.kept()), "", good, "1", "", 7, "1.5"},
     // Even when the put area has room, fill() is widened in the guarded region.
-    {CALL(io.put('a').imbue(io.getloc().template without_<nalo::ctype<Char>>()),
-          io << 42, 0),
-     "", bad, "0", "", 7, "a"},
+    {CALL(io.put('a'), io.drop_ctype(), io << 42, 0), "", bad, "0", "", 7, "a"},
     // Nothing is written after a refusal.
-    {CALL(io.refusing() << nalo::left << nalo::setw(80) << far, io.log()), "",
-     bad, "xsputn "},
+    {CALL(io.refusing() << left << setw(80) << far, io.log()), "", bad,
+     "xsputn "},
     {CALL(io.write(s, 2), 0), "", good, "0", "", 7, "##"},
     {CALL(io.refusing().write(s, 2), 0), "", bad, "0"},
     {CALL(io.refusing().flush(), 0), "", bad, "0"},
-    {CALL(io << nalo::left << nalo::setw(3) << "a", 0), "", good, "0", "", 7,
-     "a  "},
+    {CALL(io << left << setw(3) << "a", 0), "", good, "0", "", 7, "a  "},
     {CALL(io.n = io.copy(), io.n + io.over), "ab", good, "3", "", 7, "ab"},
     {CALL(io.peek(), io.refusing().copy(), io.over), "ab", good, "0", "ab", 0},
     // What derived classes call.
