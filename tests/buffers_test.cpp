@@ -209,8 +209,7 @@ TEST(Mapbuf, ReportsWhatItCannotMap) {
     EXPECT_EQ(raised_by([=] { nalo::mapbuf buffer(what); }), error);
   };
   expect("/", "cannot map \"/\": No such device");
-  expect("/nonexistent",
-         "cannot open \"/nonexistent\": No such file or directory");
+  expect("/none", "cannot open \"/none\": No such file or directory");
   expect(-1, "cannot map a descriptor: Bad file descriptor");
 }
 

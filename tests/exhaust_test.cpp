@@ -89,14 +89,12 @@ class pair {
     return script;
   }
 
-  arguments<Char> choose_arguments(size_t operation, bool is_first,
-                                   bool is_good) {
+  arguments<Char> choose_arguments(size_t number, bool is_first, bool is_good) {
     using int_type = typename arguments<Char>::int_type;
-    const std::string_view name = real_world::operation(operation).first;
+    const std::string_view name = real_world::operation(number).first;
     const auto has = [&](auto part) { return name.find(part) != name.npos; };
-    const auto choose = [&]<class T>(auto part,
-                                     std::initializer_list<T> values) {
-      return has(part) ? all_.one_of(values) : *values.begin();
+    const auto choose = [&]<class T>(auto part, std::initializer_list<T> list) {
+      return has(part) ? all_.one_of(list) : *list.begin();
     };
     const bool clears = is_first ? !has("a.state") : !is_good && all_.below(2);
     const auto masks = {good, bad, eof, fail};
@@ -104,7 +102,7 @@ class pair {
     const int_type newline = '\n', wider = newline + 0x100,
                    none = nalo::char_traits<Char>::eof();
     return {.random = all_,
-            .operation = operation,
+            .operation = number,
             .n = choose("a.n", {0L, 1L, 2L, no_limit}),
             .size = has('?') ? choose('?', {0U, 1U})
                              : choose("a.size", {2U, 0U, 1U}),

@@ -8,7 +8,7 @@
 namespace {
 
 using namespace nalo_test;
-using nalo::fd_ownership;
+using nalo::fd_ownership, nalo::fd_output_error;
 using nalo::testing::check_input, nalo::testing::check_output;
 using nalo::testing::sample_text, nalo::testing::violations;
 using nalo_test::trunc;  // not the one of <cmath>
@@ -106,8 +106,7 @@ TEST(Fdbuf, ClosesWhatItOwns) {
     EXPECT_EQ(::fcntl(file.ends[0], F_GETFD) == -1, is_owned);
     EXPECT_EQ(::lseek(file.ends[1], 0, SEEK_CUR), is_owned ? 3 : 1);
   }
-  EXPECT_THROW(nalo::fdbuf(99999, fd_ownership::owned).close(),
-               nalo::fd_output_error);
+  EXPECT_THROW(nalo::fdbuf(9999, fd_ownership::owned).close(), fd_output_error);
   nalo::fdbuf own(memory_file("text").path.c_str(), in);
   nalo::fdbuf& same = own;
   own = std::move(same);
@@ -154,7 +153,7 @@ TEST(Fdbuf, ReportsFilesThatCannotBeUsed) {
   status.sgetc();
   EXPECT_EQ(status.pubseekoff(LONG_MIN, ios_base::cur), -1);
   const char* const no_path = nullptr;
-  EXPECT_THROW(nalo::fdbuf("/", out), nalo::fd_output_error);
+  EXPECT_THROW(nalo::fdbuf("/", out), fd_output_error);
   EXPECT_THROW(nalo::fdbuf buffer(no_path), nalo::fd_input_error);
   nalo::fdbuf unreadable(::open("/proc/self/exe", O_PATH));
   EXPECT_EQ(unreadable.in_avail(), 0) << "a file without a position";
@@ -191,10 +190,10 @@ TEST(Fdbuf, MovesWithAllThatItHolds) {
   EXPECT_TRUE(nalo::has_facet<nalo::ctype<char>>(from.getloc()));
   EXPECT_FALSE(nalo::has_facet<nalo::ctype<char>>(to.getloc()));
   put(pending, "z");
-  EXPECT_THROW(pending = std::move(to), nalo::fd_output_error);
+  EXPECT_THROW(pending = std::move(to), fd_output_error);
   EXPECT_TRUE(pending.is_open() && to.is_open());
   swap(to, pending);
-  EXPECT_THROW(to.pubsync(), nalo::fd_output_error);
+  EXPECT_THROW(to.pubsync(), fd_output_error);
   put(pending, "12345678");
   EXPECT_EQ(content(sockets.ends[1]), "12345678") << "the size was not moved";
 

@@ -88,12 +88,11 @@ TEST(Number, RoundsFewDigitsAsTheModelDoes) {
 
 // Arrays on the stack hold 120 characters, or 508 digits and a point.
 TYPED_TEST(Number, WritesNumbersOfAnyLength) {
-  for (const size_t digits : {120u, 121u, 508u, 509u, 510u}) {
+  for (const size_t size : {120u, 121u, 508u, 509u, 510u}) {
     scripted_streambuf<TypeParam> buf({});
     nalo::basic_ostream<TypeParam> out(&buf);
-    out << nalo::fixed << nalo::setprecision(0)
-        << 2 * std::pow(10.L, digits - 1);
-    EXPECT_EQ(buf.output().size(), digits);
+    out << nalo::fixed << nalo::setprecision(0) << 2 * std::pow(10.L, size - 1);
+    EXPECT_EQ(buf.output().size(), size);
   }
 }
 

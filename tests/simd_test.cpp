@@ -26,13 +26,12 @@ template <class Char, class Wanted>
 void expect_found(Wanted wanted, Char hit, Char miss) {
   static Char* const source = end_of_page<Char>();
   static Char* const target = end_of_page<Char>();
-  const auto expect = [&](size_t place, const Char* from, size_t n,
-                          auto vectors) {
+  const auto expect = [&](size_t at, const Char* from, size_t n, auto vectors) {
     Char* const to = target - n;
     std::fill_n(to, n, Char());
-    ASSERT_EQ((simd::scan<vectors()>(from, n, wanted, simd::nowhere())), place);
-    ASSERT_EQ((simd::scan<vectors()>(from, n, wanted, to)), place);
-    ASSERT_TRUE(std::equal(to, to + place, from)) << place;
+    ASSERT_EQ((simd::scan<vectors()>(from, n, wanted, simd::nowhere())), at);
+    ASSERT_EQ((simd::scan<vectors()>(from, n, wanted, to)), at);
+    ASSERT_TRUE(std::equal(to, to + at, from)) << at;
   };
   for (size_t n = 0; n <= 150; ++n) {
     for (size_t gap = 0; gap < 16; ++gap) {

@@ -95,7 +95,7 @@ std::string fields(const std::tm& t) {
 }
 
 TYPED_TEST(Std, WritesTimesAsTheStandardStreamsDo) {
-  const std::tm time = {9, 5, 13, 29, 1, 124, 4, 59, 0, 0, "GMT"};
+  const std::tm tm = {9, 5, 13, 29, 1, 124, 4, 59, 0, 0, "GMT"};
   const std::string long_format(70, '%'), endless(2'000'000, 'x');
   for (const char* const format :
        {"%F %T", "%c|%x|%X|%p|%Z|%z", "", "%Ey %Od %Q", "%j%U%e%n%B",
@@ -103,15 +103,14 @@ TYPED_TEST(Std, WritesTimesAsTheStandardStreamsDo) {
     const auto wide = widened<TypeParam>(format);
     stream<TypeParam> out;
     std::basic_ostringstream<TypeParam> expected;
-    out << nalo::setw(9) << nalo::put_time(&time, wide.c_str()) << 1;
-    expected << std::setw(9) << std::put_time(&time, wide.c_str()) << 1;
+    out << nalo::setw(9) << nalo::put_time(&tm, wide.c_str()) << 1;
+    expected << std::setw(9) << std::put_time(&tm, wide.c_str()) << 1;
     EXPECT_EQ(out.written(), shown<TypeParam>(expected.str())) << format;
   }
   const auto wide = widened<TypeParam>(endless);
   stream<TypeParam> out;
   out.exceptions(bad);
-  EXPECT_THROW(out << nalo::put_time(&time, wide.c_str()),
-               nalo::overflow_error);
+  EXPECT_THROW(out << nalo::put_time(&tm, wide.c_str()), nalo::overflow_error);
 }
 
 TYPED_TEST(Std, ReadsTheFieldsOfTimes) {

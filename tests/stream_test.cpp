@@ -10,8 +10,7 @@ namespace {
 
 using namespace nalo_test;
 using namespace nalo_test::streams;
-using nalo::left, nalo::lines, nalo::noskipws, nalo::setw, nalo::words,
-    nalo::ws;
+using nalo::left, nalo::lines, nalo::noskipws, nalo::setw, nalo::words;
 
 TEST_SUITE_OF_CHARACTERS(Stream);
 
@@ -123,8 +122,8 @@ const row<Char> rows[] = {
     {CALL(io >> noskipws >> *s, *s == '#'), "", eof | fail, "1"},
     {CALL(io >> s, s[2] == 0), " abc", good, "1", "c"},
     {CALL(getstring(io, s), s[1] == 0), "a", eof, "1"},
-    {CALL((io >> ws).peek() == 'a'), " \nab", good, "1", "ab", 0},
-    {CALL(io >> ws, 0), " ", eof, "0"},
+    {CALL((io >> nalo::ws).peek() == 'a'), " \nab", good, "1", "ab", 0},
+    {CALL(io >> nalo::ws, 0), " ", eof, "0"},
     {CALL(io.peek() == io.none), "", eof, "1", "", 0},
     {CALL(io.peek(), io.read(s, 2), s[1] == 'b'), "abc", good, "1", "c", 2},
     {CALL(io.read(s, 3), s[1] == 'b'), "ab", eof | fail, "1", "", 2},
@@ -183,7 +182,7 @@ const row<Char> rows[] = {
     {CALL(io.peek(), io.drop_ctype(), raised_by([&] { io >> io.n; })), "7",
      good, "nalo::ios_base the locale lacks a facet", "7", 0},
     {CALL(io.relocated(2).in::sentry(false), io.kept()), "  1", good, "1", "1"},
-    {CALL(io.relocated(1) >> ws, io.kept()), " 1", good, "1", "1", 7},
+    {CALL(io.relocated(1) >> nalo::ws, io.kept()), " 1", good, "1", "1", 7},
     {CALL(io.relocated(4) >> s, io.kept()), "  ab c", good, "1", " c"},
     {CALL(io.relocated(4) >> io.str, io.kept()), "  ab c", good, "1", " c"},
     {CALL(io.relocated(4) >> io.n, io.kept()), "  12 ", good, "1", " "},

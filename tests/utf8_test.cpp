@@ -149,8 +149,8 @@ TEST(Utf8buf, ContinuesAfterInvalidBytes) {
 }
 
 TEST(Utf8buf, KeepsTheContract) {
-  using nalo::testing::violations;
-  const auto text = nalo::testing::sample_text<wchar_t>(300);
+  using namespace nalo::testing;
+  const auto text = sample_text<wchar_t>(300);
   over_script encoder("", {99});
   encoder.sputn(text.data(), 300);
   for (const size_t area : {0u, 1u, 7u, 999u}) {
@@ -162,11 +162,9 @@ TEST(Utf8buf, KeepsTheContract) {
     const auto written = [](over_script& buffer) {
       return decoded(buffer.below.output());
     };
-    EXPECT_EQ(
-        nalo::testing::check_input<wchar_t>(over(encoder.below.output()), text),
-        violations());
-    EXPECT_EQ(nalo::testing::check_output<wchar_t>(over(""), written),
+    EXPECT_EQ(check_input<wchar_t>(over(encoder.below.output()), text),
               violations());
+    EXPECT_EQ(check_output<wchar_t>(over(""), written), violations());
   }
 }
 

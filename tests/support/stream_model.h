@@ -110,10 +110,9 @@ class model : public nalo::basic_iostream<Char> {
   void operator<<(Char ch) { insert(&ch, 1); }
   void operator<<(buffer* from) {
     insertion([&] {
-      streamsize taken = 0;
-      take(*from, taken, no_limit,
-           [&](int_type ch) { return !sent(buf(), ch); });
-      return check(taken > 0, fail);
+      streamsize n = 0;
+      take(*from, n, no_limit, [&](int_type ch) { return !sent(buf(), ch); });
+      return check(n > 0, fail);
     });
   }
 

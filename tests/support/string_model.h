@@ -319,19 +319,18 @@ class comparison {
     const bool takes_read_only = other.str.rvalue();
     const bool finds = !a.key.empty() && s.find(a.key) != s.npos;
     const auto& [kind, name, run] = operations<string>[op];
-    const auto error =
-        raised_by([&, call = run] { call(e.str, other.str, a); });
-    if (error == "nalo::allocator out of memory" || error == "std::bad_alloc") {
+    const auto err = raised_by([&, call = run] { call(e.str, other.str, a); });
+    if (err == "nalo::allocator out of memory" || err == "std::bad_alloc") {
       return;
     }
     if (read_only && kind < swaps) {
-      EXPECT_NE(error, "");
+      EXPECT_NE(err, "");
       return;
     }
     const auto expected = raised_by(
         [&] { operations<Model<Char>>[op].run(e.model, other.model, same); });
-    EXPECT_EQ(error.empty(), expected.empty());
-    if (!error.empty()) return;
+    EXPECT_EQ(err.empty(), expected.empty());
+    if (!err.empty()) return;
     const bool moved = (kind == moves && &e != &other) || kind == swaps;
     EXPECT_EQ(s.rvalue(), kind == lends || (moved && takes_read_only));
     if (s.rvalue() || kind == leaves) return;
