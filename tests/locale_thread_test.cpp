@@ -229,8 +229,7 @@ TYPED_TEST(Characters, HaveClassesAndPunctuationOfTheCLibrary) {
   std::basic_string<TypeParam> text;
   for (int code = -2; code < 0x202; ++code) text += TypeParam(code);
   const size_t size = text.size();
-  const TypeParam* const lo = text.data();
-  const TypeParam* const hi = lo + size;
+  const TypeParam *const lo = text.data(), *const hi = lo + size;
   auto upper = text, lower = text;
   std::string narrow(size, '\0');
   std::basic_string<TypeParam> wide(size, TypeParam());

@@ -189,8 +189,7 @@ struct for_both : for_std {
   }
 };
 struct for_any {
-  template <class Stream>
-  friend Stream& operator<<(Stream& out, const for_any&) {
+  friend auto& operator<<(auto& out, const for_any&) {
     out << "any";
     return out;
   }

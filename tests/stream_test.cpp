@@ -84,8 +84,7 @@ nalo::basic_ios<Char>& wider(nalo::basic_ios<Char>& ios) {
 // The result of a call: a number, a text, or a range with brackets.
 std::string text_of(long value) { return std::to_string(value); }
 std::string text_of(std::string text) { return text; }
-template <std::ranges::view Range>
-std::string text_of(Range range) {
+std::string text_of(std::ranges::view auto range) {
   std::string all;
   for (const auto& each : range) {
     all += '[' + shown(std::basic_string_view(each.data(), each.size())) + ']';

@@ -31,8 +31,7 @@ class flawed_buffer : public std_buffer<Char> {
   bool is(const std::string& flaw) const { return flaw_ == flaw; }
 
   // Returns the result of an operation, with flaws that any operation can have.
-  template <class Result>
-  Result done(const std::string& operation, Result result) {
+  auto done(const std::string& operation, auto result) {
     if (is(operation + " raises")) throw std::runtime_error("it");
     if (is(operation + " takes")) base::uflow();
     if (is(operation + " writes")) base::overflow('~');

@@ -194,8 +194,7 @@ void compare_writing(choices& random, T value) {
   ASSERT_FALSE(in_place && buf.own_log_.find("xsputn") != std::string::npos);
 }
 
-template <class T>
-std::string read_result(T value, bool fail, bool eof, size_t taken) {
+std::string read_result(auto value, bool fail, bool eof, size_t taken) {
   std::ostringstream text;
   text.precision(std::numeric_limits<long double>::max_digits10);
   text << value << (fail ? " fail" : "") << (eof ? " eof" : "") << " taken "

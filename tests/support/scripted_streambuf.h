@@ -36,8 +36,7 @@ inline void raise(fault kind) {
 }
 
 // What a call raises: the message of an error, "int", or nothing.
-template <class Call>
-std::string raised_by(Call call) {
+std::string raised_by(auto call) {
   try {
     call();
   } catch (const std::exception& error) {
@@ -89,8 +88,7 @@ inline void arm(size_t k, fault kind) {
   armed = true;
 }
 // What a call raises when its k-th point fails.
-template <class Call>
-std::string raised_by(Call call, size_t k, fault kind) {
+std::string raised_by(auto call, size_t k, fault kind) {
   return raised_by([&] {
     const while_set disarmed_later(armed, false);
     arm(k, kind);
