@@ -29,8 +29,8 @@ TEST(Fdbuf, KeepsTheContract) {
 
 TEST(Fdbuf, DeliversEachByteOnceOrReportsAnError) {
   for (std::uint64_t seed = 0; seed < 1000 && !HasFailure(); ++seed) {
-    nalo_test::choices random(seed);
-    nalo_test::descriptor_comparison both(random);
+    choices random(seed);
+    descriptor_comparison both(random);
     for (int steps = 0; steps < 60 && !HasFailure(); ++steps) both.step();
     both.finish();
   }

@@ -105,7 +105,7 @@ TYPED_TEST(Number, NeedsAPunctuationFacetAndABuffer) {
   nalo::basic_ios<Char> io(nullptr);
   const auto check = [&](auto value, ios_base::fmtflags flags) {
     io.flags(flags);
-    ios_base::iostate err = ios_base::goodbit;
+    iostate err = good;
     io.imbue(locale());
     reader.get({}, {}, io, err, value);
     EXPECT_TRUE(value == 0 && err == (fail | eof));

@@ -42,7 +42,7 @@ std::string moved_about(Stream stream) {
   stream.setf(ios_base::hex, ios_base::basefield);
   stream.width(3);
   stream.iword(20) = 7;
-  stream.setstate(ios_base::eofbit);
+  stream.setstate(eof);
 
   Stream second(std::move(stream));
   swap(stream, second);

@@ -33,7 +33,7 @@ TYPED_TEST(Std, IteratesUntilAStreamFails) {
   numbers at(in);
   EXPECT_EQ(*at++, 7);
   EXPECT_TRUE(*at == 8 && ++at == std::default_sentinel);
-  EXPECT_EQ(in.rdstate(), ios_base::failbit);
+  EXPECT_EQ(in.rdstate(), fail);
   const std::basic_string<TypeParam> rest(characters(in), {});
   EXPECT_EQ(shown<TypeParam>(rest), "x 4");
   const auto delimiter = widened<TypeParam>(", ");
@@ -69,7 +69,7 @@ TYPED_TEST(Std, QuotesTextsAsTheStandardStreamsDo) {
     const auto read = [](auto&& in, auto quoted, const auto& text) {
       in >> quoted;
       const bool skips = (in.flags() & in.skipws) != 0;
-      const auto state = static_cast<ios_base::iostate>(in.rdstate());
+      const auto state = static_cast<iostate>(in.rdstate());
       in.clear();
       const auto rest = in.rdbuf()->sgetc();
       return std::tuple(shown<TypeParam>(text), state, skips, rest);
@@ -243,9 +243,8 @@ struct raising {
 };
 
 TYPED_TEST(Std, HandlesErrorsInStandardInserters) {
-  for (const auto mask : {ios_base::goodbit, ios_base::badbit}) {
-    const auto raised_by = [&](fault kind, const auto& value,
-                               ios_base::iostate left) {
+  for (const auto mask : {good, bad}) {
+    const auto raised_by = [&](fault kind, const auto& value, iostate left) {
       scripted_streambuf<TypeParam> buffer({});
       nalo::basic_ostream<TypeParam> out(&buffer, mask);
       out << nalo::setw(9);
@@ -255,12 +254,12 @@ TYPED_TEST(Std, HandlesErrorsInStandardInserters) {
       EXPECT_EQ(out.width(), kind == fault::refusal ? 0 : 9);
       return error;
     };
-    const bool raises = mask == ios_base::badbit;
-    EXPECT_EQ(raised_by(fault::library, for_std(), ios_base::badbit),
+    const bool raises = mask == bad;
+    EXPECT_EQ(raised_by(fault::library, for_std(), bad),
               raises ? "library" : "");
-    EXPECT_EQ(raised_by(fault::refusal, for_std(), ios_base::badbit),
+    EXPECT_EQ(raised_by(fault::refusal, for_std(), bad),
               raises ? "basic_ios::clear" : "");
-    EXPECT_EQ(raised_by(fault::none, raising(), ios_base::goodbit), "own");
+    EXPECT_EQ(raised_by(fault::none, raising(), good), "own");
   }
 }
 
@@ -279,7 +278,7 @@ TYPED_TEST(Std, ReadsTypesWithOnlyStandardExtractors) {
   in >> bits;
   EXPECT_EQ(bits.to_string(), "011");
   EXPECT_TRUE(in.get() == '0' && in.good());
-  EXPECT_EQ((in >> bits).rdstate(), ios_base::failbit);
+  EXPECT_EQ((in >> bits).rdstate(), fail);
 }
 
 }  // namespace

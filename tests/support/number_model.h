@@ -188,7 +188,7 @@ void compare_writing(choices& random, T value) {
     return;
   }
   ASSERT_EQ(buf.output(), expected);
-  ASSERT_EQ(out.rdstate(), fits ? ios_base::goodbit : ios_base::badbit);
+  ASSERT_EQ(out.rdstate(), fits ? good : bad);
   ASSERT_EQ(out.width(), 0);
   ASSERT_FALSE(buf.wrote_past_end());
   ASSERT_FALSE(in_place && buf.own_log_.find("xsputn") != std::string::npos);
