@@ -168,7 +168,7 @@ template <class String>
 void read_without_memory() {
   using Char = typename String::value_type;
   const dump_counter swallowed;
-  for (const size_t length : {50, 300}) {
+  for (const size_t length : {50u, 300u}) {
     nalo::basic_istringstream<Char> in(
         widened<Char>("a b\n" + std::string(length, 'x') + '\n'));
     String word, line;
