@@ -70,6 +70,11 @@ TEST(Fdbuf, WorksOnDescriptorsOfEachKind) {
       // Reading and writing share the position of a file.
       {"file", "abcdef", 99, "<1 >x ? <1 # >y @ ! # *",
        "a 1 4 c 6 1 4 0 4 axcyef"},
+      {"file", "abcd", 99, ">x @ *", "1 1 abcd"},
+      // A file is read again to put back what has left the area.
+      {"file", "abcdefghijklmnopq", 4, "<4 <4 - - - - - - - - - <17 - -",
+       "abcd efgh 104 103 102 101 100 99 98 97 -1 abcdefghijklmnopq 113 112"},
+      {"file", "abcdef", 99, "=3 -x @ -c @ - <9 ?", "3 -1 3 99 2 98 bcdef -1"},
       {"file", "abcdef", 99, "<1 >x . . >y <1 !",
        "a 1 -1 -1 out:EBADF in:EBADF 0"},
       // No system call if there is nothing to write or to give back.
@@ -102,7 +107,9 @@ TEST(Fdbuf, ClosesWhatItOwns) {
     nalo::fdbuf(full.ends[0], ownership).sputc('x');
     EXPECT_EQ(::fcntl(full.ends[0], F_GETFD) == -1, is_owned);
     // Another process may share the position of what is owned.
-    nalo::fdbuf(file.ends[0], ownership).sbumpc();
+    nalo::fdbuf reader(file.ends[0], ownership);
+    reader.sbumpc();
+    nalo::fdbuf(std::move(reader));
     EXPECT_EQ(::fcntl(file.ends[0], F_GETFD) == -1, is_owned);
     EXPECT_EQ(::lseek(file.ends[1], 0, SEEK_CUR), is_owned ? 3 : 1);
   }
@@ -111,6 +118,9 @@ TEST(Fdbuf, ClosesWhatItOwns) {
   nalo::fdbuf& same = own;
   own = std::move(same);
   EXPECT_EQ(own.sbumpc(), 't');
+  const int opened = own.fd();
+  own.close();
+  EXPECT_EQ(::fcntl(opened, F_GETFD), -1);
 }
 
 TEST(Fdbuf, OpensFilesInEveryMode) {

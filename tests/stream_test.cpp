@@ -408,6 +408,38 @@ TEST(NarrowStream, ReadsEveryTypeOfCharacterAsATemporary) {
   EXPECT_FALSE(nalo::istream(&buf) >> standard);
 }
 
+// Whether a line or word lies in the get area, whole or in part, or is long.
+TYPED_TEST(Stream, ReadsLinesAndWordsIntoStringsWithRoom) {
+  using Char = TypeParam;
+  using text = std::basic_string<Char>;
+  std::vector<text> all;
+  text input;
+  for (const size_t size : {1, 15, 16, 39, 63, 255, 256, 257, 600, 2}) {
+    text line;
+    for (size_t i = 0; i < size; ++i) line += Char('a' + (i + size) % 23);
+    all.push_back(line);
+    input += line + Char('\n');
+  }
+  const auto check = [&](auto str) {
+    str.reserve(700);
+    for (const size_t area : {1u, 7u, 64u, 300u, 5000u}) {
+      scripted_streambuf<Char> lines({.input = input, .get_areas = {area}}),
+          words({.input = input, .get_areas = {area}});
+      nalo::basic_istream<Char> line_by_line(&lines), word_by_word(&words);
+      for (const text& expected : all) {
+        getline(line_by_line, str);
+        EXPECT_TRUE(str == expected.c_str()) << expected.size() << ' ' << area;
+        word_by_word >> str;
+        EXPECT_TRUE(str == expected.c_str()) << expected.size() << ' ' << area;
+      }
+      EXPECT_EQ(lines.rest(), text());
+      EXPECT_EQ(words.rest(), text(1, Char('\n')));
+    }
+  };
+  check(text());
+  check(nalo::basic_string<Char>());
+}
+
 TEST(WideStream, ReadsTheCharacterThatEqualsEofWithinARun) {
   for (size_t place = 1; place < 299; ++place) {
     std::wstring text(300, L'a');

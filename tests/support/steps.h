@@ -18,7 +18,8 @@ std::string played(const std::string& script, auto run) {
 
 // Performs a step on a buffer and returns its result:
 //   <3   takes up to three characters   >ab   writes "ab"
-//   -    puts the last one back         ?     counts what can be read
+//   -    puts the last one back         -a    puts 'a' back
+//   ?    counts what can be read
 //   @    returns the position           @out  returns that of the output
 //   =3   seeks                          !     synchronizes
 template <class Char>
@@ -29,8 +30,10 @@ std::string done(const std::string& step, nalo::basic_streambuf<Char>& buffer) {
   if (is('=')) return std::to_string(buffer.pubseekpos(std::stol(argument)));
   const auto side = argument == "out" ? out : in;
   const auto tell = [&] { return buffer.pubseekoff(0, ios_base::cur, side); };
-  return std::to_string(is('>')   ? put(buffer, argument)
-                        : is('-') ? static_cast<int>(buffer.sungetc())
+  return std::to_string(is('>')       ? put(buffer, argument)
+                        : step == "-" ? static_cast<int>(buffer.sungetc())
+                        : is('-')
+                            ? static_cast<int>(buffer.sputbackc(Char(step[1])))
                         : is('?') ? buffer.in_avail()
                         : is('!') ? buffer.pubsync()
                                   : nalo::streamoff(tell()));
