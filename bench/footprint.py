@@ -99,8 +99,9 @@ def initialisers(path):
 
 def shared_library(compiler):
     output = compiler.scratch / "libnalo.so"
-    compiler.compile(sorted((ROOT / "sys/lib").glob("*.cpp")), output, "-fPIC",
-                     "-shared", "-fvisibility=hidden",
+    # Some of its sources need C++23.
+    compiler.compile(sorted((ROOT / "sys/lib").glob("*.cpp")), output,
+                     "-std=c++23", "-fPIC", "-shared", "-fvisibility=hidden",
                      "-fvisibility-inlines-hidden")
     return stripped_size(output)
 
