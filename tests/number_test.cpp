@@ -125,4 +125,27 @@ TYPED_TEST(Number, NeedsAPunctuationFacetAndABuffer) {
   EXPECT_EQ(io.width(), 0);
 }
 
+// The facet of a client is called for each type that it may format.
+template <class Char>
+struct labelling : nalo::num_put<Char> {
+  using iterator = nalo::ostreambuf_iterator<Char>;
+  iterator do_put(iterator out, ios_base&, Char, long) const override {
+    return *out = 'l', out;
+  }
+  iterator do_put(iterator out, ios_base&, Char, unsigned long) const override {
+    return *out = 'u', out;
+  }
+  iterator do_put(iterator out, ios_base&, Char, double) const override {
+    return *out = 'd', out;
+  }
+};
+TYPED_TEST(Number, IsFormattedByTheFacetOfAClient) {
+  scripted_streambuf<TypeParam> buf({});
+  nalo::basic_ostream<TypeParam> out(&buf);
+  out << 0;
+  out.imbue(nalo::locale({}, new labelling<TypeParam>));
+  out << 1 << 2L << 3U << 4.5 << true;
+  EXPECT_EQ(shown<TypeParam>(buf.output()), "0lludl");
+}
+
 }  // namespace

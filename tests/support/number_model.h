@@ -43,8 +43,7 @@ struct styled : Numpunct, punctuation {
 };
 
 template <class Char>
-nalo::locale locale_with(const punctuation& punct, nalo::allocator& ma) {
-  const nalo::locale loc({}, new nalo::num_put<Char>(0, ma));
+nalo::locale locale_with(const punctuation& punct, nalo::locale loc = {}) {
   if (punct == punctuation()) return loc;
   return {loc, new styled<nalo::numpunct<Char>>(punct)};
 }
@@ -148,7 +147,8 @@ template <class Char, class T>
 void compare_writing(choices& random, T value) {
   // Plain forms have a path of their own, if the area and the facets allow it.
   const bool is_plain = random.below(4) == 0;
-  const auto punct = is_plain ? punctuation() : choose_punctuation(random);
+  const auto punct =
+      random.below(4) == 0 ? punctuation() : choose_punctuation(random);
   // The buffer seldom accepts more than one block.
   const auto limit = random.below(64) == 63
                          ? 70'000
@@ -160,13 +160,16 @@ void compare_writing(choices& random, T value) {
   nalo::basic_ostream<Char> out(&buf);
   failing_source memory;
   nalo::allocator ma(memory);
-  if (!is_plain) out.imbue(locale_with<Char>(punct, ma));
+  const nalo::locale facets =
+      is_plain ? nalo::locale()
+               : nalo::locale({}, new nalo::num_put<Char>(0, ma));
+  out.imbue(locale_with<Char>(punct, facets));
   out.flags(choose_flags(random) &
             (is_plain ? choose_flags(random) : ~fmtflags()));
   out.precision(is_plain ? static_cast<streamsize>(random.below(20))
                          : choose_length(random));
   // At most one of the two is cut for the reference.
-  out.width(is_plain ? 0
+  out.width(is_plain ? random.one_of<streamsize>({0, 0, 1, 12})
             : out.precision() < 3000
                 ? choose_length(random)
                 : static_cast<streamsize>(random.below(3)));
@@ -283,7 +286,7 @@ void compare_reading(std::string text, fmtflags flags, punctuation punct,
   for (const char ch : text) input += Char(is_wide && ch == '~' ? 0x130 : ch);
   scripted_streambuf<Char> buf({.input = input, .get_areas = windows});
   nalo::basic_istream<Char> in(&buf);
-  in.imbue(locale_with<Char>(punct, nalo::allocator::default_()));
+  in.imbue(locale_with<Char>(punct));
   in.flags(flags & ~ios_base::skipws);
   if (at_hand) buf.sbumpc();
   T value = {};

@@ -35,6 +35,19 @@ class model : public nalo::basic_iostream<Char> {
       }
     });
   }
+  int_type get() {
+    return look([&] {
+      const int_type ch = buf().sbumpc();
+      if (ch != none) gcount_ = 1;
+      return std::pair(ch, ch == none ? eof | fail : good);
+    });
+  }
+  int_type peek() {
+    return look([&] {
+      const int_type ch = buf().sgetc();
+      return std::pair(ch, left(ch));
+    });
+  }
   void getline(Char* s, streamsize n, Char delim) {
     if (n > 0) *s = Char();
     extract(true, gcount_, [&] {
@@ -151,6 +164,14 @@ class model : public nalo::basic_iostream<Char> {
     if (gate(noskip)) guarded([&] { err = work(); });
     if (taken == 0) err |= fail;
     if (err != good) this->setstate(err);
+  }
+  // The same for one character, which sets no failbit of its own.
+  int_type look(auto work) {
+    std::pair<int_type, iostate> result(none, good);
+    gcount_ = 0;
+    if (gate(true)) guarded([&] { result = work(); });
+    if (result.second != good) this->setstate(result.second);
+    return result.first;
   }
   bool gate(bool noskip) {
     iostate err = good;
@@ -307,6 +328,8 @@ struct world : scripted_world<Char, Stream> {
         OP(getline(w.io, w.standard, a.ch, a.size)),
         OP(decltype(w.standard)().swap(w.standard)),
         OP(w.io.unget()),
+        OP(w.array[0] = static_cast<Char>(w.io.get())),
+        OP(w.array[0] = static_cast<Char>(w.io.peek())),
         OP(w.str = w.shared),
         OP(w.str = string::c_str(w.shared.c_str(), 1)),
 
