@@ -90,4 +90,20 @@ TYPED_TEST(Syncstream, EmitsOnRequestAndWhenReplacedOrDestroyed) {
   EXPECT_TRUE(below.good());
 }
 
+TYPED_TEST(Syncstream, EmitsWhatAnAssignmentReplacesAndMovesItsSettings) {
+  using syncbuf = nalo::basic_syncbuf<TypeParam>;
+  scripted_streambuf<TypeParam> target({});
+  syncbuf one(&target), two(&target), without_target;
+  one.sputc('1');
+  two.sputc('2');
+  two.set_emit_on_sync(true);
+  one = std::move(two);
+  EXPECT_EQ(shown<TypeParam>(target.output()), "1");
+  EXPECT_EQ(one.pubsync(), 0);
+  EXPECT_EQ(shown<TypeParam>(target.output()), "12");
+  without_target.set_emit_on_sync(true);
+  without_target.sputc('3');
+  EXPECT_EQ(without_target.pubsync(), -1);
+}
+
 }  // namespace

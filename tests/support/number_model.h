@@ -146,9 +146,10 @@ inline testing::Message about(const std::string& value, fmtflags flags,
 template <class Char, class T>
 void compare_writing(choices& random, T value) {
   // Plain forms have a path of their own, if the area and the facets allow it.
-  const bool is_plain = random.below(4) == 0;
-  const auto punct =
-      random.below(4) == 0 ? punctuation() : choose_punctuation(random);
+  const bool is_plain = random.below(2) == 0;
+  const auto punct = random.below(is_plain ? 2 : 4) == 0
+                         ? punctuation()
+                         : choose_punctuation(random);
   // The buffer seldom accepts more than one block.
   const auto limit = random.below(64) == 63
                          ? 70'000
