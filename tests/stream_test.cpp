@@ -105,7 +105,7 @@ struct row {
 };
 
 constexpr const char* far =
-    "longer than what is widened at once, which is sixty-four characters";
+    "more than sixty-four characters, which are widened in several blocks";
 
 #define CALL(...)                                                           \
   "" #__VA_ARGS__,                                                          \

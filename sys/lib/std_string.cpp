@@ -1,4 +1,4 @@
-// Instantiates the extractions into the usual standard string of char.
+// Instantiates the extractions into std::string.
 #include "std_string.h"
 
 namespace nalo {

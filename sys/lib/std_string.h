@@ -6,7 +6,7 @@
 #include <nalo/base/impl/istream>
 
 #ifndef __cpp_lib_string_resize_and_overwrite
-#error "nalo: this file needs the strings of C++23"
+#error "nalo: compile this file as C++23, for resize_and_overwrite()"
 #endif
 
 namespace nalo {
@@ -32,9 +32,9 @@ class own_storage<std::basic_string<Char, Traits, Allocator>> {
     set_size(n);
     return simd::copy_until(first, n, wanted, str_.data());
   }
-  // The size is within the capacity, so nothing is allocated. New characters
-  // are written next, and not by the callback: for that, compilers would keep
-  // all that it needs in memory.
+  // The size must be within the capacity, so that nothing is allocated. The
+  // caller writes the new characters: a callback that wrote them would not be
+  // inlined, and would pass everything it uses through memory.
   void set_size(size_t size) const noexcept {
     str_.resize_and_overwrite(size, [](Char*, size_t all) { return all; });
   }

@@ -1,4 +1,4 @@
-// Instantiates the extractions into the usual standard string of wchar_t.
+// Instantiates the extractions into std::wstring.
 #include "std_string.h"
 
 namespace nalo {
