@@ -153,7 +153,7 @@ TYPED_TEST(Exhaust, NumbersInAreas) {
     }
     if (areas.empty()) areas = {1};
     const auto flags =
-        all.one_of({ios_base::dec, ios_base::hex, ios_base::boolalpha});
+        all.one_of({default_flags, ios_base::hex, ios_base::boolalpha});
     size_t left = all.below(std::tuple_size_v<types>);
     const auto one = [&]<class T>(T) {
       if (left-- == 0) compare_reading<T, TypeParam>(text, flags, {}, areas);
