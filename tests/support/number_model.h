@@ -66,9 +66,9 @@ inline punctuation choose_punctuation(choices& random) {
           random.text<char>(random.below(4), "aab")};
 }
 
-// Each flag has a chance of one half or one quarter.
 constexpr fmtflags default_flags = ios_base::dec | ios_base::skipws;
 
+// Each flag has a chance of one half or one quarter.
 inline fmtflags choose_flags(choices& random) {
   const auto some = random.bits(2), mask = random.bits(2);
   return static_cast<fmtflags>(some & (mask & 0x8000 ? 0x7FFF : mask & 0x7FFF));
