@@ -202,6 +202,11 @@ TEST(Mapbuf, ReadsAFileInMemory) {
   EXPECT_EQ(one.view(), "");
   swap(one, two);
   EXPECT_EQ(one.view(), text);
+  char* const page = const_cast<char*>(one.view().data());
+  unsigned char in_core;
+  EXPECT_EQ(::mincore(page, 1, &in_core), 0);
+  one = std::move(two);
+  EXPECT_EQ(::mincore(page, 1, &in_core), -1) << "it is still mapped";
 }
 
 TEST(Mapbuf, ReportsWhatItCannotMap) {
@@ -210,7 +215,15 @@ TEST(Mapbuf, ReportsWhatItCannotMap) {
   };
   expect("/", "cannot map \"/\": No such device");
   expect("/none", "cannot open \"/none\": No such file or directory");
+  expect("/proc/self/status",
+         "cannot map \"/proc/self/status\": No such device");
+  const char* const no_path = nullptr;
+  expect(no_path, "cannot open \"\": No such file or directory");
   expect(-1, "cannot map a descriptor: Bad file descriptor");
+  const memory_file file("text");
+  const int write_only = ::open(file.path.c_str(), O_WRONLY);
+  expect(write_only, "cannot map a descriptor: Permission denied");
+  ::close(write_only);
 }
 
 }  // namespace

@@ -36,6 +36,9 @@ TEST(ConsoleStreams, WriteAtOnceOrWhenTheyAreFlushed) {
                  << "b\n"
                  << 'c'; }, "", "a\r\nb\r\n"},
       {[] { cout << "a" << nalo::flush << 'b'; }, "a", "a"},
+      {[] { cout.put('a').put('\n').put('b'); }, "", "a\r\n"},
+      {[] { cerr.put('a'), clog.put('b').put('\n').put('c'); }, "ab\n",
+       "ab\r\n"},
       {[] { cout << "a", cin.get(); }, "a", "a"},
       {[] { cout << "a", cerr << "b" << 1, cout << "c"; }, "ab1", "ab1"},
       {[] { clog << "a\n", clog << "b"; }, "a\n", "a\r\n"},

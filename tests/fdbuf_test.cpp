@@ -86,7 +86,7 @@ TEST(Fdbuf, WorksOnDescriptorsOfEachKind) {
       {"sockets", "unread", 99, "? <2 >question ! * <2 @ =3 <1 . <1",
        "6 un 8 0 question re -1 -1 a -1 in:EBADF"},
       // What cannot be written stays pending.
-      {"/dev/full", "", 99, ">x ! .", "1 out:ENOSPC out:ENOSPC"},
+      {"/dev/full", "", 99, "? >x ! .", "-1 1 out:ENOSPC out:ENOSPC"},
       // The size of a file of /proc is 0, and that of a directory says nothing.
       {"/", "", 99, "? <1", "0 in:EISDIR"},
       {"/proc/self/status", "", 99, "?", "0"},
@@ -163,6 +163,8 @@ TEST(Fdbuf, ReportsFilesThatCannotBeUsed) {
   status.sgetc();
   EXPECT_EQ(status.pubseekoff(LONG_MIN, ios_base::cur), -1);
   const char* const no_path = nullptr;
+  EXPECT_EQ(raised_by([] { nalo::fdbuf buffer("/none", in | ate); }),
+            "cannot open \"/none\": No such file or directory");
   EXPECT_THROW(nalo::fdbuf("/", out), fd_output_error);
   EXPECT_THROW(nalo::fdbuf buffer(no_path), nalo::fd_input_error);
   nalo::fdbuf unreadable(::open("/proc/self/exe", O_PATH));
@@ -176,6 +178,7 @@ TEST(Fdbuf, ReportsFilesThatCannotBeUsed) {
 TEST(Fdbuf, OpensOneFileAfterAnother) {
   const descriptors pipe("pipe"), file("file", "abc");
   nalo::filebuf buffer;
+  std::set<int> used;
   EXPECT_EQ(::write(pipe.ends[1], "de", 2), 2);
   for (const auto& [fd, position] :
        {std::pair(pipe.ends[0], -1), std::pair(file.ends[0], 1)}) {
@@ -186,8 +189,10 @@ TEST(Fdbuf, OpensOneFileAfterAnother) {
     buffer.sbumpc();
     buffer.pubsync();
     EXPECT_EQ(::lseek(buffer.fd(), 0, SEEK_CUR), position);
+    used.insert(buffer.fd());
     buffer.close();
   }
+  EXPECT_EQ(used.size(), 1u) << "a descriptor is still open";
 }
 
 // The locale and the size move too; output that cannot be written stays.

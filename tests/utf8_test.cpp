@@ -184,6 +184,7 @@ TEST(Utf8buf, UsesThePositionsOfTheBytes) {
        R"(a\xE9\xFFFD\x20AC 7 8364 65533 3 \xFFFD\x20AC\x1F600z )"
        R"(3 \xFFFD 65533 3)"},
       {"<2 ! <1 @", R"(a\xE9 0 \xFFFD 4)"},
+      {"<3 =1in <1 @", R"(a\xE9\xFFFD 1 \xE9 3)"},
       // Reading and writing share a position in a file, but not in a string.
       {"<1 >x @ @out <2", R"(a 1 2 2 \xFFFD\xFFFD)", R"(a 1 1 1 \xE9\xFFFD)"},
       {"<3 @out >x @ <2", R"(a\xE9\xFFFD 4 1 5 \xFFFD\xFFFD)",
@@ -229,17 +230,60 @@ TEST(Utf8buf, IsMovedAndSwappedWithoutItsBytes) {
 }
 
 TEST(Utf8buf, CompletesACharacterThatWasWrittenInPart) {
-  over_script buffer("", {1});
-  buffer.below.play_.accepts = 2;
-  EXPECT_EQ(buffer.sputn(L"a\u20AC", 2), 2);
-  EXPECT_EQ(buffer.sputn(L"bc", 2), 0);
-  EXPECT_EQ(buffer.sputc(L'b'), nalo::wstreambuf::traits_type::eof());
-  EXPECT_EQ(buffer.pubsync(), -1);
-  EXPECT_EQ(buffer.below.output(), "a\xE2");
-  buffer.below.play_.accepts = 5;
-  EXPECT_EQ(buffer.sputn(L"bc", 2), 1);
-  EXPECT_EQ(buffer.sputc(L'c'), nalo::wstreambuf::traits_type::eof());
-  EXPECT_EQ(buffer.below.output(), "a\xE2\x82\xAC\x62");
+  constexpr auto none = nalo::wstreambuf::traits_type::eof();
+  for (const bool as_block : {true, false}) {
+    over_script buffer("", {1});
+    buffer.below.play_.accepts = 2;
+    EXPECT_EQ(buffer.sputn(L"a\u20AC", 2), 2);
+    EXPECT_EQ(buffer.sputn(L"bc", 2), 0);
+    EXPECT_EQ(buffer.sputc(L'b'), none);
+    EXPECT_EQ(buffer.pubsync(), -1);
+    EXPECT_EQ(buffer.pubseekoff(0, ios_base::cur), -1);
+    EXPECT_EQ(buffer.pubseekpos(0), -1);
+    EXPECT_EQ(buffer.below.output(), "a\xE2");
+    buffer.below.play_.accepts = 5;
+    EXPECT_EQ(as_block ? buffer.sputn(L"bc", 2) : buffer.sputc(L'b'),
+              as_block ? 1 : 'b');
+    EXPECT_EQ(buffer.sputc(L'c'), none);
+    EXPECT_EQ(buffer.below.output(), "a\xE2\x82\xAC\x62");
+  }
+}
+
+TEST(Utf8buf, ContinuesACharacterWhoseOtherBytesComeLater) {
+  int ends[2];
+  ASSERT_EQ(::pipe2(ends, O_NONBLOCK), 0);
+  nalo::owning_utf8buf<nalo::fdbuf> pipe(encoding_errors::raise, ends[0],
+                                         nalo::fd_ownership::owned);
+  EXPECT_EQ(::write(ends[1], "ab\xE2\x82", 4), 4);
+  EXPECT_EQ(pipe.in_avail(), 2);
+  EXPECT_EQ(played_on(pipe, "<2"), "ab");
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_THROW(pipe.sgetc(), nalo::fd_input_error);
+    EXPECT_EQ(pipe.in_avail(), 0);
+  }
+  auto moved = std::move(pipe);
+  EXPECT_EQ(::write(ends[1], "\xACz", 2), 2);
+  EXPECT_EQ(moved.sbumpc(), 0x20AC);
+  EXPECT_EQ(moved.in_avail(), 1);
+  ::close(ends[1]);
+  EXPECT_EQ(played_on(moved, "<2 ?"), "z 0");
+}
+
+// What a buffer without positions has counted, it moves too.
+TEST(Utf8buf, CountsBytesForTheMessagesOfErrors) {
+  scripted_streambuf<char> below({"ab\xFFz", {9}, {9}});
+  utf8buf one(&below, encoding_errors::raise);
+  utf8buf two(nullptr, encoding_errors::replace);
+  EXPECT_EQ(one.sputn(L"\xE9", 1) + one.sputn(L"b\xE9", 2), 3);
+  EXPECT_EQ(one.sputc(L'c'), 'c');
+  EXPECT_EQ(played_on(one, "<1"), "a");
+  below.play_.accepts = 7;
+  EXPECT_EQ(one.sputn(L"\u20AC", 1), 1);
+  swap(one, two);
+  EXPECT_EQ(read_from(two), "bnot UTF-8 at byte 2");
+  below.play_.accepts = 99;
+  EXPECT_EQ(raised_by([&] { two.sputn(L"\xD800", 1); }),
+            "no UTF-8 for the wide character at byte 9");
 }
 
 }  // namespace

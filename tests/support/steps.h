@@ -21,13 +21,17 @@ std::string played(const std::string& script, auto run) {
 //   -    puts the last one back         -a    puts 'a' back
 //   ?    counts what can be read
 //   @    returns the position           @out  returns that of the output
-//   =3   seeks                          !     synchronizes
+//   =3   seeks                          =3in  seeks in the input
+//   !    synchronizes
 template <class Char>
 std::string done(const std::string& step, nalo::basic_streambuf<Char>& buffer) {
   const std::string argument = step.substr(1);
   const auto is = [&](char what) { return step[0] == what; };
   if (is('<')) return shown<Char>(taken(buffer, std::stoul(argument)));
-  if (is('=')) return std::to_string(buffer.pubseekpos(std::stol(argument)));
+  if (is('=')) {
+    const auto mode = argument.ends_with("in") ? in : in | out;
+    return std::to_string(buffer.pubseekpos(std::stol(argument), mode));
+  }
   const auto side = argument == "out" ? out : in;
   const auto tell = [&] { return buffer.pubseekoff(0, ios_base::cur, side); };
   return std::to_string(is('>')       ? put(buffer, argument)
