@@ -65,6 +65,7 @@ TEST(Raise, RegistersTheErrorWithItsThreadAndThrowsItByItsType) {
     EXPECT_EQ(last(), "2 c:4: nalo::ios_base the locale lacks a facet");
     EXPECT_EQ(raise_forgetful(), "a/file: local");
     EXPECT_EQ(last(), "4 b:3: swallowed");
+    EXPECT_EQ(raised_by([] { const raises_at_once raise; }), "swallowed");
     EXPECT_THROW(tThrow(locale_error("", 0, "")), locale_error);
     EXPECT_THROW(tThrow(nalo::exception("", 0, "")), nalo::exception);
     EXPECT_THROW(tThrow(42), int);
@@ -105,6 +106,9 @@ TEST(Raise, WorksWithoutMemory) {
       copy = same;
     }
     EXPECT_EQ(copy.what(), longer);
+    copy = nalo::exception("", 0, "short");
+    EXPECT_STREQ(copy.what(), "short");
+    copy = nalo::exception("", 0, longer.c_str());
     copy.register_on_thread();
     EXPECT_EQ(nalo::exception::last_on_thread().message, longer);
   }

@@ -105,6 +105,10 @@ TYPED_TEST(OwningStreams, HaveBuffersThatMoveAndSwapByThemselves) {
   auto text = widened<Char>("abc");
   EXPECT_EQ(basic_spanbuf<Char>(text, ios_base::in).span().size(), 3u);
   EXPECT_TRUE(basic_spanbuf<Char>().span().empty());
+  basic_spanbuf<Char> reader(text, ios_base::in), writer(text, ios_base::out);
+  swap(reader, writer);
+  EXPECT_TRUE(put(reader, "x") == 1 && put(writer, "x") == 0);
+  EXPECT_TRUE(taken(reader, 1).empty() && taken(writer, 1).size() == 1);
 }
 
 // The allocators of the strings move too; a buffer set by rdbuf() stays.

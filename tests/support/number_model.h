@@ -167,8 +167,13 @@ void compare_writing(choices& random, T value) {
       is_plain ? nalo::locale()
                : nalo::locale({}, new nalo::num_put<Char>(0, ma));
   out.imbue(locale_with<Char>(punct, facets));
-  out.flags(choose_flags(random) &
-            (is_plain ? choose_flags(random) : ~fmtflags()));
+  out.flags(choose_flags(random));
+  if (is_plain) {
+    out.flags(random.one_of({default_flags, default_flags | ios_base::boolalpha,
+                             default_flags | ios_base::fixed,
+                             default_flags | ios_base::scientific,
+                             ios_base::hex, out.flags()}));
+  }
   out.precision(is_plain ? static_cast<streamsize>(random.below(20))
                          : choose_length(random));
   // At most one of the two is cut for the reference.
