@@ -73,8 +73,14 @@ TYPED_TEST(Syncstream, EmitsOnRequestAndWhenReplacedOrDestroyed) {
     last << "k";
     other = std::move(last);
     expect("abcdefgh\\x0Aij", "xsputn overflow(105) sync ");
+    other << nalo::flush;
+    other.emit();
+    expect("abcdefgh\\x0Aijk", "overflow(107) sync ");
+    other << nalo::flush;
+    other.emit();
+    other.emit();
   }
-  expect("abcdefgh\\x0Aijk", "overflow(107) ");
+  expect("abcdefgh\\x0Aijk", "xsputn sync ");
   {
     osyncstream out(&target);
     out << "lost";
@@ -101,6 +107,9 @@ TYPED_TEST(Syncstream, EmitsWhatAnAssignmentReplacesAndMovesItsSettings) {
   EXPECT_EQ(shown<TypeParam>(target.output()), "1");
   EXPECT_EQ(one.pubsync(), 0);
   EXPECT_EQ(shown<TypeParam>(target.output()), "12");
+  for (int i = 0; i < 600; ++i) one.sputc('x');
+  EXPECT_TRUE(one.emit() && one.emit());
+  EXPECT_EQ(target.output().size(), 602u);
   without_target.set_emit_on_sync(true);
   without_target.sputc('3');
   EXPECT_EQ(without_target.pubsync(), -1);
