@@ -20,7 +20,9 @@ TYPED_TEST(Number, AgreesWithTheModel) {
 // Forms that random texts seldom have, read as each type. # stands for zeros.
 TYPED_TEST(Number, ReadsRareFormsAsTheModelDoes) {
   using namespace numbers;
-  std::vector<std::string> limits = {"18446744073709551616"};  // of integers
+  // Of integers; the last two have one hexadecimal or octal digit too many.
+  std::vector<std::string> limits = {
+      "18446744073709551616", "10000000000000000", "2000000000000000000000"};
   for (const int bits : {15, 16, 31, 32, 63, 64}) {
     for (const unsigned long near : {~0UL, 0UL, 1UL}) {
       limits.push_back(std::to_string((bits < 64 ? 1UL << bits : 0) + near));
@@ -38,7 +40,8 @@ TYPED_TEST(Number, ReadsRareFormsAsTheModelDoes) {
       {{}, {"+0X.8AP-3", "0xaFp+3", "0x1p", "0x.", "-0x", "0x1p-", "0x.0p1"}},
       {{}, {"-nan", "inf", "1ea", "1e2a", "12\xFF"}},
       {{}, {"0.0e5", "-0x0p5", "1e#5", "#42", "1#", "-0.0", "5.", ".5", "."}},
-      {{}, {"1.5e-308", "1e-38"}},  // just subnormal
+      {{}, {"1.5e-308", "1e-38", "2e-320", "1e-45"}},    // subnormal
+      {{}, {"1.8e308", "-1e309", "3.5e38", "-1.e+39"}},  // out of range
       // Half way between two values of double or float.
       {{}, {"9007199254740995", "4503599627370497.5", "8388609.5", "1e23"}},
       {{}, {"0x" + ones + "p-300", "1#e-9999", "0.#1e10000", "0x1#p-39996"}},
@@ -150,6 +153,26 @@ TYPED_TEST(Number, IsFormattedByTheFacetOfAClient) {
   out.imbue(nalo::locale({}, new labelling<TypeParam>));
   out << 1 << 2L << 3U << 4.5 << true;
   EXPECT_EQ(shown<TypeParam>(buf.output()), "0lludl");
+}
+
+// A facet that parses is called even when the number is at hand.
+template <class Char>
+struct always_42 : nalo::num_get<Char> {
+  using iterator = nalo::istreambuf_iterator<Char>;
+  iterator do_get(iterator in, iterator, ios_base&, iostate&,
+                  long& val) const override {
+    return val = 42, in;
+  }
+};
+TYPED_TEST(Number, IsReadByTheFacetOfAClient) {
+  scripted_streambuf<TypeParam> buf({.input = widened<TypeParam>(" 7 ")});
+  nalo::basic_istream<TypeParam> in(&buf);
+  in.imbue(locale(locale(), new always_42<TypeParam>));
+  in.peek();
+  int value = 0;
+  in >> value;
+  EXPECT_EQ(value, 42);
+  EXPECT_EQ(buf.rest(), widened<TypeParam>("7 "));
 }
 
 }  // namespace
