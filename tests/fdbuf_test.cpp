@@ -163,9 +163,9 @@ TEST(Fdbuf, ReportsFilesThatCannotBeUsed) {
   nalo::fdbuf status("/proc/self/status");
   status.sgetc();
   EXPECT_EQ(status.pubseekoff(LONG_MIN, ios_base::cur), -1);
-  const char* const no_path = nullptr;
   EXPECT_EQ(raised_by([] { nalo::fdbuf buffer("/none", in | ate); }),
             "cannot open \"/none\": No such file or directory");
+  const char* const no_path = nullptr;
   EXPECT_THROW(nalo::fdbuf("/", out), fd_output_error);
   EXPECT_THROW(nalo::fdbuf buffer(no_path), nalo::fd_input_error);
   nalo::fdbuf unreadable(::open("/proc/self/exe", O_PATH));

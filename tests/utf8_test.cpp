@@ -230,7 +230,7 @@ TEST(Utf8buf, IsMovedAndSwappedWithoutItsBytes) {
   two.sgetc();
   EXPECT_EQ(second.in_avail(), -1);
   two.pubsync();
-  EXPECT_EQ(second.in_avail(), 2) << "what was not delivered is not given back";
+  EXPECT_EQ(second.in_avail(), 2) << "undelivered input was not given back";
   EXPECT_EQ(read_from(one) + read_from(two), "abcd");
 }
 
