@@ -204,10 +204,10 @@ TYPED_TEST(Std, ChecksTheRangesOfTheFieldsOfTimes) {
   const struct {
     char letter;
     int low, high;
-  } rows[] = {{'C', 0, 99},  {'d', 1, 31}, {'H', 0, 23}, {'I', 1, 12},
-              {'j', 1, 366}, {'m', 1, 12}, {'M', 0, 59}, {'S', 0, 60},
-              {'u', 1, 7},   {'w', 0, 6},  {'W', 0, 53}, {'y', 0, 99},
-              {'Y', 0, 9999}};
+  } rows[] = {{'C', 0, 99},  {'d', 1, 31}, {'H', 0, 23},  {'I', 1, 12},
+              {'j', 1, 366}, {'m', 1, 12}, {'M', 0, 59},  {'S', 0, 60},
+              {'u', 1, 7},   {'w', 0, 6},  {'U', 0, 53},  {'V', 0, 53},
+              {'W', 0, 53},  {'y', 0, 99}, {'Y', 0, 9999}};
   for (const auto& row : rows) {
     const TypeParam format[] = {'%', TypeParam(row.letter), 0};
     const size_t digits = std::to_string(row.high).size();
