@@ -241,41 +241,36 @@ void operator<<(nalo::ostream&, const made_of_text&) = delete;
 TYPED_TEST(Stream, WritesTextsOfEveryType) {
   using Char = TypeParam;
   using out = nalo::basic_ostream<Char>;
-  const auto expect = [](auto&& value, const std::string& output) {
+  const auto expect_one = [](const std::string& output, auto&& value) {
     scripted_streambuf<Char> buf({});
     out to(&buf);
     std::move(to) << nalo::setfill(Char('.')) << nalo::setw(5);
     to << static_cast<decltype(value)>(value);
-    EXPECT_EQ(shown<Char>(buf.output()), output);
+    EXPECT_EQ(shown<Char>(buf.output()), output) << typeid(value).name();
     EXPECT_EQ(to.rdstate(), output.empty() ? bad : good);
+  };
+  const auto expect = [&](const char* output, auto&&... values) {
+    (expect_one(output, static_cast<decltype(values)>(values)), ...);
   };
   const auto text = widened<Char>("abc");
   const nalo::basic_string<Char> str(text);
-  expect(Char('x'), "....x");
-  expect('x', "....x");
-  expect("\xE9", "....\\xE9");
-  expect(text.c_str(), "..abc");
-  expect("abc", "..abc");
-  expect("", ".....");
+  expect("....x", Char('x'), 'x', letter_x, converting<char>{'x'});
+  expect("....\\xE9", "\xE9");
+  expect("..abc", text.c_str(), "abc", converting<const char*>{"abc"}, text,
+         std::basic_string<Char, other_traits<Char>>(text.c_str()), str);
+  expect("...bc", std::basic_string_view<Char>(text).substr(1));
+  expect("abcabc", str + str);
+  expect(".....", "");
   expect(far, far);
-  expect(converting<char>{'x'}, "....x");
-  expect(converting<const char*>{"abc"}, "..abc");
-  expect(letter_x, "....x");
-  expect(nullptr, "nullptr");
-  expect(static_cast<const void*>(nullptr), "....0");
-  expect(static_cast<const char*>(nullptr), "");
-  expect(static_cast<const Char*>(nullptr), "");
-  expect(stream<Char>::no_buffer, "");
-  expect(text, "..abc");
-  expect(std::basic_string<Char, other_traits<Char>>(text.c_str()), "..abc");
-  expect(std::basic_string_view<Char>(text).substr(1), "...bc");
-  expect(str, "..abc");
-  expect(str + str, "abcabc");
+  expect("nullptr", nullptr);
+  expect("....0", static_cast<const void*>(nullptr));
+  expect("", static_cast<const char*>(nullptr),
+         static_cast<const Char*>(nullptr), stream<Char>::no_buffer);
   if constexpr (sizeof(Char) == 1) {
-    expect(static_cast<unsigned char>('a'), "....a");
-    expect(static_cast<signed char>('a'), "....a");
-    expect(reinterpret_cast<const unsigned char*>("abc"), "..abc");
-    expect(reinterpret_cast<const signed char*>("abc"), "..abc");
+    expect("....a", static_cast<unsigned char>('a'),
+           static_cast<signed char>('a'));
+    expect("..abc", reinterpret_cast<const unsigned char*>("abc"),
+           reinterpret_cast<const signed char*>("abc"));
   }
 }
 
@@ -414,27 +409,25 @@ TYPED_TEST(Stream, ReadsLinesAndWordsIntoStringsWithRoom) {
   using text = std::basic_string<Char>;
   std::vector<text> all;
   text input;
-  for (const size_t size :
-       {1u, 15u, 16u, 39u, 63u, 255u, 256u, 257u, 600u, 2u}) {
-    text line;
-    for (size_t i = 0; i < size; ++i) line += Char('a' + (i + size) % 23);
-    all.push_back(line);
-    input += line + Char('\n');
+  for (const size_t size : {1, 15, 16, 39, 63, 255, 256, 257, 600, 2}) {
+    all.emplace_back();
+    for (size_t i = 0; i < size; ++i) all.back() += Char('a' + (i + size) % 23);
+    input += all.back() + Char('\n');
   }
   const auto check = [&](auto str) {
     str.reserve(700);
     for (const size_t area : {1u, 7u, 64u, 300u, 5000u}) {
-      scripted_streambuf<Char> lines({.input = input, .get_areas = {area}}),
-          words({.input = input, .get_areas = {area}});
-      nalo::basic_istream<Char> line_by_line(&lines), word_by_word(&words);
+      const script<Char> play = {.input = input, .get_areas = {area}};
+      scripted_world<Char> lines(play), words(play);
+      SCOPED_TRACE(area);
       for (const text& expected : all) {
-        getline(line_by_line, str);
-        EXPECT_TRUE(str == expected.c_str()) << expected.size() << ' ' << area;
-        word_by_word >> str;
-        EXPECT_TRUE(str == expected.c_str()) << expected.size() << ' ' << area;
+        getline(lines.io, str);
+        EXPECT_TRUE(str == expected.c_str()) << "line of " << expected.size();
+        words.io >> str;
+        EXPECT_TRUE(str == expected.c_str()) << "word of " << expected.size();
       }
-      EXPECT_EQ(lines.rest(), text());
-      EXPECT_EQ(words.rest(), text(1, Char('\n')));
+      EXPECT_EQ(lines.buf.rest(), text());
+      EXPECT_EQ(words.buf.rest(), text(1, Char('\n')));
     }
   };
   check(text());
@@ -445,22 +438,20 @@ TEST(WideStream, ReadsTheCharacterThatEqualsEofWithinARun) {
   for (size_t place = 1; place < 299; ++place) {
     std::wstring text(300, L'a');
     text[place] = text[place + 1] = wchar_t(-1);
-    const auto open = [&](auto extract, const char* what) {
-      scripted_streambuf<wchar_t> buf(
-          {.input = text + L":b", .get_areas = {1000}});
-      nalo::wistream in(&buf);
-      in.peek();
-      extract(in);
-      EXPECT_EQ(in.rdstate(), good) << what << place;
-      EXPECT_EQ(buf.rest(), L"b") << what << place;
+    const auto read = [&](auto extract, const char* what) {
+      scripted_world<wchar_t> w({.input = text + L":b", .get_areas = {1000}});
+      w.io.peek();
+      extract(w.io);
+      EXPECT_EQ(w.io.rdstate(), good) << what << place;
+      EXPECT_EQ(w.buf.rest(), L"b") << what << place;
     };
     nalo::wstring line;
     std::wstring standard;
     wchar_t array[400];
-    open([&](auto& in) { getline(in, line, L':'); }, "string ");
-    open([&](auto& in) { getline(in, standard, L':'); }, "std::string ");
-    open([&](auto& in) { in.getline(array, 400, L':'); }, "array ");
-    open([&](auto& in) { in.ignore(400, L':'); }, "ignore ");
+    read([&](auto& in) { getline(in, line, L':'); }, "string ");
+    read([&](auto& in) { getline(in, standard, L':'); }, "std::string ");
+    read([&](auto& in) { in.getline(array, 400, L':'); }, "array ");
+    read([&](auto& in) { in.ignore(400, L':'); }, "ignore ");
     EXPECT_TRUE(text == line.c_str() && text == standard && text == array);
   }
 }
