@@ -96,10 +96,10 @@ TEST(Number, RoundsFewDigitsAsTheModelDoes) {
 // Arrays on the stack hold 120 characters, or 508 digits and a point.
 TYPED_TEST(Number, WritesNumbersOfAnyLength) {
   for (const size_t size : {120u, 121u, 508u, 509u, 510u}) {
-    scripted_streambuf<TypeParam> buf({});
-    nalo::basic_ostream<TypeParam> out(&buf);
-    out << nalo::fixed << nalo::setprecision(0) << 2 * std::pow(10.L, size - 1);
-    EXPECT_EQ(buf.output().size(), size);
+    scripted_world<TypeParam> w({});
+    w.io << nalo::fixed << nalo::setprecision(0)
+         << 2 * std::pow(10.L, size - 1);
+    EXPECT_EQ(w.buf.output().size(), size);
   }
 }
 
@@ -146,15 +146,6 @@ struct labelling : nalo::num_put<Char> {
     return *out = 'd', out;
   }
 };
-TYPED_TEST(Number, IsFormattedByTheFacetOfAClient) {
-  scripted_streambuf<TypeParam> buf({});
-  nalo::basic_ostream<TypeParam> out(&buf);
-  out << 0;
-  out.imbue(nalo::locale({}, new labelling<TypeParam>));
-  out << 1 << 2L << 3U << 4.5 << true;
-  EXPECT_EQ(shown<TypeParam>(buf.output()), "0lludl");
-}
-
 // A facet that parses is called even when the number is at hand.
 template <class Char>
 struct always_42 : nalo::num_get<Char> {
@@ -164,15 +155,17 @@ struct always_42 : nalo::num_get<Char> {
     return val = 42, in;
   }
 };
-TYPED_TEST(Number, IsReadByTheFacetOfAClient) {
-  scripted_streambuf<TypeParam> buf({.input = widened<TypeParam>(" 7 ")});
-  nalo::basic_istream<TypeParam> in(&buf);
-  in.imbue(locale(locale(), new always_42<TypeParam>));
-  in.peek();
+TYPED_TEST(Number, IsFormattedAndReadByTheFacetsOfAClient) {
+  scripted_world<TypeParam> w({.input = widened<TypeParam>(" 7 ")});
+  w.io << 0;
+  w.io.imbue({{{}, new labelling<TypeParam>}, new always_42<TypeParam>});
+  w.io << 1 << 2L << 3U << 4.5 << true;
+  EXPECT_EQ(shown<TypeParam>(w.buf.output()), "0lludl");
+  w.io.peek();
   int value = 0;
-  in >> value;
+  w.io >> value;
   EXPECT_EQ(value, 42);
-  EXPECT_EQ(buf.rest(), widened<TypeParam>("7 "));
+  EXPECT_EQ(w.buf.rest(), widened<TypeParam>("7 "));
 }
 
 }  // namespace
