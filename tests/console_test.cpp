@@ -52,4 +52,23 @@ TEST(ConsoleStreams, WriteAtOnceOrWhenTheyAreFlushed) {
   }
 }
 
+// Each write() to such a pipe is one packet.
+TEST(ConsoleStreams, WriteEachLineAtOnce) {
+  int ends[2];
+  ASSERT_EQ(::pipe2(ends, O_DIRECT), 0);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::dup2(ends[1], 2);
+    nalo::clog.put('a').put('b') << "cd";
+    nalo::clog.put('e').put('\n') << "fg\nh";
+    ::_exit(0);
+  }
+  EXPECT_EQ(::waitpid(child, nullptr, 0), child);
+  for (const std::string_view packet : {"abcde\n", "fg\nh"}) {
+    char text[9] = {};
+    EXPECT_EQ(::read(ends[0], text, 9), std::ssize(packet));
+    EXPECT_EQ(text, packet);
+  }
+}
+
 }  // namespace
