@@ -42,6 +42,8 @@ TYPED_TEST(Number, ReadsRareFormsAsTheModelDoes) {
       {{}, {"0.0e5", "-0x0p5", "1e#5", "#42", "1#", "-0.0", "5.", ".5", "."}},
       {{}, {"1.5e-308", "1e-38", "2e-320", "1e-45"}},    // subnormal
       {{}, {"1.8e308", "-1e309", "3.5e38", "-1.e+39"}},  // out of range
+      {{}, {"1.7976931348623159e308", "3.4028236e38"}},  // when rounded
+      {{}, {"1e-309", "1e326"}},  // beyond the tables of powers
       // Half way between two values of double or float.
       {{}, {"9007199254740995", "4503599627370497.5", "8388609.5", "1e23"}},
       {{}, {"0x" + ones + "p-300", "1#e-9999", "0.#1e10000", "0x1#p-39996"}},
@@ -78,18 +80,39 @@ TYPED_TEST(Number, ReadsRareFormsAsTheModelDoes) {
   }
 }
 
-// Few decimal digits, which round with a carry, or few binary ones, which are
-// exact ties: both are rare among random values.
+// Few decimal digits, which round with a carry, few binary ones, which are
+// exact ties, and values next to ties: all are rare among random values.
 TEST(Number, RoundsFewDigitsAsTheModelDoes) {
   choices random(20241125);
   for (int round = 0; round < 100'000 && !HasFailure(); ++round) {
     const auto digits = random.below(1'000'000) >> random.below(20);
     const auto text = std::to_string(digits) + 'e' +
-                      std::to_string(110 - static_cast<int>(random.below(221)));
+                      std::to_string(300 - static_cast<int>(random.below(601)));
     const double halves = std::ldexp(static_cast<double>(digits),
                                      -static_cast<int>(random.below(25)));
     numbers::compare_writing<char>(
-        random, round % 2 ? halves : std::strtod(text.c_str(), nullptr));
+        random, random.one_of({halves, std::nextafter(halves, 1e9),
+                               std::strtod(text.c_str(), nullptr)}));
+  }
+  // Half of the last digit, and less.
+  for (const double value : {1e-17, 6.9e-18, 5e-18, 4e-18}) {
+    char expected[99];
+    std::snprintf(expected, 99, "%.17f", value);
+    scripted_streambuf<char> buf({.put_areas = {99}});
+    nalo::ostream out(&buf);
+    out << '=' << nalo::fixed << nalo::setprecision(17) << value;
+    EXPECT_EQ(buf.output(), std::string("=") + expected);
+  }
+}
+
+// So many digits that some are next to ties between two values.
+TYPED_TEST(Number, ReadsManyDigitsAsTheModelDoes) {
+  choices random(20261126);
+  for (int round = 0; round < 10'000 && !this->HasFailure(); ++round) {
+    const auto text = std::to_string(random.below(~0UL) / 2) + 'e' +
+                      std::to_string(300 - static_cast<int>(random.below(601)));
+    numbers::compare_reading<double, TypeParam>(
+        text + " ", numbers::default_flags, {}, {99, 0});
   }
 }
 
