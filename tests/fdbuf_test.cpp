@@ -1,5 +1,6 @@
 // Buffers over file descriptors.
 #include <nalo/buffers/fd>
+#include <nalo/syncstream>
 #include <nalo/testing>
 
 #include "descriptor_model.h"
@@ -76,6 +77,8 @@ TEST(Fdbuf, WorksOnDescriptorsOfEachKind) {
        "abcd efgh 104 103 102 101 100 99 98 97 -1 abcdefghijklmnopq 113 112"},
       {"file", "abcdef", 99, "=3 -x @ -c @ - <9 ?", "3 -1 3 99 2 98 bcdef -1"},
       {"file", "abcdef", 99, "=3 -c @ <9", "3 99 2 cdef"},
+      {"file", "abcdef", 99, "=1 - - <9", "1 97 -1 abcdef"},
+      {"file", "abcdef", 99, "<2 $ -x $ <9", "ab 1 -1 0 cdef"},
       {"file", "abcdef", 99, "<1 >x . . >y <1 !",
        "a 1 -1 -1 out:EBADF in:EBADF 0"},
       // No system call if there is nothing to write or to give back.
@@ -165,6 +168,8 @@ TEST(Fdbuf, ReportsFilesThatCannotBeUsed) {
   EXPECT_EQ(status.pubseekoff(LONG_MIN, ios_base::cur), -1);
   EXPECT_EQ(raised_by([] { nalo::fdbuf buffer("/none", in | ate); }),
             "cannot open \"/none\": No such file or directory");
+  EXPECT_EQ(raised_by([] { nalo::fdbuf("/", in).sgetc(); }),
+            "cannot read: Is a directory");
   const char* const no_path = nullptr;
   EXPECT_THROW(nalo::fdbuf("/", out), fd_output_error);
   EXPECT_THROW(nalo::fdbuf buffer(no_path), nalo::fd_input_error);
@@ -236,6 +241,7 @@ TEST(Fdbuf, ClosesAndOpensInACancelledThread) {
       const int fd = closed.fd();
       ::pthread_cancel(::pthread_self());
       closed.close();
+      nalo::syncbuf(&buffer).sputc('y');
       next = ::dup(file.ends[0]);  // gets the number that has become free
       EXPECT_EQ(next, fd);
     }
@@ -248,7 +254,7 @@ TEST(Fdbuf, ClosesAndOpensInACancelledThread) {
     is_off = -1;
   }).join();
   EXPECT_EQ(is_off, PTHREAD_CANCEL_ENABLE);
-  EXPECT_EQ(content(file.ends[1]), "x");
+  EXPECT_EQ(content(file.ends[1]), "xy");
   EXPECT_EQ(::close(next), 0) << "closed twice";
 }
 

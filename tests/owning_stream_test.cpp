@@ -221,6 +221,9 @@ TYPED_TEST(OwningStreams, HaveFileBuffersThatWorkByThemselves) {
   EXPECT_TRUE(buffer.is_open() && !other.is_open());
   EXPECT_EQ(buffer.close(), &buffer);
   EXPECT_EQ(content(file.fd), "abcdef");
+  EXPECT_EQ(buffer.open(file.path, in), &buffer);
+  buffer.sbumpc();
+  buffer.close();
   EXPECT_EQ(taken(buffer, 100000).size(), 0u);
   EXPECT_EQ(put(buffer, std::string(100000, 'x')), 0);
   nalo::basic_fstream<TypeParam> closed;

@@ -166,6 +166,12 @@ TYPED_TEST(Std, ReadsTheFieldsOfTimes) {
       EXPECT_EQ(in.eof(), in.rdbuf()->in_avail() <= 0);
     }
   }
+  // A day that was not read does not count.
+  std::tm may = {};
+  may.tm_mday = 9;
+  stream<TypeParam>("2024-05") >>
+      nalo::get_time(&may, widened<TypeParam>("%Y-%m").c_str());
+  EXPECT_EQ(fields(may), "124 4 9 0 0 0 0 0 ");
   // Only the first letter has a code beyond the narrow characters.
   const TypeParam month[] = {TypeParam(0x166), 'e', 'b', 0};
   nalo::basic_istringstream<TypeParam> in(month);
@@ -324,6 +330,28 @@ TYPED_TEST(Std, ReadsTypesWithOnlyStandardExtractors) {
   EXPECT_EQ((in >> bits).rdstate(), fail);
   stream<TypeParam> short_of("01");
   EXPECT_EQ((short_of >> bits).rdstate(), eof);
+  stream<TypeParam> failed("01");
+  failed.setstate(fail);
+  failed >> bits;
+  EXPECT_EQ(failed.rdbuf()->in_avail(), 2);
+}
+
+template <class Char>
+struct grouping : std::numpunct<Char> {
+  std::string do_grouping() const override { return "\1"; }
+};
+TYPED_TEST(Std, FormatsByTheClassicLocaleInStandardInserters) {
+  const auto before =
+      std::locale::global(std::locale({}, new grouping<TypeParam>));
+  stream<TypeParam> out;
+  out << std::complex<double>(123);
+  std::locale::global(before);
+  EXPECT_EQ(out.written(), "(123,0)");
+  stream<TypeParam> lacking;
+  lacking.imbue(nalo::locale().without_<nalo::ctype<TypeParam>>());
+  lacking << for_std();
+  EXPECT_TRUE(lacking.bad()) << "the fill character cannot be widened";
+  EXPECT_EQ(lacking.written(), "");
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ namespace {
 
 }  // namespace
 
-mapbuf::mapbuf(const char* path) : mapbuf(fdbuf(path).fd(), path ? path : "") {}
+mapbuf::mapbuf(const char* path) : mapbuf(fdbuf(path).fd(), path) {}
 mapbuf::mapbuf(int fd) : mapbuf(fd, nullptr) {}
 
 mapbuf::mapbuf(int fd, const char* path) : base(ios_base::in) {
