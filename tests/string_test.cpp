@@ -196,10 +196,12 @@ TEST(StandardString, IsMadeImplicitlyOfAString) {
 
 TYPED_TEST(String, HasTraitsThatAcceptNullTextsOfLengthZero) {
   using Traits = nalo::char_traits<TypeParam>;
-  TypeParam *const null = nullptr, text[] = {'x', TypeParam(0xE4)};
+  TypeParam *const null = nullptr, text[] = {TypeParam(0xE5), TypeParam(0xE4)};
   Traits::assign(text[0], 'a');
-  EXPECT_EQ(Traits::move(Traits::copy(null, null, 0), null, 0), null);
-  EXPECT_EQ(Traits::assign(null, 0, 'q'), null);
+  for (TypeParam* const to : {null, text}) {
+    EXPECT_EQ(Traits::move(Traits::copy(to, null, 0), null, 0), to);
+    EXPECT_EQ(Traits::assign(to, 0, 'q'), to);
+  }
   EXPECT_EQ(Traits::find(null, 0, 'a'), null);
   EXPECT_EQ(Traits::compare(null, null, 0), 0);
   EXPECT_LT(Traits::compare(text, text + 1, 1), 0);

@@ -18,13 +18,13 @@ using byte_traits = char_traits<char>;
 constexpr wchar_t replacement_char = 0xFFFD;
 constexpr size_t longest_sequence = 4;  // bytes of a character
 
-// The bytes at the beginning of a text: a whole character, the beginning of one
-// that continues beyond the text, or none. For none, length is the number of
-// bytes that could have begun a character, at least 1.
+// The bytes at the beginning of a text: a whole character with its code and its
+// number of bytes, the beginning of one that continues beyond the text, or
+// none.
 struct sequence {
   enum { whole, beginning, none } kind;
-  std::uint32_t value;
-  unsigned length;
+  std::uint32_t value = 0;
+  unsigned length = 0;
 };
 
 // Requires from < end. The first byte restricts only the second one, which
@@ -32,14 +32,14 @@ struct sequence {
 sequence decode(const unsigned char* from, const unsigned char* end) noexcept {
   const unsigned first = *from;
   if (first < 0x80) return {sequence::whole, first, 1};
-  if (first < 0xC2 || first > 0xF4) return {sequence::none, 0, 1};
+  if (first < 0xC2 || first > 0xF4) return {sequence::none};
   const unsigned size = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
   unsigned low = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
   unsigned high = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
   std::uint32_t value = first & (0x7FU >> size);
   for (unsigned i = 1; i < size; ++i) {
-    if (from + i == end) return {sequence::beginning, 0, i};
-    if (from[i] < low || from[i] > high) return {sequence::none, 0, i};
+    if (from + i == end) return {sequence::beginning};
+    if (from[i] < low || from[i] > high) return {sequence::none};
     value = value << 6 | (from[i] & 0x3FU);
     low = 0x80;
     high = 0xBF;
@@ -199,7 +199,7 @@ size_t utf8buf::decode_at_hand_() noexcept {
 // Decodes one character whose bytes may come from several get areas, or
 // replaces it.
 utf8buf::int_type utf8buf::decode_next_() {
-  sequence next{sequence::beginning, 0, 0};
+  sequence next{sequence::beginning};
   while (next.kind == sequence::beginning) {
     const auto byte = bytes_->sgetc();
     if (byte_traits::eq_int_type(byte, byte_traits::eof())) {
