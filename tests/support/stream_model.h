@@ -36,17 +36,14 @@ class model : public nalo::basic_iostream<Char> {
     });
   }
   int_type get() {
-    return look([&] {
+    return look(eof | fail, [&] {
       const int_type ch = buf().sbumpc();
       if (ch != none) gcount_ = 1;
-      return std::pair(ch, ch == none ? eof | fail : good);
+      return ch;
     });
   }
   int_type peek() {
-    return look([&] {
-      const int_type ch = buf().sgetc();
-      return std::pair(ch, left(ch));
-    });
+    return look(eof, [&] { return buf().sgetc(); });
   }
   void getline(Char* s, streamsize n, Char delim) {
     if (n > 0) *s = Char();
@@ -165,13 +162,13 @@ class model : public nalo::basic_iostream<Char> {
     if (taken == 0) err |= fail;
     if (err != good) this->setstate(err);
   }
-  // The same for one character, which sets no failbit of its own.
-  int_type look(auto work) {
-    std::pair<int_type, iostate> result(none, good);
+  // The same for one character; at the end of the input it sets other bits.
+  int_type look(iostate at_end, auto work) {
+    std::optional<int_type> ch;
     gcount_ = 0;
-    if (gate(true)) guarded([&] { result = work(); });
-    if (result.second != good) this->setstate(result.second);
-    return result.first;
+    if (gate(true)) guarded([&] { ch = work(); });
+    if (ch == none) this->setstate(at_end);
+    return ch.value_or(none);
   }
   bool gate(bool noskip) {
     iostate err = good;
