@@ -86,14 +86,11 @@ TEST(Utf8buf, DecodesEverySequenceAcrossEdgesOfAreas) {
       "A\x7F\x80\x8F\x90\x9F\xA0\xBF\xC0\xC1\xC2\xE0\xE1\xED\xEF\xF0\xF3\xF4"
       "\xF5";
   std::vector<std::string> texts = {"12345678"};  // decoded as a block
-  const auto add = [&](std::string_view bytes) {
+  for (const std::string_view bytes :
+       {first, first, "\x7F\x80\xC0"sv, "\x7F\xBF\xC0"sv}) {
     for (size_t n = texts.size(); n > 0; --n) {
       for (const char byte : bytes) texts.push_back(texts[n - 1] + byte);
     }
-  };
-  for (const std::string_view next :
-       {first, first, "\x7F\x80\xC0"sv, "\x7F\xBF\xC0"sv}) {
-    add(next);
   }
   const std::vector<size_t> edges[] = {{99}, {1}, {2, 0, 3}};
   for (const std::string& text : texts) {
