@@ -170,10 +170,10 @@ TYPED_TEST(Conformance, FindsEveryFlaw) {
             violations{"sgetn(0) at 0: expected 0, saw 1"});
   for (const auto& row : rows) {
     const auto found = found_in<TypeParam>(row.flaw);
-    EXPECT_TRUE(std::ranges::any_of(found,
-                                    [&](const std::string& violation) {
-                                      return violation.starts_with(row.report);
-                                    }))
+    const auto is_reported = [&](const std::string& violation) {
+      return violation.starts_with(row.report);
+    };
+    EXPECT_TRUE(std::ranges::any_of(found, is_reported))
         << row.report << " is not in " << testing::PrintToString(found);
   }
 }
