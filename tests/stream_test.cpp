@@ -409,7 +409,8 @@ TYPED_TEST(Stream, ReadsLinesAndWordsIntoStringsWithRoom) {
   using text = std::basic_string<Char>;
   std::vector<text> all;
   text input;
-  for (const size_t size : {1, 15, 16, 39, 63, 255, 256, 257, 600, 2}) {
+  for (const size_t size :
+       {1u, 15u, 16u, 39u, 63u, 255u, 256u, 257u, 600u, 2u}) {
     all.emplace_back();
     for (size_t i = 0; i < size; ++i) all.back() += Char('a' + (i + size) % 23);
     input += all.back() + Char('\n');
