@@ -177,6 +177,7 @@ TYPED_TEST(Buffers, ShareTextsAndPositionsWithTheStandardLibrary) {
   place.state({3, {}});
   EXPECT_EQ(over.pubseekpos(place).state().__count, 3);
   EXPECT_EQ(nalo::streampos(7) + 1 - nalo::streampos(5), 3);
+  EXPECT_EQ(nalo::streampos(), 0);
   EXPECT_EQ(over.below_buffer_(), &own);
 }
 

@@ -106,6 +106,13 @@ TYPED_TEST(OwningStreams, HaveBuffersThatMoveAndSwapByThemselves) {
   EXPECT_EQ(basic_spanbuf<Char>(text, ios_base::in).span().size(), 3u);
   EXPECT_TRUE(basic_spanbuf<Char>().span().empty());
   basic_spanbuf<Char> reader(text, ios_base::in), writer(text, ios_base::out);
+  basic_ispanstream<Char> reads(text);
+  basic_ospanstream<Char> writes(text);
+  reads.span(std::span(text).subspan(1));
+  writes.span(std::span(text).subspan(2));
+  writes.put('z');
+  EXPECT_EQ(reads.get(), 'b');
+  EXPECT_EQ(reads.get(), 'z');
   swap(reader, writer);
   EXPECT_TRUE(put(reader, "x") == 1 && put(writer, "x") == 0);
   EXPECT_TRUE(taken(reader, 1).empty() && taken(writer, 1).size() == 1);

@@ -32,7 +32,8 @@ TYPED_TEST(Std, IteratesUntilAStreamFails) {
   stream<TypeParam> in("7 8 x 4"), out;
   numbers at(in);
   EXPECT_EQ(*at++, 7);
-  EXPECT_TRUE(*at == 8 && ++at == std::default_sentinel);
+  EXPECT_TRUE(*at == 8 && at != numbers());
+  EXPECT_TRUE(++at == std::default_sentinel && at == numbers());
   EXPECT_EQ(in.rdstate(), fail);
   const std::basic_string<TypeParam> rest(characters(in), {});
   EXPECT_EQ(shown<TypeParam>(rest), "x 4");
@@ -46,7 +47,7 @@ TYPED_TEST(Std, IteratesUntilAStreamFails) {
 
 TYPED_TEST(Std, QuotesTextsAsTheStandardStreamsDo) {
   using string = nalo::basic_string<TypeParam>;
-  for (const char* const narrow : {"", "a b", "it's a|b"}) {
+  for (const char* const narrow : {"", "a b", "it's a|b", "a\\\"b"}) {
     const auto text = widened<TypeParam>(narrow);
     const auto written = [](auto&& out, const auto& quoted) {
       out.width(15);
@@ -58,6 +59,9 @@ TYPED_TEST(Std, QuotesTextsAsTheStandardStreamsDo) {
       EXPECT_EQ(written(stream<TypeParam>(), nalo::quoted(what, '\'', '|')),
                 written(std::basic_ostringstream<TypeParam>(),
                         std::quoted(text, TypeParam('\''), TypeParam('|'))));
+      EXPECT_EQ(
+          written(stream<TypeParam>(), nalo::quoted(what)),
+          written(std::basic_ostringstream<TypeParam>(), std::quoted(text)));
     };
     expect(text), expect(text.c_str()), expect(string(text));
     expect(std::basic_string_view<TypeParam>(text));
@@ -143,7 +147,7 @@ TYPED_TEST(Std, ReadsTheFieldsOfTimes) {
       {"0 0 0 12 30 0 0 59 ", {"%R%n%j|12:30  060"}},
       {"0 0 0 13 5 9 0 0 +9000", {"%T %z|13:05:09 +02:30"}},
       {"0 0 0 13 5 9 0 0 -27000", {"%T%z|13:05:09-0730"}},
-      {"0 0 0 13 0 0 0 0 ", {"%z:%H|Z:13", "at %H|at 13"}},
+      {"0 0 0 13 0 0 0 0 ", {"%z:%H|Z:13", "at %H|at 13", "at %H| at 13"}},
       {"0 0 0 13 0 0 0 0 +9000", {"%z%H|+023013"}},
       {"0 0 0 0 0 0 0 0 +7200", {"%z|+02"}},
       {"0 0 0 0 0 0 0 0 +89940", {"%z|+24:59"}},
@@ -171,6 +175,10 @@ TYPED_TEST(Std, ReadsTheFieldsOfTimes) {
   may.tm_mday = 9;
   stream<TypeParam>("2024-05") >>
       nalo::get_time(&may, widened<TypeParam>("%Y-%m").c_str());
+  EXPECT_EQ(fields(may), "124 4 9 0 0 0 0 0 ");
+  stream<TypeParam> failed("2025");
+  failed.setstate(fail);
+  failed >> nalo::get_time(&may, widened<TypeParam>("%Y").c_str());
   EXPECT_EQ(fields(may), "124 4 9 0 0 0 0 0 ");
   // Only the first letter has a code beyond the narrow characters.
   const TypeParam month[] = {TypeParam(0x166), 'e', 'b', 0};

@@ -77,6 +77,10 @@ TYPED_TEST(Syncstream, EmitsOnRequestAndWhenReplacedOrDestroyed) {
     other.emit();
     expect("abcdefgh\\x0Aijk", "overflow(107) sync ");
     other << nalo::flush;
+    other.setstate(eof);
+    other.emit();
+    expect("abcdefgh\\x0Aijk", "");
+    other.clear();
     other.emit();
     other.emit();
   }
@@ -103,6 +107,8 @@ TYPED_TEST(Syncstream, EmitsWhatAnAssignmentReplacesAndMovesItsSettings) {
   one.sputc('1');
   two.sputc('2');
   two.set_emit_on_sync(true);
+  swap(one, without_target);
+  without_target.swap(one);
   one = std::move(two);
   EXPECT_EQ(shown<TypeParam>(target.output()), "1");
   EXPECT_EQ(one.pubsync(), 0);
