@@ -40,16 +40,20 @@ int main() {
   std::ofstream("in.mat") << "1 2.5 -3e-2\n4 5 1e10\n\n7 8\n9 x\n";
   std::ifstream in("in.mat");
   matrix m;
-  in >> m;
+  const auto read = [&] {
+    try {
+      in >> m;
+    } catch (const std::invalid_argument& error) {
+      std::cerr << error.what() << '\n';
+    }
+  };
+  read();
   std::ofstream out("out.mat");
   out << std::setprecision(17) << m << m[0][2];
   std::cout << m << m[0][2] << '\n';
-  try {
-    in >> m;
-  } catch (const std::invalid_argument& error) {
-    std::cerr << error.what() << '\n';
-  }
-  std::cout << (in >> m).fail() << in.eof() << '\n';
+  read();
+  read();
+  std::cout << in.fail() << in.eof() << '\n';
 
   std::ifstream again("in.mat");
   const std::string text((std::istreambuf_iterator<char>(again)),
