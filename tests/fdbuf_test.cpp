@@ -218,6 +218,19 @@ TEST(Fdbuf, MovesWithAllThatItHolds) {
   put(pending, "12345678");
   EXPECT_EQ(content(sockets.ends[1]), "12345678") << "the size was not moved";
 
+  // The areas move with what they hold.
+  const descriptors both("sockets", "abc");
+  auto gone = std::make_unique<nalo::fdbuf>(both.ends[0]);
+  EXPECT_EQ(played("<1 >x", [&](auto& step) { return done(step, *gone); }),
+            "a 1");
+  nalo::fdbuf stays;
+  stays.swap(*gone);
+  gone.reset();
+  EXPECT_EQ(content(both.ends[1]), "");
+  EXPECT_EQ(played("<1 !", [&](auto& step) { return done(step, stays); }),
+            "b 0");
+  EXPECT_EQ(content(both.ends[1]), "x");
+
   // A buffer over sockets, which have no position, takes over a file.
   for (const int position : {-1, 0}) {
     pending.sgetc();

@@ -94,6 +94,15 @@ void move_and_swap(auto make) {
   two.swap(*same);
   EXPECT_EQ(shown<Char>(taken(two, 9)), "three");
   EXPECT_EQ(taken(one, 9).size(), 0u);
+  // Each is destroyed before what it held is used.
+  auto from = std::make_unique<decltype(one)>(make(texts[0]));
+  decltype(one) moved(std::move(*from));
+  EXPECT_EQ(taken(*from, 9).size(), 0u);
+  from = std::make_unique<decltype(one)>(make(texts[1]));
+  EXPECT_EQ(shown<Char>(taken(moved, 9)), "one");
+  moved.swap(*from);
+  from.reset();
+  EXPECT_EQ(shown<Char>(taken(moved, 9)), "two");
 }
 
 TYPED_TEST(OwningStreams, HaveBuffersThatMoveAndSwapByThemselves) {

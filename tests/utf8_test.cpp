@@ -135,6 +135,7 @@ TEST(Utf8buf, RaisesForCharactersThatUtf8CannotEncode) {
       EXPECT_EQ(raises.below.output(), "\xC3\xA9");
       EXPECT_EQ(replaces.sputn(text, 3), 3);
       EXPECT_EQ(replaces.below.output(), "\xC3\xA9\xEF\xBF\xBD\x62");
+      EXPECT_EQ(replaces.sputc(static_cast<wchar_t>(-1)) + 1, 0u);
     }
   }
 }
@@ -183,9 +184,11 @@ TEST(Utf8buf, UsesThePositionsOfTheBytes) {
        R"(a\xE9\xFFFD\x20AC 7 8364 65533 3 \xFFFD\x20AC\x1F600z )"
        R"(3 \xFFFD 65533 3)"},
       {"<2 ! <1 @", R"(a\xE9 0 \xFFFD 4)"},
-      {"<1 =4in <1 @", R"(a 4 \x20AC 7)"},
+      {"<1 =4in <1 @ <9 ?", R"(a 4 \x20AC 7 \x1F600z -1)"},
       // Reading and writing share a position in a file, but not in a string.
       {"<1 >x @ @out <2", R"(a 1 2 2 \xFFFD\xFFFD)", R"(a 1 1 1 \xE9\xFFFD)"},
+      {"<1 =4out <1", R"(a 4 \x20AC)", R"(a 4 \xE9)"},
+      {">x <1 >y @", R"(1 \xE9 1 4)", R"(1 x 1 1)"},
       {"<1 @out >x @ <2", R"(a 1 1 2 \xFFFD\xFFFD)", R"(a 0 1 1 \xE9\xFFFD)"},
   };
   for (const auto& row : rows) {
@@ -201,6 +204,7 @@ TEST(Utf8buf, UsesThePositionsOfTheBytes) {
     EXPECT_EQ(file.pubseekoff(1, ios_base::cur), -1);
     EXPECT_EQ(file.pubseekoff(-1, ios_base::end), -1);
     EXPECT_EQ(file.pubseekoff(0, ios_base::end), 12);
+    EXPECT_EQ(file.pubseekoff(4, ios_base::beg), 4);
   }
 }
 
@@ -256,9 +260,11 @@ TEST(Utf8buf, ContinuesACharacterWhoseOtherBytesComeLater) {
   ASSERT_EQ(::pipe2(ends, O_NONBLOCK), 0);
   nalo::owning_utf8buf<nalo::fdbuf> pipe(encoding_errors::raise, ends[0],
                                          nalo::fd_ownership::owned);
-  EXPECT_EQ(::write(ends[1], "ab\xE2\x82", 4), 4);
-  EXPECT_EQ(pipe.in_avail(), 2);
-  EXPECT_EQ(played_on(pipe, "<2"), "ab");
+  EXPECT_EQ(pipe.in_avail(), 0);
+  EXPECT_EQ(::write(ends[1], "\xC3", 1), 1);
+  EXPECT_EQ(pipe.in_avail(), 0);
+  EXPECT_EQ(::write(ends[1], "\xA9\x62\xE2\x82", 4), 4);
+  EXPECT_EQ(played_on(pipe, "<2"), "\\xE9\x62");
   for (int i = 0; i < 2; ++i) {
     EXPECT_THROW(pipe.sgetc(), nalo::fd_input_error);
     EXPECT_EQ(pipe.in_avail(), 0);
@@ -267,13 +273,19 @@ TEST(Utf8buf, ContinuesACharacterWhoseOtherBytesComeLater) {
   EXPECT_EQ(::write(ends[1], "\xACz", 2), 2);
   EXPECT_EQ(moved.sbumpc(), 0x20AC);
   EXPECT_EQ(moved.in_avail(), 1);
+  EXPECT_EQ(played_on(moved, "<1"), "z");
+  EXPECT_EQ(::write(ends[1], "\xE2", 1), 1);
+  EXPECT_THROW(moved.sgetc(), nalo::fd_input_error);
+  EXPECT_EQ(::write(ends[1], "y", 1), 1);
+  EXPECT_EQ(moved.in_avail(), 0) << "a character has begun";
+  EXPECT_EQ(read_from(moved), "not UTF-8 at byte 7");
   ::close(ends[1]);
-  EXPECT_EQ(played_on(moved, "<2 ?"), "z 0");
+  EXPECT_EQ(played_on(moved, "<2 ?"), "y 0");
 }
 
 // What a buffer without positions has counted, it moves too.
 TEST(Utf8buf, CountsBytesForTheMessagesOfErrors) {
-  scripted_streambuf<char> below({"ab\xFFz", {9}, {9}});
+  scripted_streambuf<char> below({"ab\xFFz", {9}, {1}});
   utf8buf one(&below, encoding_errors::raise);
   utf8buf two(nullptr, encoding_errors::replace);
   EXPECT_EQ(one.sputn(L"\xE9", 1) + one.sputn(L"b\xE9", 2), 3);
