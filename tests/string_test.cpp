@@ -28,6 +28,13 @@ TYPED_TEST(String, AgreesWithTheStandardString) {
   choices random(20240229);
   strings::comparison<TypeParam> both(random);
   for (int i = 0; i < 50000 && !this->HasFailure(); ++i) both.step();
+  // Parts of the string itself, which are moved before they are copied.
+  for (const size_t size : {1u, 2u}) {
+    const auto& text = this->text_;
+    this->str_.reserve(99);
+    this->str_.assign(text.data(), 60).insert(0, this->str_.c_str() + 35, size);
+    EXPECT_EQ(this->str_, text.substr(35, size) + text);
+  }
 }
 
 // A string as its derived classes see it.
@@ -152,10 +159,11 @@ TYPED_TEST(String, IsPassedAsAnArgumentWithoutCopies) {
   EXPECT_TRUE(refers_to(text, text.c_str()));
   EXPECT_TRUE(refers_to(s, s.c_str()));
   // Only the argument refers to the caller's text; strings made from it do not.
-  Arg moved(text), swapped(text), assigned(text), made(text);
-  S taken[] = {S(std::move(static_cast<S&>(moved))), S(), S(),
+  Arg moved(text), swapped(text), assigned(text), made(text), swaps(text);
+  S taken[] = {S(std::move(static_cast<S&>(moved))), S(), S(), S(),
                nalo::basic_string_retval<TypeParam>(std::move(made))};
   taken[1].swap(swapped);
+  static_cast<S&>(swaps).swap(taken[3]);
   taken[2] = std::move(static_cast<S&>(assigned));
   for (const S& str : taken) EXPECT_TRUE(str == text && !str.rvalue());
   // A sum keeps the temporary strings among its operands.
