@@ -63,6 +63,25 @@ TYPED_TEST(Simd, FindsAndCopiesWithinItsBounds) {
   }
 }
 
+// Every place of a word among the characters that are searched; an empty one
+// stands for none.
+TEST(SimdFindWord, SkipsWhiteSpaceAndStopsAtIt) {
+  constexpr size_t size = simd::near_word;
+  char* const text = end_of_page<char>() - size;
+  for (size_t first = 0; first <= size; ++first) {
+    for (size_t last = first; last <= size; ++last) {
+      std::fill_n(text, size, '\n');
+      std::fill(text + first, text + last, 'x');
+      for (const auto& word :
+           {simd::find_word<true>(text), simd::find_word<false>(text)}) {
+        EXPECT_EQ(word.begin, first != last ? first : size) << last;
+        EXPECT_EQ(std::min(word.end, size), first != last ? last : size)
+            << first;
+      }
+    }
+  }
+}
+
 TYPED_TEST(Simd, WritesNoMoreThanItIsGiven) {
   using Char = TypeParam;
   constexpr size_t most = 300;
