@@ -404,7 +404,7 @@ TEST(NarrowStream, ReadsEveryTypeOfCharacterAsATemporary) {
 }
 
 // Whether a line or word lies in the get area, whole or in part, or is long.
-TYPED_TEST(Stream, ReadsLinesAndWordsIntoStringsWithRoom) {
+TYPED_TEST(Stream, ReadsLinesAndWordsIntoStringsAndArrays) {
   using Char = TypeParam;
   using text = std::basic_string<Char>;
   std::vector<text> all;
@@ -419,13 +419,18 @@ TYPED_TEST(Stream, ReadsLinesAndWordsIntoStringsWithRoom) {
     str.reserve(700);
     for (const size_t area : {1u, 7u, 64u, 300u, 5000u}) {
       const script<Char> play = {.input = input, .get_areas = {area}};
-      scripted_world<Char> lines(play), words(play);
+      scripted_world<Char> lines(play), words(play), pieces(play);
       SCOPED_TRACE(area);
       for (const text& expected : all) {
         getline(lines.io, str);
         EXPECT_TRUE(str == expected.c_str()) << "line of " << expected.size();
         words.io >> str;
         EXPECT_TRUE(str == expected.c_str()) << "word of " << expected.size();
+        for (size_t at = 0; at < expected.size(); at += 3) {
+          Char piece[4];
+          pieces.io >> piece;
+          EXPECT_TRUE(piece == expected.substr(at, 3)) << at;
+        }
       }
       EXPECT_EQ(lines.buf.rest(), text());
       EXPECT_EQ(words.buf.rest(), text(1, Char('\n')));
