@@ -112,6 +112,11 @@ TYPED_TEST(OwningStreams, HaveBuffersThatMoveAndSwapByThemselves) {
   move_and_swap<Char>([](auto& text) { return basic_spanbuf<Char>(text); });
   move_and_swap<Char>([](auto& text) { return basic_viewbuf<Char>(text); });
   auto text = widened<Char>("abc");
+  basic_stringbuf<Char> given(text), read_only(text, ios_base::in);
+  EXPECT_EQ(put(read_only, "x"), 0);
+  EXPECT_EQ(read_only.sputc('x'), char_traits<Char>::eof());
+  EXPECT_EQ(std::move(given).str(), text);
+  EXPECT_TRUE(given.view().empty());
   EXPECT_EQ(basic_spanbuf<Char>(text, ios_base::in).span().size(), 3u);
   EXPECT_TRUE(basic_spanbuf<Char>().span().empty());
   basic_spanbuf<Char> reader(text, ios_base::in), writer(text, ios_base::out);

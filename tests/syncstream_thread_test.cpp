@@ -116,6 +116,9 @@ TYPED_TEST(Syncstream, EmitsWhatAnAssignmentReplacesAndMovesItsSettings) {
   for (int i = 0; i < 600; ++i) one.sputc('x');
   EXPECT_TRUE(one.emit() && one.emit());
   EXPECT_EQ(target.output().size(), 602u);
+  // A wide character with the value of eof is not written.
+  syncbuf(&target).sputc(TypeParam(-1));
+  EXPECT_EQ(target.output().size(), sizeof(TypeParam) > 1 ? 602u : 603u);
   without_target.set_emit_on_sync(true);
   without_target.sputc('3');
   EXPECT_EQ(without_target.pubsync(), -1);
