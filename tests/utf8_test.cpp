@@ -188,7 +188,8 @@ TEST(Utf8buf, UsesThePositionsOfTheBytes) {
       // Reading and writing share a position in a file, but not in a string.
       {"<1 >x @ @out <2", R"(a 1 2 2 \xFFFD\xFFFD)", R"(a 1 1 1 \xE9\xFFFD)"},
       {"<1 =4out <1", R"(a 4 \x20AC)", R"(a 4 \xE9)"},
-      {">x <1 >y =3 <1", R"(1 \xE9 1 3 y)", R"(1 x 1 3 \xFFFD)"},
+      {">x =4in <1 >y =7in <1", R"(1 4 \x20AC 1 7 y)",
+       R"(1 4 \x20AC 1 7 \x1F600)"},
       {"<1 @out >x @ <2", R"(a 1 1 2 \xFFFD\xFFFD)", R"(a 0 1 1 \xE9\xFFFD)"},
   };
   for (const auto& row : rows) {
