@@ -241,6 +241,7 @@ TEST(Utf8buf, CompletesACharacterThatWasWrittenInPart) {
   for (const bool as_block : {true, false}) {
     over_script buffer("", {1});
     buffer.below.play_.accepts = 2;
+    buffer.below.play_.seekable = true;
     EXPECT_EQ(buffer.sputn(L"a\u20AC", 2), 2);
     EXPECT_EQ(buffer.sputn(L"bc", 2), 0);
     EXPECT_EQ(buffer.sputc(L'b'), none);
