@@ -24,6 +24,10 @@ class own_storage<std::basic_string<Char, Traits, Allocator>> {
   size_t room() const noexcept { return str_.capacity(); }
   size_t capacity() const noexcept { return str_.capacity(); }
 
+  void assign(const Char* first, size_t n) const noexcept {
+    set_size(n);
+    simd::copy(first, n, str_.data());
+  }
   // Leaves the string unchanged when there is nothing to copy.
   template <class Wanted>
   NALO_INLINE size_t copy_until(const Char* first, size_t n,
@@ -47,19 +51,53 @@ class own_storage<std::basic_string<Char, Traits, Allocator>> {
   string& str_;
 };
 
+// With less room than that, a line is found before it is copied: one pass would
+// end at the end of the room, and search the few characters one by one.
+constexpr size_t least_room = 48;
+
+template <class Char>
+[[gnu::noinline]] basic_istream<Char>& read_line_to_little_room(
+    basic_istream<Char>& istr, std::basic_string<Char>& str, Char delim,
+    size_t max_length) {
+  const basic_ios<Char>& io = istr;
+  const auto line = line_at_hand(io, delim, max_length);
+  if (!line.ended) return line_to_string(istr, str, delim, max_length, 0);
+  const own_storage own(str);
+  if (line.size <= own.capacity()) {
+    take_line_at_hand(io, line);
+    own.assign(line.first, line.size);
+    return istr;
+  }
+  streamsize taken = 0;
+  return extract_some(istr, true, taken, [&](basic_ios<Char>&) NALO_INLINE {
+    str.clear();
+    str.append(line.first, line.size);
+    taken = take_line_at_hand(io, line);
+    return ios_base::goodbit;
+  });
+}
+
 }  // namespace impl
 
 template <class Char>
 basic_istream<Char>& getline(basic_istream<Char>& istr,
                              std::basic_string<Char>& str, Char delim,
                              size_t max_length) {
-  return impl::read_line(istr, str, delim, max_length);
+  return str.capacity() < impl::least_room
+             ? impl::read_line_to_little_room(istr, str, delim, max_length)
+             : impl::read_line(istr, str, delim, max_length);
 }
 
 template <class Char>
 basic_istream<Char>& getstring(basic_istream<Char>& istr,
                                std::basic_string<Char>& str) {
-  return impl::read_word(istr, str);
+  const impl::own_storage own(str);
+  const auto word = impl::word_at_hand(istr, own.capacity() + 1);
+  if (!word.ended) [[unlikely]]
+    return impl::word_to_string(istr, str);
+  impl::take_up_to<Char, char_traits<Char>>(istr, word.first + word.size);
+  own.assign(word.first, word.size);
+  return istr;
 }
 
 }  // namespace nalo
