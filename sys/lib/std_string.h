@@ -21,7 +21,6 @@ class own_storage<std::basic_string<Char, Traits, Allocator>> {
   explicit own_storage(string& str) noexcept : str_(str) {}
 
   // The place of the null character must not be written to.
-  size_t room() const noexcept { return str_.capacity(); }
   size_t capacity() const noexcept { return str_.capacity(); }
 
   void assign(const Char* first, size_t n) const noexcept {
