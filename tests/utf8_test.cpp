@@ -221,6 +221,18 @@ TEST(Utf8buf, IsMovedAndSwappedInTheMiddleOfACharacter) {
   EXPECT_EQ(played_on(none, "<1 - @"), "\\xE9 233 2");
   one = std::move(none);
   EXPECT_EQ(played_on(one, "<1 @"), "\\xE9 4");
+
+  const memory_file text("abcd"), other;
+  const auto over = [](const memory_file& file) {
+    return over_file(encoding_errors::raise, ::dup(file.fd),
+                     nalo::fd_ownership::owned);
+  };
+  auto reads = over(text), writes = over(other);
+  EXPECT_EQ(played_on(reads, "<1"), "a");
+  writes.sputc('x');
+  swap(reads, writes);
+  EXPECT_EQ(played_on(writes, ">y !"), "1 0");
+  EXPECT_EQ(content(text.fd), "aycd") << "input read ahead was not given back";
 }
 
 TEST(Utf8buf, IsMovedAndSwappedWithoutItsBytes) {
@@ -234,6 +246,16 @@ TEST(Utf8buf, IsMovedAndSwappedWithoutItsBytes) {
   two.pubsync();
   EXPECT_EQ(second.in_avail(), 2) << "undelivered input was not given back";
   EXPECT_EQ(read_from(one) + read_from(two), "abcd");
+}
+
+TEST(Utf8buf, ForgetsTheBeginningOfACharacterWhenItMoves) {
+  for (const char* script : {"=0", "!"}) {
+    over_script buffer("\xC3\xA9z", {1});
+    buffer.below.play_.seekable = true;
+    EXPECT_EQ(raised_by([&] { buffer.sgetc(); }, 2, fault::library), "library");
+    EXPECT_EQ(played_on(buffer, script), "0");
+    EXPECT_EQ(read_from(buffer), "\\xE9z") << script;
+  }
 }
 
 TEST(Utf8buf, CompletesACharacterThatWasWrittenInPart) {
@@ -255,6 +277,12 @@ TEST(Utf8buf, CompletesACharacterThatWasWrittenInPart) {
     EXPECT_EQ(buffer.sputc(L'c'), none);
     EXPECT_EQ(buffer.below.output(), "a\xE2\x82\xAC\x62");
   }
+  over_script buffer("z", {9});
+  buffer.below.play_.accepts = 1;
+  EXPECT_EQ(buffer.sputn(L"\u20AC", 1), 1);
+  buffer.below.play_.accepts = 9;
+  EXPECT_EQ(buffer.sgetc(), 'z');
+  EXPECT_EQ(buffer.below.output(), "\xE2\x82\xAC") << "read before written";
 }
 
 TEST(Utf8buf, ContinuesACharacterWhoseOtherBytesComeLater) {

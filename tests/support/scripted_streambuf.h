@@ -293,7 +293,8 @@ struct scripted_world {
   scripted_streambuf<Char> buf, other;
   Stream io{&buf};
   string str;
-  std::basic_string<Char, other_traits<Char>> standard;
+  text standard;
+  std::basic_string<Char, other_traits<Char>> with_traits;
 };
 
 }  // namespace nalo_test

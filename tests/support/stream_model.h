@@ -296,7 +296,8 @@ struct arguments {
 template <class Char, class Stream>
 struct world : scripted_world<Char, Stream> {
   using base = scripted_world<Char, Stream>;
-  using base::buf, base::other, base::io, base::str, base::standard;
+  using base::buf, base::other, base::io, base::str, base::standard,
+      base::with_traits;
   using typename base::string, typename base::text;
   using with = const arguments<Char>&;
 
@@ -323,7 +324,11 @@ struct world : scripted_world<Char, Stream> {
         OP(getstring(w.io, w.standard)),
         OP(getline(w.io, w.standard, a.ch)),
         OP(getline(w.io, w.standard, a.ch, a.size)),
-        OP(decltype(w.standard)().swap(w.standard)),
+        OP(text().swap(w.standard)),
+        OP(getstring(w.io, w.with_traits)),
+        OP(getline(w.io, w.with_traits, a.ch)),
+        OP(getline(w.io, w.with_traits, a.ch, a.size)),
+        OP(decltype(w.with_traits)().swap(w.with_traits)),
         OP(w.io.unget()),
         OP(w.array[0] = static_cast<Char>(w.io.get())),
         OP(w.array[0] = static_cast<Char>(w.io.peek())),
@@ -372,8 +377,8 @@ struct world : scripted_world<Char, Stream> {
     }
     return std::tuple(raised, dumps.count(), io.rdstate(), tied.rdstate(),
                       io.gcount(), io.width(), array, text(word),
-                      text(std::as_const(str).data(), str.size()),
-                      text(standard.data(), standard.size()),
+                      text(std::as_const(str).data(), str.size()), standard,
+                      text(with_traits.data(), with_traits.size()),
                       str.size() <= str.capacity(), shared == string(60, 'y'),
                       buf.output(), buf.rest(), other.output(), other.rest(),
                       log);
