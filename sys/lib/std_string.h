@@ -62,18 +62,10 @@ template <class Char>
   const auto line = line_at_hand(io, delim, max_length);
   if (!line.ended) return line_to_string(istr, str, delim, max_length, 0);
   const own_storage own(str);
-  if (line.size <= own.capacity()) {
-    take_line_at_hand(io, line);
-    own.assign(line.first, line.size);
-    return istr;
-  }
-  streamsize taken = 0;
-  return extract_some(istr, true, taken, [&](basic_ios<Char>&) NALO_INLINE {
-    str.clear();
-    str.append(line.first, line.size);
-    taken = take_line_at_hand(io, line);
-    return ios_base::goodbit;
-  });
+  if (line.size > own.capacity()) return grow_to_line(istr, str, line);
+  take_line_at_hand(io, line);
+  own.assign(line.first, line.size);
+  return istr;
 }
 
 }  // namespace impl
@@ -91,9 +83,11 @@ template <class Char>
 basic_istream<Char>& getstring(basic_istream<Char>& istr,
                                std::basic_string<Char>& str) {
   const impl::own_storage own(str);
-  const auto word = impl::word_at_hand(istr, own.capacity() + 1);
+  const auto word = impl::word_at_hand(istr, ~size_t{0});
   if (!word.ended) [[unlikely]]
     return impl::word_to_string(istr, str);
+  if (word.size > own.capacity()) [[unlikely]]
+    return impl::grow_to_word(istr, str, word);
   impl::take_up_to<Char, char_traits<Char>>(istr, word.first + word.size);
   own.assign(word.first, word.size);
   return istr;
