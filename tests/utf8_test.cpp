@@ -221,35 +221,24 @@ TEST(Utf8buf, IsMovedAndSwappedInTheMiddleOfACharacter) {
   EXPECT_EQ(played_on(none, "<1 - @"), "\\xE9 233 2");
   one = std::move(none);
   EXPECT_EQ(played_on(one, "<1 @"), "\\xE9 4");
-
-  const memory_file text("abcd"), other;
-  const auto over = [](const memory_file& file) {
-    return over_file(encoding_errors::raise, ::dup(file.fd),
-                     nalo::fd_ownership::owned);
-  };
-  auto reads = over(text), writes = over(other);
-  EXPECT_EQ(played_on(reads, "<1"), "a");
-  writes.sputc('x');
-  swap(reads, writes);
-  EXPECT_EQ(played_on(writes, ">y !"), "1 0");
-  EXPECT_EQ(content(text.fd), "aycd") << "input read ahead was not given back";
 }
 
 TEST(Utf8buf, IsMovedAndSwappedWithoutItsBytes) {
   nalo::stringbuf first(nalo::string("ab")), second(nalo::string("cd"));
   utf8buf one(&first), two(&first);
   one = utf8buf(&second);
+  one.sgetc();
+  two.sputc('x');
+  EXPECT_EQ(second.in_avail(), -1);
   swap(one, two);
   EXPECT_TRUE(one.bytes() == &first && two.bytes() == &second);
-  two.sgetc();
-  EXPECT_EQ(second.in_avail(), -1);
-  two.pubsync();
+  two.sputc('y');
   EXPECT_EQ(second.in_avail(), 2) << "undelivered input was not given back";
-  EXPECT_EQ(read_from(one) + read_from(two), "abcd");
+  EXPECT_EQ(read_from(one) + read_from(two), "xbyd");
 }
 
 TEST(Utf8buf, ForgetsTheBeginningOfACharacterWhenItMoves) {
-  for (const char* script : {"=0", "!"}) {
+  for (const char* script : {"=0in", "!"}) {
     over_script buffer("\xC3\xA9z", {1});
     buffer.below.play_.seekable = true;
     EXPECT_EQ(raised_by([&] { buffer.sgetc(); }, 2, fault::library), "library");
