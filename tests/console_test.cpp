@@ -26,6 +26,10 @@ std::string written(bool to_terminal, void (*work)()) {
   return nalo_test::content(ours);
 }
 
+struct opened : nalo::streambuf {
+  using basic_streambuf::overflow;
+};
+
 TEST(ConsoleStreams, WriteAtOnceOrWhenTheyAreFlushed) {
   using nalo::cerr, nalo::cin, nalo::clog, nalo::cout, nalo::wcerr, nalo::wcout;
   const struct {
@@ -43,6 +47,7 @@ TEST(ConsoleStreams, WriteAtOnceOrWhenTheyAreFlushed) {
       {[] { cout << "a", cerr << "b" << 1, cout << "c"; }, "ab1", "ab1"},
       {[] { clog << "a\n", clog << "b"; }, "a\n", "a\r\n"},
       {[] { clog << "a", cerr << "b"; }, "ab", "ab"},
+      {[] { clog << "a", (clog.rdbuf()->*&opened::overflow)(-1); }, "a", "a"},
       {[] { cout << "a", wcout << L"\u00E4", cout << "b", wcerr << L'c'; },
        "aäbc", "aäbc"},
   };

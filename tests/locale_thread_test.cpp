@@ -98,6 +98,7 @@ TEST(Locale, EqualsTheClassicOneUnlessItHasOtherFacets) {
       {MADE(other, "C", locale::all), "*"},
       {MADE(locale(), other, locale::monetary), "*"},
       {MADE(other.without_<client<0>>()), "*"},
+      {MADE(locale().without_<client<0>>()), "*"},
   };
 #undef MADE
   for (const auto& [how, loc, name] : cases) {

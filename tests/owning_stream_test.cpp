@@ -247,9 +247,12 @@ TYPED_TEST(OwningStreams, HaveFileBuffersThatWorkByThemselves) {
   buffer.close();
   EXPECT_EQ(taken(buffer, 100000).size(), 0u);
   EXPECT_EQ(put(buffer, std::string(100000, 'x')), 0);
-  nalo::basic_fstream<TypeParam> closed;
-  closed.close();
-  EXPECT_TRUE(closed.fail());
+  nalo::basic_ifstream<TypeParam> stream(file.path);
+  stream.get();
+  stream.close();
+  EXPECT_EQ(stream.peek() + 1, 0u) << "a character of a closed file";
+  stream.close();
+  EXPECT_TRUE(stream.fail());
 }
 
 }  // namespace
