@@ -157,6 +157,7 @@ template <class Char, class... Numbers>
 auto all_operations() {
   using World = world<Char>;
   using string = nalo::basic_string<Char>;
+  using funcarg = nalo::basic_string_funcarg<Char>;
   using punct = nalo::numpunct<Char>;
   using stringstream = nalo::basic_stringstream<Char>;
   using fstream = nalo::basic_fstream<Char>;
@@ -212,7 +213,10 @@ auto all_operations() {
         OP(w.str.insert(w.str.cbegin(), w.first, w.last)),
         OP(w.str.replace(w.str.cbegin(), w.str.cend(), w.first, w.last)),
         OP(string(w.first, w.last)), OP(w.str.shrink_to_fit()),
-        OP(string(w.str + w.letters))}},
+        OP(string(w.str + w.letters)),
+        OP(funcarg lent(w.letters);
+           w.str = std::move(static_cast<string&>(lent))),
+        OP(funcarg lent(w.letters); w.str.swap(lent))}},
       // Streams that own their buffer, each made for the operation.
       {{OP(stringstream(w.letters, both, bad) << w.letters.c_str()),
         OP(stringstream text; text.str(w.letters)),
