@@ -118,7 +118,11 @@ TYPED_TEST(OwningStreams, HaveBuffersThatMoveAndSwapByThemselves) {
   EXPECT_EQ(std::move(given).str(), text);
   EXPECT_TRUE(given.view().empty());
   EXPECT_EQ(basic_spanbuf<Char>(text, ios_base::in).span().size(), 3u);
-  EXPECT_TRUE(basic_spanbuf<Char>().span().empty());
+  basic_spanbuf<Char> later;
+  EXPECT_TRUE(later.span().empty());
+  later.span(text);
+  EXPECT_TRUE(put(later, "a") == 1 && later.span().size() == 1);
+  EXPECT_EQ(put(*basic_ostringstream<Char>(text, ate).rdbuf(), "x"), 1);
   basic_spanbuf<Char> reader(text, ios_base::in), writer(text, ios_base::out);
   basic_ispanstream<Char> reads(text);
   basic_ospanstream<Char> writes(text);

@@ -95,7 +95,12 @@ TYPED_TEST(String, RejectsInvalidArgumentsWithoutChanging) {
   // A part of the string itself ends with it, or is the null after it.
   shared.append(shared.c_str() + 31, 100).shrink_to_fit();
   shared.append(shared.c_str() + 89, 1);
-  EXPECT_EQ(shared, this->text_ + this->text_.substr(31) + TypeParam());
+  const auto all = this->text_ + this->text_.substr(31) + TypeParam();
+  EXPECT_EQ(shared, all);
+  shared.reserve(300);
+  shared.append(shared.c_str() + 80, 100);
+  shared.insert(0, shared.c_str() + shared.size(), 1);
+  EXPECT_EQ(shared, TypeParam() + all + all.substr(80));
 }
 
 TYPED_TEST(String, RejectsChangesOfReadOnlyTextBeforeItChecksArguments) {

@@ -117,7 +117,9 @@ TYPED_TEST(Syncstream, EmitsWhatAnAssignmentReplacesAndMovesItsSettings) {
   EXPECT_TRUE(one.emit() && one.emit());
   EXPECT_EQ(target.output().size(), 602u);
   // A wide character with the value of eof is not written.
+  target.own_log_.clear();
   syncbuf(&target).sputc(TypeParam(-1));
+  EXPECT_EQ(target.own_log_.find("sync"), std::string::npos);
   EXPECT_EQ(target.output().size(), sizeof(TypeParam) > 1 ? 602u : 603u);
   without_target.set_emit_on_sync(true);
   without_target.sputc('3');
