@@ -126,7 +126,7 @@ TYPED_TEST(OwningStreams, HaveBuffersThatMoveAndSwapByThemselves) {
   basic_spanbuf<Char> reader(text, ios_base::in), writer(text, ios_base::out);
   basic_ispanstream<Char> reads(text);
   basic_ospanstream<Char> writes(text);
-  reads.span(std::span(text).subspan(1));
+  reads.span(std::span<const Char>(text).subspan(1));
   writes.span(std::span(text).subspan(2));
   writes.put('z');
   EXPECT_EQ(reads.get(), 'b');
