@@ -202,7 +202,8 @@ auto all_operations() {
         OP(w.out << std::basic_string_view(w.array, 9)), OP(w.out << w.str),
         OP(w.out.insert(w.array, 5)), OP(w.out << &w.other), OP(w.out.put('x')),
         OP(w.out.write(w.array, 9)), OP(w.out << nalo::ends),
-        OP(w.out << nalo::quoted(w.letters))},
+        OP(const bool closed = !w.out.good(); w.out << nalo::quoted(w.letters);
+           EXPECT_TRUE(closed || (w.out.rdstate() & fail) == good))},
        guarded},
       {{OP(w.out << nalo::flush), OP(w.out << nalo::endl),
         OP(w.n = w.in.in_avail()), OP(w.io.iword(20) = 1),

@@ -98,9 +98,9 @@ TYPED_TEST(String, RejectsInvalidArgumentsWithoutChanging) {
   const auto all = this->text_ + this->text_.substr(31) + TypeParam();
   EXPECT_EQ(shared, all);
   shared.reserve(300);
-  shared.append(shared.c_str() + 80, 100);
+  shared.append(shared.c_str() + 80, 100) += TypeParam('x');
   shared.insert(0, shared.c_str() + shared.size(), 1);
-  EXPECT_EQ(shared, TypeParam() + all + all.substr(80));
+  EXPECT_EQ(shared, TypeParam() + all + all.substr(80) + TypeParam('x'));
 }
 
 TYPED_TEST(String, RejectsChangesOfReadOnlyTextBeforeItChecksArguments) {
