@@ -23,10 +23,6 @@ class own_storage<std::basic_string<Char, Traits, Allocator>> {
   // The place of the null character must not be written to.
   size_t capacity() const noexcept { return str_.capacity(); }
 
-  void assign(const Char* first, size_t n) const noexcept {
-    set_size(n);
-    simd::copy(first, n, str_.data());
-  }
   // Leaves the string unchanged when there is nothing to copy.
   template <class Wanted>
   NALO_INLINE size_t copy_until(const Char* first, size_t n,
@@ -43,7 +39,7 @@ class own_storage<std::basic_string<Char, Traits, Allocator>> {
   }
   void append(size_t copied, const Char* first, size_t n) const noexcept {
     set_size(copied + n);
-    std::copy(first, first + n, str_.data() + copied);
+    simd::copy(first, n, str_.data() + copied);
   }
 
  private:
@@ -62,9 +58,9 @@ template <class Char>
   const auto line = line_at_hand(io, delim, max_length);
   if (!line.ended) return line_to_string(istr, str, delim, max_length, 0);
   const own_storage own(str);
-  if (line.size > own.capacity()) return grow_to_line(istr, str, line);
+  if (line.size > own.capacity()) return grow_to_text(istr, str, line, 1);
   take_line_at_hand(io, line);
-  own.assign(line.first, line.size);
+  own.append(0, line.first, line.size);
   return istr;
 }
 
@@ -87,9 +83,9 @@ basic_istream<Char>& getstring(basic_istream<Char>& istr,
   if (!word.ended) [[unlikely]]
     return impl::word_to_string(istr, str);
   if (word.size > own.capacity()) [[unlikely]]
-    return impl::grow_to_word(istr, str, word);
+    return impl::grow_to_text(istr, str, word, 0);
   impl::take_up_to<Char, char_traits<Char>>(istr, word.first + word.size);
-  own.assign(word.first, word.size);
+  own.append(0, word.first, word.size);
   return istr;
 }
 
