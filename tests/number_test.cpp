@@ -57,6 +57,7 @@ TYPED_TEST(Number, ReadsRareFormsAsTheModelDoes) {
       // The size CHAR_MAX is unlimited.
       {{.grouping = "\3\177"}, {ones + ",234", "1," + ones + ",234"}},
       {{.grouping = "\3", .separator = '1'}, {"11234", "2113"}},
+      {{.grouping = "\3", .separator = '.'}, {"1.234.567", "1.234.5", "5.3"}},
       {{.yes = "so", .no = "so"}, {"so"}},
       // As a wide character, \xFF equals eof and ends the input.
       {{.grouping = "\3", .separator = '\xFF', .yes = "\xFF"}, {"", "1"}},
@@ -156,6 +157,15 @@ TYPED_TEST(Number, NeedsAPunctuationFacetAndABuffer) {
   io.width(100'000);
   EXPECT_THROW(writer.put(&buf, io, Char(' '), 42L), int);
   EXPECT_EQ(io.width(), 0);
+}
+
+// A terminal may not have what follows a name that is complete.
+TYPED_TEST(Number, ReadsNothingBeyondAName) {
+  scripted_world<TypeParam> w({.input = widened<TypeParam>("true")});
+  bool value = false;
+  arm(5, fault::other);  // the underflow() at the end
+  w.io >> nalo::boolalpha >> value;
+  EXPECT_TRUE(value && w.io.good());
 }
 
 // The facet of a client is called for each type that it may format.
