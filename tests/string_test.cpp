@@ -145,6 +145,15 @@ TYPED_TEST(String, IsReturnedAndConcatenatedWithoutCopies) {
   const std::vector<short> list(60, 'x');
   const S from_list(list.begin(), list.end(), this->ma_);
   EXPECT_EQ(this->source_.requests(), 6);  // one for each string made
+  S all;
+  int growths = 0;
+  for (int i = 0; i < 1000; ++i) {
+    const auto capacity = all.capacity();
+    all = std::move(all) + text + TypeParam('+');
+    if (all.capacity() != capacity) ++growths;
+  }
+  EXPECT_EQ(all.size(), 61'000u);
+  EXPECT_LT(growths, 30);  // each by half
 
   size_t room = 0;
   EXPECT_EQ(nalo::impl::string_access::own_text(s, room), s.c_str());
@@ -163,6 +172,8 @@ TYPED_TEST(String, IsPassedAsAnArgumentWithoutCopies) {
   EXPECT_TRUE(refers_to(text.c_str(), text.c_str()));
   EXPECT_TRUE(refers_to(text, text.c_str()));
   EXPECT_TRUE(refers_to(s, s.c_str()));
+  TypeParam* const null = nullptr;
+  EXPECT_THROW(refers_to(null, null), nalo::invalid_argument);
   // Only the argument refers to the caller's text; strings made from it do not.
   Arg moved(text), swapped(text), assigned(text), made(text), swaps(text);
   S taken[] = {S(std::move(static_cast<S&>(moved))), S(), S(), S(),
@@ -200,6 +211,9 @@ TEST(StandardString, IsMadeImplicitlyOfAString) {
   std::filesystem::path path(s);
   EXPECT_EQ((path = s).filename(), "12");
   EXPECT_EQ(std::stoi(s), 12);
+  std::ostringstream out;
+  out << std::setw(3) << s;
+  EXPECT_EQ(out.str(), " 12");
   const std::pmr::string allocated = s;
   const std::wstring wide = nalo::wstring(L"wide");
   EXPECT_TRUE(allocated == s && wide == L"wide");

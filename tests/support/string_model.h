@@ -182,7 +182,8 @@ const question<S> questions[] = {
         c),
     ASK(s.substr(), s.substr(at, n2), std::hash<decltype(s.substr())>()(s)),
 
-    ASK(S(text), S(ptr), S({ch, ch2}), S(text.begin(), text.end())),
+    ASK(S(text), S(ptr), S(text, from, n2), S({ch, ch2}),
+        S(text.begin(), text.end())),
     ASK(S(t) = text, S(t) = ptr, S(t) = ch, S(t) = {ch, ch2}, S(t).erase()),
     ASK(S(t).assign(text, from, n2), S(t).assign(list.begin(), list.end())),
     ASK(S(t + ch + s + ptr, s.get_allocator()), ((c += text) += ptr) += ch),
@@ -196,6 +197,8 @@ const question<S> questions[] = {
     ASK((*c.insert(nth(c, at), ch2) = ch, *c.insert(nth(c, at), 2, ch) = ch2,
          c)),
     ASK((*c.insert(nth(c, at), list.begin(), list.end()) = ch2, c)),
+    ASK((*c.insert(nth(c, at), {ch, ch2}) = ch2, c)),
+    ASK(c.replace(c.cbegin(), nth(c, at), {ch, ch2}), erase(c, ch), c),
     ASK(c.replace(at, 9, t).replace(at, 1, text).replace(at, 2, ptr)),
     ASK(c.replace(at, 9, text, from, n2).replace(at, 1, text, from)),
     ASK(c.replace(nth(c, at), c.cend(), text.data(), text.size())),
