@@ -16,7 +16,8 @@ constexpr const char* no_facet = "nalo::ios_base the locale lacks a facet";
 constexpr const char* no_words =
     "WordAllocator: nalo::ios_base::grow_words_ allocation failed";
 
-// Streams convert to bool only explicitly and are not comparable.
+// Streams do not convert to numbers other than bool, and are not comparable and
+// are not comparable.
 static_assert(!std::is_convertible_v<nalo::ostream&, int> &&
               !std::equality_comparable<nalo::ostream>);
 
@@ -199,7 +200,7 @@ TYPED_TEST(Ios, IsResetByInitAndRestoredByGuards) {
   {
     const typename probe<TypeParam>::stream_guard guard(s, bad);
     EXPECT_EQ(s.exceptions(), bad);
-    s.init(&this->buf, good);
+    s.init(&this->buf);
     EXPECT_EQ(s.format(), fresh);
     s.setstate(eof);
   }
@@ -220,6 +221,14 @@ TYPED_TEST(Ios, ConvertsByItsLocaleAndImbuesItsBuffer) {
   EXPECT_TRUE(this->buf.getloc() == this->bare);
 }
 
+// A program's own failures name the place where they are made.
+TEST(IosFailure, NamesThePlaceOfItsConstructor) {
+  const ios_base::failure made("text"), copied(std::string("text"));
+  EXPECT_EQ(made.what(), std::string(copied.what()));
+  EXPECT_EQ(made.line(), __LINE__ - 2);
+  EXPECT_STREQ(made.file(), __FILE__);
+}
+
 TYPED_TEST(Ios, ManipulatorsChangeOnlyTheirFlags) {
   using namespace nalo;
   using io = ios_base;
@@ -232,7 +241,9 @@ TYPED_TEST(Ios, ManipulatorsChangeOnlyTheirFlags) {
     (ios >> ... >> manipulators);
     return ios.flags();
   };
-  ios.flags(fmtflags{32767});
+  auto all = fmtflags{32767 - 8};
+  all ^= io::hex;
+  ios.flags(all);
   EXPECT_EQ(after(noboolalpha, noshowbase, noshowpoint, noshowpos, noskipws,
                   nounitbuf, nouppercase),
             io::adjustfield | io::basefield | io::floatfield);
