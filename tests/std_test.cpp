@@ -86,6 +86,12 @@ TYPED_TEST(Std, QuotesTextsAsTheStandardStreamsDo) {
     EXPECT_EQ(read(stream<TypeParam>(input), nalo::quoted(text), text), model);
     EXPECT_EQ(read(stream<TypeParam>(input), nalo::quoted(own), own), model);
   }
+  // As in a CSV file.
+  stream<TypeParam> csv("'it''s' '' '");
+  string texts[3];
+  for (auto& text : texts) csv >> nalo::quoted(text, '\'', '\'');
+  EXPECT_EQ(shown<TypeParam>(texts[0]), "it's");
+  EXPECT_TRUE(texts[1].empty() && csv.fail());
 }
 
 // As std::tm counts them, and an offset from UTC.
