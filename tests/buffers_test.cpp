@@ -73,9 +73,9 @@ TYPED_TEST(Buffers, DoWhatTheirModeSays) {
     ios_base::openmode mode;
     const char* log;
   } rows[] = {
-      {in, "0 abcd abcd 0 -1 1 -1 1 -1 -1 -1 1 -1 1"},
+      {in, "0 abcd abcd 0 0 1 -1 1 -1 -1 -1 1 -1 1"},
       {out, "2 xy  1 -1 -1 -1 -1 1 -1 1 1 -1 1"},
-      {in | out, "2 xycd xycd 1 -1 1 -1 1 1 -1 1 1 -1 -1"},
+      {in | out, "2 xycd xycd 1 0 1 -1 1 1 -1 1 1 -1 -1"},
       {out | ate | trunc, "2 xy  1 -1 -1 -1 -1 1 -1 1 1 -1 1"},
       {in | app | trunc, "2 xy xy 1 1 1 -1 1 -1 -1 3 -1 -1 -1"},
   };

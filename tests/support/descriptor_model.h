@@ -292,7 +292,7 @@ class descriptor_comparison {
     const auto path = "/proc/self/fd/" + std::to_string(own_);
     EXPECT_EQ(file_.open(path, mode_), &file_);
     watched.fd = file_.fd();
-    at_ = 0;
+    at_ = mode_ == app ? text_.size() : 0;
     if (mode_ == out) text_.clear();
   }
   // Syncs first, because a filebuf drops what it cannot write.

@@ -84,8 +84,13 @@ int open_file(const char* path, ios_base::openmode mode) {
   }
   const auto fd = static_cast<int>(
       uninterrupted([&] { return ::open(path, flags | O_CLOEXEC, 0666); }));
-  if (fd == -1 || (mode & ios_base::ate) == 0) return fd;
-  if (::lseek(fd, 0, SEEK_END) != -1) return fd;
+  const bool must_seek = (mode & ios_base::ate) != 0;
+  // A file that is only appended to begins at its end, so that its position
+  // tells whether it is empty.
+  const bool seeks =
+      must_seek || (flags & (O_ACCMODE | O_APPEND)) == (O_WRONLY | O_APPEND);
+  if (fd == -1 || !seeks) return fd;
+  if (::lseek(fd, 0, SEEK_END) != -1 || !must_seek) return fd;
   const int code = errno;
   close_file(fd);
   errno = code;

@@ -85,7 +85,7 @@ typename Traits::int_type memorybuf<Char, Traits>::pbackfail(int_type ch) {
 template <class Char, class Traits>
 streamsize memorybuf<Char, Traits>::showmanyc() {
   const auto left = static_cast<streamsize>(size_()) - get_at_();
-  return reads_() && left > 0 ? left : -1;
+  return reads_() ? std::max(left, streamsize{0}) : -1;
 }
 
 template <class Char, class Traits>
