@@ -7,6 +7,7 @@
 #include <locale>
 #include <sstream>
 #include <string>
+#include <string_view>
 
 struct german : std::numpunct<char> {
   char do_decimal_point() const override { return ','; }
@@ -27,11 +28,8 @@ void add(const char* path, const std::string& name, double amount) {
   out << name << ';' << std::fixed << amount << '\n';
 }
 
-int main() {
-  const std::locale loc(std::locale::classic(), new german);
-  add("accounts.csv", trimmed("savings \t", loc), 1234567.5);
-  add("accounts.csv", "the other one", -89);
-  std::ifstream in("accounts.csv");
+void print(const char* path, const std::locale& loc) {
+  std::ifstream in(path);
   std::string line, name;
   std::getline(in, line);
   std::cout.imbue(loc);
@@ -44,9 +42,16 @@ int main() {
     std::cout << std::setw(20) << name << std::setw(16) << amount << ' '
               << (fields.rdbuf()->in_avail() == 0) << '\n';
   }
+}
+
+int main() {
   try {
+    const std::locale loc(std::locale::classic(), new german);
+    add("accounts.csv", trimmed("savings \t", loc), 1234567.5);
+    add("accounts.csv", "the other one", -89);
+    print("accounts.csv", loc);
     add("no/such/folder", "", 0);
   } catch (const std::exception& error) {
-    std::cout << std::string(error.what()).substr(0, 26) << '\n';
+    std::cout << std::string_view(error.what(), 26) << '\n';
   }
 }
