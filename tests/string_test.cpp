@@ -145,6 +145,10 @@ TYPED_TEST(String, IsReturnedAndConcatenatedWithoutCopies) {
   const std::vector<short> list(60, 'x');
   const S from_list(list.begin(), list.end(), this->ma_);
   EXPECT_EQ(this->source_.requests(), 6);  // one for each string made
+  // A temporary string that cannot be taken over is copied.
+  const auto lent = [&] { return S::c_str(text.data(), 9); };
+  EXPECT_EQ(S(S(text) + lent(), this->ma_), text + text.substr(0, 9));
+  EXPECT_EQ(S(lent() + text), text.substr(0, 9) + text);
   S all;
   int growths = 0;
   for (int i = 0; i < 1000; ++i) {
