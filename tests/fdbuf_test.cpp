@@ -198,7 +198,7 @@ TEST(Fdbuf, OpensOneFileAfterAnother) {
     EXPECT_EQ(::lseek(buffer.fd(), 0, SEEK_CUR), position);
     EXPECT_EQ(buffer.fd(), lowest) << "a descriptor is still open";
     buffer.close();
-    buffer.open(path, app);
+    EXPECT_EQ(buffer.open(path, app), &buffer);
     EXPECT_EQ(buffer.pubseekoff(0, ios_base::cur), position == -1 ? -1 : 3);
     buffer.close();
   }

@@ -147,8 +147,20 @@ TYPED_TEST(String, IsReturnedAndConcatenatedWithoutCopies) {
   EXPECT_EQ(this->source_.requests(), 6);  // one for each string made
   // A temporary string that cannot be taken over is copied.
   const auto lent = [&] { return S::c_str(text.data(), 9); };
-  EXPECT_EQ(S(S(text) + lent(), this->ma_), text + text.substr(0, 9));
-  EXPECT_EQ(S(lent() + text), text.substr(0, 9) + text);
+  const auto roomy = [&] {
+    S str(text);
+    str.reserve(100);
+    return str;
+  };
+  const size_t before = this->source_.requests();
+  EXPECT_EQ(S(roomy() + lent(), this->ma_), text + text.substr(0, 9));
+  EXPECT_EQ(S(lent() + text, this->ma_), text.substr(0, 9) + text);
+  EXPECT_EQ(this->source_.requests(), before + 2);
+  S taken = roomy();
+  const auto* const place = std::as_const(taken).data();
+  taken = std::move(taken) + lent() + TypeParam('+');
+  EXPECT_EQ(taken, text + text.substr(0, 9) + TypeParam('+'));
+  EXPECT_EQ(std::as_const(taken).data(), place);
   S all;
   int growths = 0;
   for (int i = 0; i < 1000; ++i) {
@@ -157,6 +169,7 @@ TYPED_TEST(String, IsReturnedAndConcatenatedWithoutCopies) {
     if (all.capacity() != capacity) ++growths;
   }
   EXPECT_EQ(all.size(), 61'000u);
+  EXPECT_EQ(all.find_last_not_of(text), 60'999u);
   EXPECT_LT(growths, 30);  // each by half
 
   size_t room = 0;
