@@ -152,7 +152,7 @@ TYPED_TEST(String, IsReturnedAndConcatenatedWithoutCopies) {
     str.reserve(100);
     return str;
   };
-  const size_t before = this->source_.requests();
+  const long before = this->source_.requests();
   EXPECT_EQ(S(roomy() + lent(), this->ma_), text + text.substr(0, 9));
   EXPECT_EQ(S(lent() + text, this->ma_), text.substr(0, 9) + text);
   EXPECT_EQ(this->source_.requests(), before + 2);
