@@ -16,8 +16,7 @@ constexpr const char* no_facet = "nalo::ios_base the locale lacks a facet";
 constexpr const char* no_words =
     "WordAllocator: nalo::ios_base::grow_words_ allocation failed";
 
-// Streams do not convert to numbers other than bool, and are not comparable and
-// are not comparable.
+// Streams do not convert to numbers other than bool, and are not comparable.
 static_assert(!std::is_convertible_v<nalo::ostream&, int> &&
               !std::equality_comparable<nalo::ostream>);
 
@@ -241,7 +240,7 @@ TYPED_TEST(Ios, ManipulatorsChangeOnlyTheirFlags) {
     (ios >> ... >> manipulators);
     return ios.flags();
   };
-  auto all = fmtflags{32767 - 8};
+  auto all = fmtflags{32767} & ~io::hex;
   all ^= io::hex;
   ios.flags(all);
   EXPECT_EQ(after(noboolalpha, noshowbase, noshowpoint, noshowpos, noskipws,
