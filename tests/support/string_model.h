@@ -199,7 +199,7 @@ const question<S> questions[] = {
     ASK((*c.insert(nth(c, at), list.begin(), list.end()) = ch2, c)),
     ASK((*c.insert(nth(c, at), {ch, ch2}) = ch2, c)),
     ASK(c.replace(c.cbegin(), nth(c, at), {ch, ch2}), erase(c, ch),
-        erase_if(c, [&](Char each) { return each == ch2; }), c),
+        erase_if(c, [last = ch2](Char each) { return each == last; }), c),
     ASK(c.replace(at, 9, t).replace(at, 1, text).replace(at, 2, ptr)),
     ASK(c.replace(at, 9, text, from, n2).replace(at, 1, text, from)),
     ASK(c.replace(nth(c, at), c.cend(), text.data(), text.size())),
