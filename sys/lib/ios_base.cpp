@@ -39,6 +39,11 @@ void ios_base::deallocate_words_(PIWords* words) noexcept { delete[] words; }
 
 ios_base::PIWords& ios_base::grow_words_(int index, bool iword_wanted) {
   if (0 <= index && index < word_size_) return word_[index];
+  if (0 <= index && index < local_words_) {
+    std::fill(word_ + word_size_, word_ + local_words_, PIWords());
+    word_size_ = local_words_;
+    return word_[index];
+  }
   if (0 <= index && index < std::numeric_limits<int>::max()) {
     const std::int64_t size = word_size_;
     const int new_size =
