@@ -176,7 +176,10 @@ TYPED_TEST(Buffers, ShareTextsAndPositionsWithTheStandardLibrary) {
   std::streampos place(5);
   place.state({3, {}});
   EXPECT_EQ(over.pubseekpos(place).state().__count, 3);
-  EXPECT_EQ(nalo::streampos(7) + 1 - nalo::streampos(5), 3);
+  enum { three = 3 };
+  EXPECT_EQ(nalo::streampos(7) + 1 - nalo::streampos(5), three);
+  static_assert(std::is_same_v<decltype(nalo::streampos() + three),
+                               decltype(nalo::streampos() - three)>);
   EXPECT_EQ(nalo::streampos(), 0);
   EXPECT_EQ(over.below_buffer_(), &own);
 }
