@@ -26,6 +26,7 @@ struct probe : nalo::basic_ios<Char> {
   using base = nalo::basic_ios<Char>;
   using base::allocate_words_;
   using base::base, base::init, base::swap_, base::destroy_;
+  using base::word_, base::word_size_, base::local_word_;
 
   // What a guard saves.
   auto guarded() const {
@@ -41,6 +42,14 @@ struct probe : nalo::basic_ios<Char> {
     return std::tuple(guarded(), this->tie(), this->getloc().is_classic_(),
                       this->ctype_, this->num_put_, this->num_get_, all);
   }
+};
+
+// A stream that derives from its buffer and hides it.
+template <class Char>
+struct with_buffer : private scripted_streambuf<Char>,
+                     nalo::basic_iostream<Char> {
+  with_buffer()
+      : scripted_streambuf<Char>({}), nalo::basic_iostream<Char>(this) {}
 };
 
 template <class Char>
@@ -123,6 +132,7 @@ TYPED_TEST(Ios, NeedsABufferUnlessItsMaskIsEmpty) {
   EXPECT_EQ(s->rdstate(), good);
   s->iword(20) = 1;
   s->destroy_();
+  EXPECT_TRUE(with_buffer<TypeParam>().good());
 }
 
 TYPED_TEST(Ios, GrowsItsWordsOrReturnsASpareWord) {
@@ -154,6 +164,16 @@ TYPED_TEST(Ios, GrowsItsWordsOrReturnsASpareWord) {
     s.exceptions(good);
   }
   no_memory = false;
+
+  // Up to 8 words stay in the stream, and those that come into use are 0.
+  probe<TypeParam> few(&this->buf);
+  few.iword(4) = 1;
+  few.word_size_ = 3;
+  few.iword(5) = 2;
+  expected.assign(8, {});
+  expected[5].first = 2;
+  EXPECT_EQ(std::get<words>(few.format()), expected);
+  EXPECT_EQ(few.word_, few.local_word_);
 }
 
 TYPED_TEST(Ios, CopiesAndExchangesItsFormat) {
