@@ -474,6 +474,21 @@ TEST(WideStream, EndsAtACharacterThatEqualsEofOutsideARun) {
   EXPECT_EQ(in.rdstate(), eof | fail);
 }
 
+// The character that underflow() returns counts, not the one in the area.
+TYPED_TEST(Stream, TakesAWordWhoseFirstCharacterIsASpaceInTheArea) {
+  struct : nalo::basic_streambuf<TypeParam> {
+    TypeParam area[3] = {' ', 'b', ' '};
+    typename nalo::char_traits<TypeParam>::int_type underflow() override {
+      this->setg(area, area, area + 3);
+      return 'x';
+    }
+  } buf;
+  nalo::basic_istream<TypeParam> in(&buf);
+  TypeParam word[9];
+  in >> nalo::noskipws >> word;
+  EXPECT_EQ(shown<TypeParam>(word), " b");
+}
+
 TYPED_TEST(Stream, PadsIntoTheBufferThatAnOverflowAttaches) {
   scripted_streambuf<TypeParam> first({.put_areas = {0}}), second({});
   nalo::basic_ostream<TypeParam> out(&first);
